@@ -1,0 +1,39 @@
+# Helpers that every target of the project is made with, so that warnings and sanitizers are set in one place.
+
+function(tessolt_target_options target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Werror)
+  if(TESSOLT_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${TESSOLT_SANITIZE} -fno-omit-frame-pointer
+                                             -fno-sanitize-recover=all)
+    target_link_options(${target} PRIVATE -fsanitize=${TESSOLT_SANITIZE})
+  endif()
+endfunction()
+
+# tessolt_subsystem(NAME LINK ...): static library tessolt_NAME of all sources in src/NAME.
+function(tessolt_subsystem name)
+  cmake_parse_arguments(arg "" "" "LINK" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/${name}/*.cpp ${CMAKE_SOURCE_DIR}/src/${name}/*.c)
+  if(sources)
+    add_library(tessolt_${name} STATIC ${sources})
+    target_include_directories(tessolt_${name} PUBLIC ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/include)
+    target_link_libraries(tessolt_${name} ${arg_LINK})
+    tessolt_target_options(tessolt_${name})
+  else()
+    list(REMOVE_ITEM arg_LINK PUBLIC PRIVATE)
+    add_library(tessolt_${name} INTERFACE)
+    target_include_directories(tessolt_${name} INTERFACE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/include)
+    target_link_libraries(tessolt_${name} INTERFACE ${arg_LINK})
+  endif()
+endfunction()
+
+# tessolt_tests(NAME): the test program NAME_test of all sources in tests/NAME, one CTest test a case.
+function(tessolt_tests name)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${name}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name}_test ${sources})
+  target_link_libraries(${name}_test PRIVATE tessolt_${name} tessolt_test_support GTest::gmock GTest::gtest_main)
+  tessolt_target_options(${name}_test)
+  gtest_discover_tests(${name}_test DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+endfunction()
