@@ -1,0 +1,306 @@
+/// Automation types: results, strings, variants and the three interfaces that every object starts
+/// from. They have the layout and the virtual table order of COM automation, so that a C caller and
+/// a C++ caller see the same object. Everything here works in C11 and in C++20.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+#define TESSOLT_API extern "C" __attribute__((visibility("default")))
+#else
+#include <uchar.h>
+#define TESSOLT_API __attribute__((visibility("default")))
+#endif
+
+typedef int32_t HRESULT;  ///< A result; negative means failure.
+typedef int32_t LONG;
+typedef uint32_t ULONG;
+typedef uint32_t UINT;
+typedef uint16_t WORD;
+typedef int32_t DISPID;        ///< The number of a property or method.
+typedef uint32_t LCID;         ///< A locale; every call here ignores it.
+typedef int16_t VARIANT_BOOL;  ///< VARIANT_TRUE or VARIANT_FALSE.
+typedef uint16_t VARTYPE;      ///< One of the VT_ numbers, with or without VT_BYREF.
+typedef int32_t SCODE;
+typedef int32_t BOOL;
+
+#define VARIANT_TRUE ((VARIANT_BOOL)-1)
+#define VARIANT_FALSE ((VARIANT_BOOL)0)
+
+#define S_OK ((HRESULT)0)
+#define S_FALSE ((HRESULT)1)
+#define E_NOTIMPL ((HRESULT)0x80004001)
+#define E_NOINTERFACE ((HRESULT)0x80004002)
+#define E_POINTER ((HRESULT)0x80004003)
+#define E_FAIL ((HRESULT)0x80004005)
+#define E_UNEXPECTED ((HRESULT)0x8000FFFF)
+#define E_ACCESSDENIED ((HRESULT)0x80070005)
+#define E_OUTOFMEMORY ((HRESULT)0x8007000E)
+#define E_INVALIDARG ((HRESULT)0x80070057)
+#define DISP_E_UNKNOWNINTERFACE ((HRESULT)0x80020001)
+#define DISP_E_MEMBERNOTFOUND ((HRESULT)0x80020003)
+#define DISP_E_PARAMNOTFOUND ((HRESULT)0x80020004)
+#define DISP_E_TYPEMISMATCH ((HRESULT)0x80020005)
+#define DISP_E_UNKNOWNNAME ((HRESULT)0x80020006)
+#define DISP_E_NONAMEDARGS ((HRESULT)0x80020007)
+#define DISP_E_BADVARTYPE ((HRESULT)0x80020008)
+#define DISP_E_EXCEPTION ((HRESULT)0x80020009)
+#define DISP_E_OVERFLOW ((HRESULT)0x8002000A)
+#define DISP_E_BADINDEX ((HRESULT)0x8002000B)
+#define DISP_E_BADPARAMCOUNT ((HRESULT)0x8002000E)
+#define DISP_E_PARAMNOTOPTIONAL ((HRESULT)0x8002000F)
+#define CLASS_E_NOAGGREGATION ((HRESULT)0x80040110)
+#define CLASS_E_CLASSNOTAVAILABLE ((HRESULT)0x80040111)
+#define REGDB_E_CLASSNOTREG ((HRESULT)0x80040154)
+#define CO_E_CLASSSTRING ((HRESULT)0x800401F3)
+#define SELFREG_E_CLASS ((HRESULT)0x80040201)
+
+#define SUCCEEDED(result) (((HRESULT)(result)) >= 0)
+#define FAILED(result) (((HRESULT)(result)) < 0)
+
+#define DISPID_VALUE ((DISPID)0)         ///< The default member.
+#define DISPID_UNKNOWN ((DISPID)-1)      ///< A name without a number.
+#define DISPID_PROPERTYPUT ((DISPID)-3)  ///< Names the value of a property write.
+
+#define DISPATCH_METHOD ((WORD)1)
+#define DISPATCH_PROPERTYGET ((WORD)2)
+#define DISPATCH_PROPERTYPUT ((WORD)4)
+#define DISPATCH_PROPERTYPUTREF ((WORD)8)
+
+/// A 128-bit identifier of an interface, a class or a library.
+typedef struct GUID {
+    uint32_t Data1;
+    uint16_t Data2;
+    uint16_t Data3;
+    uint8_t Data4[8];
+} GUID;
+typedef GUID IID;
+typedef GUID CLSID;
+
+#ifdef __cplusplus
+typedef const GUID& REFGUID;  ///< Passed as a pointer, as C callers write it.
+#else
+typedef const GUID* REFGUID;
+#endif
+typedef REFGUID REFIID;
+typedef REFGUID REFCLSID;
+
+#ifdef __cplusplus
+constexpr bool operator==(const GUID& a, const GUID& b) {
+    if (a.Data1 != b.Data1 || a.Data2 != b.Data2 || a.Data3 != b.Data3) {
+        return false;
+    }
+    for (int i = 0; i < 8; ++i) {
+        if (a.Data4[i] != b.Data4[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+#define TESSOLT_GUID_CONSTANT inline constexpr GUID
+#else
+#define TESSOLT_GUID_CONSTANT static const GUID
+#endif
+
+TESSOLT_GUID_CONSTANT IID_NULL = {0, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}};
+TESSOLT_GUID_CONSTANT IID_IUnknown = {
+    0x00000000, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+TESSOLT_GUID_CONSTANT IID_IClassFactory = {
+    0x00000001, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+TESSOLT_GUID_CONSTANT IID_IDispatch = {
+    0x00020400, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+TESSOLT_GUID_CONSTANT IID_ITypeInfo = {
+    0x00020401, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+
+/// One UTF-16 code unit.
+typedef char16_t OLECHAR;
+typedef OLECHAR* LPOLESTR;
+typedef const OLECHAR* LPCOLESTR;
+
+/// An automation string: UTF-16 units with a zero unit behind them and their byte count in the four
+/// bytes in front of them. Null counts as the empty string. May hold zero units and lone
+/// surrogates. Only the functions below make and free one.
+typedef OLECHAR* BSTR;
+
+/// A new string with a copy of the zero-terminated `text`. Null for null, or when memory ends.
+TESSOLT_API BSTR SysAllocString(const OLECHAR* text);
+/// A new string of `length` units copied from `text`, or zero units where `text` is null.
+TESSOLT_API BSTR SysAllocStringLen(const OLECHAR* text, UINT length);
+/// A new string of `length` bytes copied from `bytes`, or zero bytes where that is null.
+TESSOLT_API BSTR SysAllocStringByteLen(const char* bytes, UINT length);
+/// Frees a string; null does nothing.
+TESSOLT_API void SysFreeString(BSTR text);
+/// The length in units without the closing zero; 0 for null.
+TESSOLT_API UINT SysStringLen(BSTR text);
+/// The length in bytes without the closing zero; 0 for null.
+TESSOLT_API UINT SysStringByteLen(BSTR text);
+
+enum {
+    VT_EMPTY = 0,      ///< Nothing was assigned.
+    VT_NULL = 1,       ///< No valid value.
+    VT_I2 = 2,         ///< int16_t
+    VT_I4 = 3,         ///< int32_t
+    VT_R8 = 5,         ///< double
+    VT_BSTR = 8,       ///< automation string, owned
+    VT_DISPATCH = 9,   ///< IDispatch pointer, one reference owned
+    VT_ERROR = 10,     ///< a result; DISP_E_PARAMNOTFOUND stands for a missing argument
+    VT_BOOL = 11,      ///< VARIANT_BOOL
+    VT_VARIANT = 12,   ///< only together with VT_BYREF
+    VT_UNKNOWN = 13,   ///< IUnknown pointer, one reference owned
+    VT_BYREF = 0x4000  ///< the value is a pointer to one of the types above, not owned
+};
+
+#ifdef __cplusplus
+struct IUnknown;
+struct IDispatch;
+#else
+typedef struct IUnknown IUnknown;
+typedef struct IDispatch IDispatch;
+#endif
+
+/// A value with its type: 16 bytes of head and value, and 8 bytes that only larger foreign types
+/// use.
+typedef struct VARIANT {
+    VARTYPE vt;
+    WORD wReserved1;
+    WORD wReserved2;
+    WORD wReserved3;
+    union {
+        int16_t iVal;
+        int32_t lVal;
+        double dblVal;
+        VARIANT_BOOL boolVal;
+        SCODE scode;
+        BSTR bstrVal;
+        IUnknown* punkVal;
+        IDispatch* pdispVal;
+        int16_t* piVal;
+        int32_t* plVal;
+        double* pdblVal;
+        VARIANT_BOOL* pboolVal;
+        SCODE* pscode;
+        BSTR* pbstrVal;
+        IUnknown** ppunkVal;
+        IDispatch** ppdispVal;
+        struct VARIANT* pvarVal;
+        void* byref;
+        void* pair[2];
+    };
+} VARIANT;
+typedef VARIANT VARIANTARG;
+
+/// Makes `value` VT_EMPTY without looking at what it held.
+TESSOLT_API void VariantInit(VARIANT* value);
+/// Frees what `value` owns and makes it VT_EMPTY. DISP_E_BADVARTYPE for a type not listed above.
+TESSOLT_API HRESULT VariantClear(VARIANT* value);
+/// Clears `target`, then copies `source` with strings copied and references added. A by-reference
+/// value stays by reference.
+TESSOLT_API HRESULT VariantCopy(VARIANT* target, const VARIANT* source);
+/// As VariantCopy, with by-reference values followed to what they point to.
+TESSOLT_API HRESULT VariantCopyInd(VARIANT* target, const VARIANT* source);
+/// Converts `source` to `type` into `target`, which may be the same object and is left unchanged on
+/// failure. DISP_E_TYPEMISMATCH when there is no such conversion or a text is no number,
+/// DISP_E_OVERFLOW when the value is out of range. `flags` is ignored.
+TESSOLT_API HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, uint16_t flags,
+                                      VARTYPE type);
+
+/// Arguments of one call, the last one first; named arguments stand in front of the others.
+typedef struct DISPPARAMS {
+    VARIANTARG* rgvarg;
+    DISPID* rgdispidNamedArgs;
+    UINT cArgs;
+    UINT cNamedArgs;
+} DISPPARAMS;
+
+/// What went wrong inside a call that returned DISP_E_EXCEPTION.
+typedef struct EXCEPINFO {
+    WORD wCode;
+    WORD wReserved;
+    BSTR bstrSource;
+    BSTR bstrDescription;
+    BSTR bstrHelpFile;
+    uint32_t dwHelpContext;
+    void* pvReserved;
+    HRESULT (*pfnDeferredFillIn)(struct EXCEPINFO*);
+    SCODE scode;
+} EXCEPINFO;
+
+#ifdef __cplusplus
+struct ITypeInfo;
+
+/// The root of all interfaces: counted references and the way to the other interfaces.
+struct IUnknown {
+    /// Gives `*object` as the interface `iid` with one reference added, or null and E_NOINTERFACE.
+    virtual HRESULT QueryInterface(REFIID iid, void** object) = 0;
+    virtual ULONG AddRef() = 0;
+    /// The object is gone once the last reference is released.
+    virtual ULONG Release() = 0;
+
+protected:
+    ~IUnknown() = default;
+};
+
+/// Calls by name and by number.
+struct IDispatch : IUnknown {
+    virtual HRESULT GetTypeInfoCount(UINT* count) = 0;
+    virtual HRESULT GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) = 0;
+    virtual HRESULT GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID locale,
+                                  DISPID* ids) = 0;
+    virtual HRESULT Invoke(DISPID id, REFIID reserved, LCID locale, WORD flags,
+                           DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+                           UINT* argumentError) = 0;
+
+protected:
+    ~IDispatch() = default;
+};
+
+/// Makes objects of one class.
+struct IClassFactory : IUnknown {
+    virtual HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** object) = 0;
+    virtual HRESULT LockServer(BOOL lock) = 0;
+
+protected:
+    ~IClassFactory() = default;
+};
+
+#else  // the same tables, spelled out for C
+typedef struct ITypeInfo ITypeInfo;
+
+typedef struct IUnknownVtbl {
+    HRESULT (*QueryInterface)(IUnknown* self, REFIID iid, void** object);
+    ULONG (*AddRef)(IUnknown* self);
+    ULONG (*Release)(IUnknown* self);
+} IUnknownVtbl;
+struct IUnknown {
+    const IUnknownVtbl* lpVtbl;
+};
+
+typedef struct IDispatchVtbl {
+    HRESULT (*QueryInterface)(IDispatch* self, REFIID iid, void** object);
+    ULONG (*AddRef)(IDispatch* self);
+    ULONG (*Release)(IDispatch* self);
+    HRESULT (*GetTypeInfoCount)(IDispatch* self, UINT* count);
+    HRESULT (*GetTypeInfo)(IDispatch* self, UINT index, LCID locale, ITypeInfo** info);
+    HRESULT(*GetIDsOfNames)
+    (IDispatch* self, REFIID reserved, LPOLESTR* names, UINT count, LCID locale, DISPID* ids);
+    HRESULT(*Invoke)
+    (IDispatch* self, DISPID id, REFIID reserved, LCID locale, WORD flags, DISPPARAMS* parameters,
+     VARIANT* result, EXCEPINFO* exception, UINT* argumentError);
+} IDispatchVtbl;
+struct IDispatch {
+    const IDispatchVtbl* lpVtbl;
+};
+
+typedef struct IClassFactory IClassFactory;
+typedef struct IClassFactoryVtbl {
+    HRESULT (*QueryInterface)(IClassFactory* self, REFIID iid, void** object);
+    ULONG (*AddRef)(IClassFactory* self);
+    ULONG (*Release)(IClassFactory* self);
+    HRESULT (*CreateInstance)(IClassFactory* self, IUnknown* outer, REFIID iid, void** object);
+    HRESULT (*LockServer)(IClassFactory* self, BOOL lock);
+} IClassFactoryVtbl;
+struct IClassFactory {
+    const IClassFactoryVtbl* lpVtbl;
+};
+#endif

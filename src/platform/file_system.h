@@ -1,0 +1,106 @@
+/// Files as the system needs them: thin, without text translation, failures as errno numbers.
+/// Every path is a native one in UTF-8; `toNativePath` makes it from what a caller wrote.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+/// The native form of a caller's path. A path without any "/" has its "\" turned into "/" and a
+/// leading drive letter with its colon dropped; a path that holds a "/" is native and left alone.
+std::string toNativePath(std::string_view utf8Path);
+
+/// How a file is opened; combined with |.
+enum OpenFlags : unsigned {
+    kOpenRead = 0x01,
+    kOpenWrite = 0x02,
+    kOpenCreate = 0x04,
+    kOpenTruncate = 0x08,
+    kOpenExclusive = 0x10,  ///< With kOpenCreate: fail when the name exists.
+    kOpenNoFollow = 0x20,   ///< Fail when the last step of the path is a symbolic link.
+    kOpenAppend = 0x40,
+    /// Don't wait for the other end of a pipe or device, and refuse whatever is no regular file.
+    kOpenRegularOnly = 0x80,
+};
+
+/// An open file; closes itself. Reads and writes go on after interrupting signals.
+class File {
+public:
+    File() = default;
+    ~File();
+    File(File&& other) noexcept;
+    File& operator=(File&& other) noexcept;
+
+    /// Opens `path`; `mode` are the permissions of a file that it creates, less the umask. Returns
+    /// 0 or an errno number: EISDIR for a folder, EINVAL for anything else that isn't a regular
+    /// file under kOpenRegularOnly.
+    int open(const std::string& path, unsigned flags, unsigned mode = 0666);
+    bool isOpen() const { return fd_ >= 0; }
+    /// Reads up to `size` bytes; `got` is 0 at the end of the file. Returns 0 or an errno number.
+    int read(void* buffer, std::size_t size, std::size_t& got);
+    /// Writes all of `size` bytes; `written` tells how far it came. Returns 0 or an errno number.
+    int write(const void* bytes, std::size_t size, std::size_t& written);
+    int write(std::string_view bytes);
+    /// Size in bytes; returns 0 or an errno number.
+    int size(std::uint64_t& bytes) const;
+    int seekToEnd();
+    /// Has the system put everything written onto the device. Returns 0 or an errno number.
+    int sync();
+    /// Closes; safe to call twice. Returns 0 or the errno number of a failed last write.
+    int close();
+
+private:
+    int fd_ = -1;
+};
+
+/// What a name stands for.
+struct FileInfo {
+    bool isFolder = false;
+    bool isRegular = false;
+    bool isReadOnly = false;  ///< No write permission for anybody.
+    std::uint64_t size = 0;
+};
+
+/// Returns 0 and fills `info`, or an errno number. Follows symbolic links.
+int statFile(const std::string& path, FileInfo& info);
+/// Removes a file or an empty folder's link. Returns 0 or an errno number.
+int removeFile(const std::string& path);
+/// Renames without ever replacing: EEXIST when `to` exists.
+int renameNoReplace(const std::string& from, const std::string& to);
+/// Renames, replacing `to`.
+int renameReplace(const std::string& from, const std::string& to);
+/// Makes a rename or a new file in the folder of `path` last across a crash.
+int syncFolderOf(const std::string& path);
+/// Sets or takes away the owner's write permission.
+int setReadOnly(const std::string& path, bool readOnly);
+/// Makes the folder and those above it that are missing.
+int makeFolders(const std::string& path);
+
+/// Appends the whole of a regular file to `content`. Returns 0 or an errno number.
+int readWholeFile(const std::string& path, std::string& content);
+
+/// The absolute form of `path`, with "." and ".." and doubled separators worked out by text.
+std::string fullPath(const std::string& path);
+/// The working folder; empty when it can't be told.
+std::string currentFolder();
+/// The folder for temporary files, without a separator at the end.
+std::string temporaryFolder();
+
+/// The numbers by which the layers above know a file failure.
+enum FileError : int {
+    kFileErrorNotFound = 2,
+    kFileErrorPathNotFound = 3,
+    kFileErrorAccessDenied = 5,
+    kFileErrorNotReady = 21,
+    kFileErrorSharing = 32,
+};
+/// The number for the errno number `error` of an operation on `path`: one of FileError, with
+/// kFileErrorPathNotFound when the folder of the path is missing, else `error` + 10000.
+int fileErrorNumber(int error, const std::string& path);
+/// The system's text for an errno number.
+std::string errorText(int error);
+
+}  // namespace platform
