@@ -1,0 +1,30 @@
+# Sourced by quickstart and run-tests: Debian packages on demand.
+
+build_packages=(g++ cmake ninja-build pkg-config libssl-dev libbz2-dev)
+test_packages=(libgtest-dev libgmock-dev python3 openssl postfix dovecot-core dovecot-pop3d)
+
+# need_packages NAME...: installs those that are missing, as root or by sudo.
+need_packages() {
+    local missing=() package
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
+            missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    echo "Installing ${missing[*]}"
+    local as_root=()
+    [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+    "${as_root[@]}" apt-get update -qq
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends "${missing[@]}" </dev/null >/dev/null
+}
+
+# configure_and_build PRESET [CMAKE ARGUMENT...]: configures the preset and builds all of it.
+configure_and_build() {
+    local preset=$1
+    shift
+    local launcher=()
+    command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    cmake --preset "$preset" "${launcher[@]}" "$@" >/dev/null
+    cmake --build --preset "$preset" -- --quiet
+}
