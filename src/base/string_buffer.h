@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -71,9 +72,9 @@ public:
     bool appendHex(std::uint64_t value);
     bool prepend(const char* text) { return text == nullptr || prepend(std::string_view(text)); }
     bool prepend(std::string_view text);
-    /// Replaces the content. The text may lie within this buffer. Null empties it.
+    /// Replaces the content. The text may lie within this buffer.
     bool setString(const char* text) {
-        return setString(text == nullptr ? std::string_view() : std::string_view(text));
+        return text == nullptr || setString(std::string_view(text));
     }
     bool setString(std::string_view text);
     bool copyFrom(const StringBuffer& other) { return setString(other.view()); }
