@@ -110,8 +110,6 @@ TESSOLT_GUID_CONSTANT IID_IClassFactory = {
     0x00000001, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
 TESSOLT_GUID_CONSTANT IID_IDispatch = {
     0x00020400, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
-TESSOLT_GUID_CONSTANT IID_ITypeInfo = {
-    0x00020401, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
 
 /// One UTF-16 code unit.
 typedef char16_t OLECHAR;
@@ -201,7 +199,8 @@ TESSOLT_API HRESULT VariantCopy(VARIANT* target, const VARIANT* source);
 TESSOLT_API HRESULT VariantCopyInd(VARIANT* target, const VARIANT* source);
 /// Converts `source` to `type` into `target`, which may be the same object and is left unchanged on
 /// failure. DISP_E_TYPEMISMATCH when there is no such conversion or a text is no number,
-/// DISP_E_OVERFLOW when the value is out of range. `flags` is ignored.
+/// DISP_E_OVERFLOW when the value is out of range. With 2 as `flags` a truth value becomes the text
+/// "True" or "False" instead of "-1" or "0".
 TESSOLT_API HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, uint16_t flags,
                                       VARTYPE type);
 

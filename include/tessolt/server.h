@@ -1,0 +1,34 @@
+/// The C functions of the library: what a loader asks of it, and how a client makes objects. Usable
+/// from C11 and C++20.
+#pragma once
+
+#include <tessolt/automation_types.h>
+#include <tessolt/guids.h>
+
+/// The class factory of one of the four classes, as the interface `iid`. E_POINTER for a null
+/// result pointer, CLASS_E_CLASSNOTAVAILABLE for any other class.
+TESSOLT_API HRESULT DllGetClassObject(REFCLSID classId, REFIID iid, void** object);
+/// S_OK when no object lives and no client holds a factory, type information or a lock of the
+/// library; S_FALSE otherwise.
+TESSOLT_API HRESULT DllCanUnloadNow(void);
+/// Enters the application, the four classes and the type library into the settings. What was
+/// entered before a failure stays.
+TESSOLT_API HRESULT DllRegisterServer(void);
+/// Removes them again, so that the settings are as they were.
+TESSOLT_API HRESULT DllUnregisterServer(void);
+/// Registers, and removes everything again when that fails, or unregisters for `install` 0. The
+/// command line is ignored.
+TESSOLT_API HRESULT DllInstall(BOOL install, LPCOLESTR commandLine);
+
+/// The class of a ProgID such as "Tessolt.Smtp" or "Tessolt.Smtp.1", ignoring case. Asks the
+/// settings first and then the library's own list, so that it works without registration.
+/// CO_E_CLASSSTRING for an unknown name.
+TESSOLT_API HRESULT CLSIDFromProgID(LPCOLESTR progId, CLSID* classId);
+/// Reads "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}". CO_E_CLASSSTRING when it is something else.
+TESSOLT_API HRESULT CLSIDFromString(LPCOLESTR text, CLSID* classId);
+/// Writes the form above with its closing zero, 39 units, and returns 39; 0 when `size` is less.
+TESSOLT_API int StringFromGUID2(REFGUID id, LPOLESTR text, int size);
+/// Makes an object of one of the four classes, for `outer` where that isn't null, as the interface
+/// `iid`. REGDB_E_CLASSNOTREG for any other class. `context` is ignored.
+TESSOLT_API HRESULT CoCreateInstance(REFCLSID classId, IUnknown* outer, uint32_t context,
+                                     REFIID iid, void** object);
