@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 #include "base/log_base.h"
 #include "platform/file_system.h"

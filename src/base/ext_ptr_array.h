@@ -46,9 +46,10 @@ public:
 
     /// Adds at the end. False when there was no memory for it.
     bool append(T* item) { return insertAt(getSize(), item); }
-    /// Adds an object that the array is to own; destroyed at once when there is no memory for it.
+    /// Adds an object that the array is to own; destroyed at once when there is no memory
+    /// for it. Null isn't added.
     bool append(std::unique_ptr<T> item) {
-        if (!append(item.get())) {
+        if (item == nullptr || !append(item.get())) {
             return false;
         }
         static_cast<void>(item.release());

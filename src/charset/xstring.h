@@ -85,7 +85,7 @@ private:
     void appendUnits(std::u16string_view units);
     std::u16string_view heldUnits() const;
 
-    AnsiState ansiState_ = AnsiState::kFits;
+    AnsiState ansiState_ = AnsiState::kUnknown;
     bool wideValid_ = true;
     bool ansiValid_ = true;
     bool utf8Valid_ = true;
