@@ -24,6 +24,7 @@ enum OpenFlags : unsigned {
     kOpenAppend = 0x40,
     /// Don't wait for the other end of a pipe or device, and refuse whatever is no regular file.
     kOpenRegularOnly = 0x80,
+    kOpenNonBlocking = 0x100,  ///< Don't wait for the other end of a pipe or device.
 };
 
 /// An open file; closes itself. Reads and writes go on after interrupting signals.

@@ -1,0 +1,89 @@
+#include "foundation/wide_string.h"
+
+#include "charset/ansi_text.h"
+#include "platform/automation_string.h"
+
+namespace tessolt {
+
+CZncStringW& CZncStringW::Assign(const OLECHAR* text) {
+    return Assign(ViewOf(text));
+}
+
+CZncStringW& CZncStringW::Assign(const CZncStringW& text) {
+    return this == &text ? *this : Assign(text.View());
+}
+
+CZncStringW& CZncStringW::Assign(std::u16string_view text) {
+    m_wstrText.assign(UpToZero(text));
+    m_lastToken.index = -1;
+    return *this;
+}
+
+CZncStringW& CZncStringW::Assign(std::u16string&& text) {
+    m_wstrText = std::move(text);
+    m_wstrText.resize(UpToZero<OLECHAR>(m_wstrText).size());
+    m_lastToken.index = -1;
+    return *this;
+}
+
+CZncStringW& CZncStringW::AssignBytes(const char* text) {
+    return AssignBytes(ViewOf(text));
+}
+
+CZncStringW& CZncStringW::AssignBytes(std::string_view text) {
+    return Assign(borvik::ansiToWide(UpToZero(text)));
+}
+
+CZncStringW& CZncStringW::Append(const OLECHAR* text) {
+    return Append(ViewOf(text));
+}
+
+CZncStringW& CZncStringW::Append(const CZncStringW& text) {
+    return Append(text.View());
+}
+
+CZncStringW& CZncStringW::Append(std::u16string_view text) {
+    m_wstrText.append(UpToZero(text));
+    m_lastToken.index = -1;
+    return *this;
+}
+
+void CZncStringW::Trim() {
+    Assign(std::u16string(TrimmedText<OLECHAR>(m_wstrText)));
+}
+
+void CZncStringW::Replace(const OLECHAR* find, const OLECHAR* with, bool matchCase) {
+    ReplaceText(m_wstrText, ViewOf(find), ViewOf(with), matchCase);
+    m_lastToken.index = -1;
+}
+
+void CZncStringW::GetToken(const OLECHAR* separator, const OLECHAR* defaultText,
+                           CZncStringW& result, std::int32_t index) const {
+    const std::u16string_view token = TokenOf(View(), ViewOf(separator), index, m_lastToken);
+    result.Assign(std::u16string(token.empty() ? ViewOf(defaultText) : token));
+}
+
+const char* CZncStringW::GetAnsi() const {
+    m_strAnsi = borvik::wideToAnsi(m_wstrText);
+    return m_strAnsi.c_str();
+}
+
+BSTR CZncStringW::AllocWide() const {
+    return platform::allocBstr(m_wstrText);
+}
+
+void WideToUtf8(const OLECHAR* text, CZncString& result) {
+    const std::u16string_view wide = ViewOf(text);
+    if (!wide.empty()) {
+        result.Assign(borvik::wideToUtf8Paired(wide));
+    }
+}
+
+void Utf8ToWide(const char* text, CZncStringW& result) {
+    const std::string_view bytes = ViewOf(text);
+    if (!bytes.empty()) {
+        result.Assign(borvik::utf8ToWidePaired(bytes));
+    }
+}
+
+}  // namespace tessolt

@@ -1,0 +1,83 @@
+#include "platform/clock.h"
+
+#include <time.h>
+
+#include <atomic>
+#include <cerrno>
+
+namespace platform {
+namespace {
+
+constexpr int kSecondsPerMinute = 60;
+constexpr int kMillisPerSecond = 1000;
+constexpr long kNanosPerMilli = 1'000'000;
+
+tm localParts(time_t seconds) {
+    tm parts{};
+    localtime_r(&seconds, &parts);
+    return parts;
+}
+
+/// The clocks of the operating system.
+class SystemClock : public Clock {
+public:
+    std::uint32_t tickCount() override {
+        timespec now{};
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        const auto millis = static_cast<std::uint64_t>(now.tv_sec) * kMillisPerSecond +
+                            static_cast<std::uint64_t>(now.tv_nsec / kNanosPerMilli);
+        return static_cast<std::uint32_t>(millis);
+    }
+
+    void sleep(std::uint32_t milliseconds) override {
+        do {
+            timespec until{};
+            clock_gettime(CLOCK_MONOTONIC, &until);
+            until.tv_sec += milliseconds / kMillisPerSecond;
+            until.tv_nsec += static_cast<long>(milliseconds % kMillisPerSecond) * kNanosPerMilli;
+            if (until.tv_nsec >= kMillisPerSecond * kNanosPerMilli) {
+                until.tv_nsec -= kMillisPerSecond * kNanosPerMilli;
+                ++until.tv_sec;
+            }
+            while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+            }
+        } while (milliseconds == kForever);
+    }
+
+    LocalTime localTime() override {
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        const tm parts = localParts(now.tv_sec);
+        LocalTime result;
+        result.year = parts.tm_year + 1900;
+        result.month = parts.tm_mon + 1;
+        result.day = parts.tm_mday;
+        result.dayOfWeek = parts.tm_wday;
+        result.hour = parts.tm_hour;
+        result.minute = parts.tm_min;
+        result.second = parts.tm_sec;
+        result.millisecond = static_cast<int>(now.tv_nsec / kNanosPerMilli);
+        return result;
+    }
+
+    int timeZoneBias() override {
+        return -static_cast<int>(localParts(time(nullptr)).tm_gmtoff / kSecondsPerMinute);
+    }
+
+    std::int64_t unixTime() override { return time(nullptr); }
+};
+
+SystemClock systemClock;
+std::atomic<Clock*> clockInUse{&systemClock};
+
+}  // namespace
+
+Clock& currentClock() {
+    return *clockInUse.load(std::memory_order_acquire);
+}
+
+Clock* replaceClock(Clock* clock) {
+    return clockInUse.exchange(clock ? clock : &systemClock, std::memory_order_acq_rel);
+}
+
+}  // namespace platform

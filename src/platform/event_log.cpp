@@ -1,0 +1,36 @@
+#include "platform/event_log.h"
+
+#include <syslog.h>
+
+#include <mutex>
+#include <utility>
+
+namespace platform {
+namespace {
+
+std::mutex sinkMutex;
+
+EventSink& currentSink() {
+    static EventSink sink;
+    return sink;
+}
+
+}  // namespace
+
+void reportEvent(const char* source, std::string_view text) {
+    const std::lock_guard lock(sinkMutex);
+    if (const EventSink& sink = currentSink()) {
+        sink(source, text);
+        return;
+    }
+    openlog(source, 0, LOG_USER);
+    syslog(LOG_USER | LOG_ERR, "%.*s", static_cast<int>(text.size()), text.data());
+    closelog();
+}
+
+void replaceEventSink(EventSink sink) {
+    const std::lock_guard lock(sinkMutex);
+    currentSink() = std::move(sink);
+}
+
+}  // namespace platform

@@ -1,0 +1,315 @@
+#include "platform/file_system.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+namespace platform {
+namespace {
+
+constexpr int kUnnamedErrorBase = 10000;
+/// The most that one system call takes.
+constexpr std::size_t kMaxTransfer = 0x7FFFF000;
+constexpr mode_t kAnyWriteBit = S_IWUSR | S_IWGRP | S_IWOTH;
+constexpr std::size_t kReadStep = 256 * 1024;
+
+int systemFlags(unsigned flags) {
+    int result = O_CLOEXEC;
+    const bool reads = (flags & kOpenRead) != 0;
+    const bool writes = (flags & kOpenWrite) != 0;
+    result |= reads && writes ? O_RDWR : writes ? O_WRONLY : O_RDONLY;
+    constexpr std::pair<unsigned, int> kPairs[] = {
+        {kOpenCreate, O_CREAT},         {kOpenTruncate, O_TRUNC}, {kOpenExclusive, O_EXCL},
+        {kOpenNoFollow, O_NOFOLLOW},    {kOpenAppend, O_APPEND},  {kOpenRegularOnly, O_NONBLOCK},
+        {kOpenNonBlocking, O_NONBLOCK},
+    };
+    for (const auto& [own, system] : kPairs) {
+        if ((flags & own) != 0) {
+            result |= system;
+        }
+    }
+    return result;
+}
+
+std::string folderOf(const std::string& path) {
+    const std::size_t slash = path.find_last_of('/');
+    if (slash == std::string::npos) {
+        return ".";
+    }
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+bool isDriveLetter(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+}  // namespace
+
+std::string toNativePath(std::string_view utf8Path) {
+    std::string path(utf8Path);
+    if (path.find('/') != std::string::npos) {
+        return path;
+    }
+    if (path.size() >= 2 && path[1] == ':' && isDriveLetter(path[0])) {
+        path.erase(0, 2);
+    }
+    std::replace(path.begin(), path.end(), '\\', '/');
+    return path;
+}
+
+File::~File() {
+    close();
+}
+
+File::File(File&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+
+File& File::operator=(File&& other) noexcept {
+    if (this != &other) {
+        close();
+        fd_ = std::exchange(other.fd_, -1);
+    }
+    return *this;
+}
+
+int File::open(const std::string& path, unsigned flags, unsigned mode) {
+    close();
+    if (path.find('\0') != std::string::npos) {
+        return ENOENT;
+    }
+    int fd = -1;
+    do {
+        fd = ::open(path.c_str(), systemFlags(flags), mode);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0) {
+        return errno;
+    }
+    struct stat status {};
+    int error = fstat(fd, &status) == 0 ? 0 : errno;
+    if (error == 0 && S_ISDIR(status.st_mode)) {
+        error = EISDIR;
+    } else if (error == 0 && (flags & kOpenRegularOnly) != 0 && !S_ISREG(status.st_mode)) {
+        error = EINVAL;
+    }
+    if (error != 0) {
+        ::close(fd);
+        return error;
+    }
+    fd_ = fd;
+    return 0;
+}
+
+int File::read(void* buffer, std::size_t size, std::size_t& got) {
+    got = 0;
+    for (;;) {
+        const ssize_t count = ::read(fd_, buffer, std::min(size, kMaxTransfer));
+        if (count >= 0) {
+            got = static_cast<std::size_t>(count);
+            return 0;
+        }
+        if (errno != EINTR) {
+            return errno;
+        }
+    }
+}
+
+int File::write(const void* bytes, std::size_t size, std::size_t& written) {
+    written = 0;
+    while (written < size) {
+        const ssize_t count = ::write(fd_, static_cast<const char*>(bytes) + written,
+                                      std::min(size - written, kMaxTransfer));
+        if (count > 0) {
+            written += static_cast<std::size_t>(count);
+        } else if (count == 0) {
+            return ENOSPC;
+        } else if (errno != EINTR) {
+            return errno;
+        }
+    }
+    return 0;
+}
+
+int File::write(std::string_view bytes) {
+    std::size_t written = 0;
+    return write(bytes.data(), bytes.size(), written);
+}
+
+int File::size(std::uint64_t& bytes) const {
+    struct stat status {};
+    if (fstat(fd_, &status) != 0) {
+        return errno;
+    }
+    bytes = static_cast<std::uint64_t>(status.st_size);
+    return 0;
+}
+
+int File::seekToEnd() {
+    return lseek(fd_, 0, SEEK_END) < 0 ? errno : 0;
+}
+
+int File::sync() {
+    return fsync(fd_) == 0 ? 0 : errno;
+}
+
+int File::close() {
+    if (fd_ < 0) {
+        return 0;
+    }
+    const int result = ::close(std::exchange(fd_, -1));
+    // The descriptor is gone even when the call was interrupted.
+    return result == 0 || errno == EINTR ? 0 : errno;
+}
+
+int statFile(const std::string& path, FileInfo& info) {
+    struct stat status {};
+    if (path.find('\0') != std::string::npos) {
+        return ENOENT;
+    }
+    if (::stat(path.c_str(), &status) != 0) {
+        return errno;
+    }
+    info.isFolder = S_ISDIR(status.st_mode);
+    info.isRegular = S_ISREG(status.st_mode);
+    info.isReadOnly = (status.st_mode & kAnyWriteBit) == 0;
+    info.size = static_cast<std::uint64_t>(status.st_size);
+    return 0;
+}
+
+int removeFile(const std::string& path) {
+    return ::unlink(path.c_str()) == 0 ? 0 : errno;
+}
+
+int renameNoReplace(const std::string& from, const std::string& to) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+        return 0;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+        return errno;
+    }
+    // A file system without the flag: a second name never replaces one either.
+    if (link(from.c_str(), to.c_str()) != 0) {
+        return errno;
+    }
+    return removeFile(from);
+}
+
+int renameReplace(const std::string& from, const std::string& to) {
+    return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+}
+
+int syncFolderOf(const std::string& path) {
+    const int fd = ::open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) {
+        return errno;
+    }
+    const int error = fsync(fd) == 0 ? 0 : errno;
+    ::close(fd);
+    return error;
+}
+
+int setReadOnly(const std::string& path, bool readOnly) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        return errno;
+    }
+    const mode_t mode = readOnly ? status.st_mode & ~kAnyWriteBit : status.st_mode | S_IWUSR;
+    return ::chmod(path.c_str(), mode & 07777) == 0 ? 0 : errno;
+}
+
+int makeFolders(const std::string& path) {
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    return error.value();
+}
+
+int readWholeFile(const std::string& path, std::string& content) {
+    File file;
+    std::uint64_t size = 0;
+    int error = file.open(path, kOpenRead | kOpenRegularOnly);
+    if (error == 0) {
+        error = file.size(size);
+    }
+    if (error != 0) {
+        return error;
+    }
+    // The size is only a hint: files of the system's own file trees report 0, and others grow.
+    const std::size_t start = content.size();
+    std::size_t filled = 0;
+    content.resize(start + static_cast<std::size_t>(size) + 1);
+    for (;;) {
+        if (start + filled == content.size()) {
+            content.resize(content.size() + std::max(filled, kReadStep));
+        }
+        std::size_t got = 0;
+        error = file.read(content.data() + start + filled, content.size() - start - filled, got);
+        filled += got;
+        if (error != 0 || got == 0) {
+            break;
+        }
+    }
+    content.resize(start + (error == 0 ? filled : 0));
+    return error;
+}
+
+std::string fullPath(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+    return error ? path : absolute.lexically_normal().string();
+}
+
+std::string currentFolder() {
+    std::error_code error;
+    return std::filesystem::current_path(error).string();
+}
+
+std::string temporaryFolder() {
+    const char* configured = std::getenv("TMPDIR");
+    std::string folder = configured && *configured ? configured : "/tmp";
+    while (folder.size() > 1 && folder.back() == '/') {
+        folder.pop_back();
+    }
+    return folder;
+}
+
+int fileErrorNumber(int error, const std::string& path) {
+    switch (error) {
+        case 0:
+            return 0;
+        case ENOENT: {
+            FileInfo info;
+            const bool hasFolder = statFile(folderOf(path), info) == 0 && info.isFolder;
+            return hasFolder ? kFileErrorNotFound : kFileErrorPathNotFound;
+        }
+        case ENOTDIR:
+            return kFileErrorPathNotFound;
+        case EACCES:
+        case EPERM:
+        case EROFS:
+        case EISDIR:
+            return kFileErrorAccessDenied;
+        case EBUSY:
+        case ETXTBSY:
+        case EAGAIN:
+            return kFileErrorSharing;
+        case ENODEV:
+        case ENXIO:
+            return kFileErrorNotReady;
+        default:
+            return error + kUnnamedErrorBase;
+    }
+}
+
+std::string errorText(int error) {
+    return std::generic_category().message(error);
+}
+
+}  // namespace platform

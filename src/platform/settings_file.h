@@ -1,0 +1,55 @@
+/// The text of a settings file and how it is read and edited, apart from where it is kept.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace platform {
+
+/// The form of a key in which two spellings of it are equal: roots in full, steps joined by single
+/// "\", lower case. The case is kept with `keepCase`.
+std::string normalisedKey(std::string_view key, bool keepCase = false);
+
+/// What a settings file says, ready for look-ups.
+class SettingsIndex {
+public:
+    explicit SettingsIndex(std::string_view content);
+
+    const std::string* find(std::string_view key, std::string_view name) const;
+    bool hasKey(std::string_view key) const;
+    std::vector<std::string> keysBelow(std::string_view key) const;
+
+private:
+    std::unordered_map<std::string, std::string> texts_;
+    std::vector<std::string> keys_;
+};
+
+/// Edits of a file's content that touch no other line. The first two return false for a key, name
+/// or text that no line can hold.
+class SettingsEditor {
+public:
+    /// `content` is the file, nothing for one that isn't there.
+    explicit SettingsEditor(std::optional<std::string> content);
+
+    bool createKey(std::string_view key);
+    bool write(std::string_view key, std::string_view name, std::string_view text);
+    void remove(std::string_view key, std::string_view name);
+    void removeKey(std::string_view key);
+
+    /// The content to store; nothing when the file goes.
+    std::optional<std::string> result() const;
+
+private:
+    struct Line;
+
+    std::vector<Line> parse() const;
+    void appendSection(std::string_view key);
+
+    std::string content_;
+    bool isMissing_;
+};
+
+}  // namespace platform

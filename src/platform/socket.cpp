@@ -1,0 +1,193 @@
+#include "platform/socket.h"
+
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+
+namespace platform {
+namespace {
+
+constexpr std::uint32_t kNoLimit = 0xFFFFFFFF;
+constexpr int kUnnamedErrorBase = 10000;
+
+struct NumberPair {
+    int system;
+    int number;
+};
+
+constexpr NumberPair kErrnoNumbers[] = {
+    {EAGAIN, kSocketWouldBlock},
+    {EINPROGRESS, kSocketWouldBlock},
+    {EALREADY, kSocketWouldBlock},
+    {ECONNRESET, kSocketConnectionReset},
+    {ECONNABORTED, kSocketConnectionAborted},
+    {EPIPE, kSocketConnectionAborted},
+    {EBADF, kSocketNotASocket},
+    {ENOTSOCK, kSocketNotASocket},
+    {ECONNREFUSED, kSocketConnectionRefused},
+    {ETIMEDOUT, kSocketTimedOut},
+    {EHOSTUNREACH, kSocketHostUnreachable},
+    {ENETUNREACH, kSocketNetworkUnreachable},
+    {ENETDOWN, kSocketNetworkDown},
+    {EADDRNOTAVAIL, kSocketAddressNotAvailable},
+    {EACCES, kSocketAccessDenied},
+    {EINVAL, kSocketInvalidArgument},
+    {EMFILE, kSocketTooManyOpen},
+    {ENFILE, kSocketTooManyOpen},
+    {ENOTCONN, kSocketNotConnected},
+    {ENOBUFS, kSocketNoBuffers},
+    {ENOMEM, kSocketNoBuffers},
+    {EAFNOSUPPORT, kSocketFamilyNotSupported},
+};
+
+constexpr NumberPair kResolverNumbers[] = {
+    {EAI_NONAME, kSocketHostNotFound}, {EAI_AGAIN, kSocketTryAgain},
+    {EAI_FAIL, kSocketNoRecovery},     {EAI_NODATA, kSocketNoData},
+    {EAI_ADDRFAMILY, kSocketNoData},   {EAI_MEMORY, kSocketNoBuffers},
+};
+
+std::int64_t monotonicMillis() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1'000'000;
+}
+
+bool waitFor(SocketHandle socket, short events, std::uint32_t milliseconds) {
+    const bool unlimited = milliseconds == kNoLimit;
+    const std::int64_t deadline = unlimited ? 0 : monotonicMillis() + milliseconds;
+    pollfd entry{static_cast<int>(socket), events, 0};
+    for (;;) {
+        int slice = -1;
+        if (!unlimited) {
+            const std::int64_t left = std::max<std::int64_t>(deadline - monotonicMillis(), 0);
+            slice = static_cast<int>(std::min<std::int64_t>(left, INT_MAX));
+        }
+        const int ready = poll(&entry, 1, slice);
+        if (ready > 0) {
+            return true;
+        }
+        if (ready < 0 && errno != EINTR) {
+            return true;  // the call that follows tells what is wrong
+        }
+        if (!unlimited && monotonicMillis() >= deadline) {
+            return false;
+        }
+    }
+}
+
+}  // namespace
+
+int socketErrorNumber(int error) {
+    for (const NumberPair& pair : kErrnoNumbers) {
+        if (pair.system == error) {
+            return pair.number;
+        }
+    }
+    return error + kUnnamedErrorBase;
+}
+
+int openSocket(SocketHandle& socket) {
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, IPPROTO_TCP);
+    if (fd < 0) {
+        return socketErrorNumber(errno);
+    }
+    // Commands are short and each waits for its answer: never hold one back for more to send.
+    const int on = 1;
+    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    socket = fd;
+    return 0;
+}
+
+void closeSocket(SocketHandle& socket) {
+    if (socket != kNoSocket) {
+        ::close(static_cast<int>(socket));
+        socket = kNoSocket;
+    }
+}
+
+int resolveHost(const char* host, std::uint32_t& address) {
+    addrinfo hints{};
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    const int error = getaddrinfo(host, nullptr, &hints, &found);
+    if (error != 0) {
+        for (const NumberPair& pair : kResolverNumbers) {
+            if (pair.system == error) {
+                return pair.number;
+            }
+        }
+        return kSocketNoRecovery;
+    }
+    address = reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr.s_addr;
+    freeaddrinfo(found);
+    return 0;
+}
+
+int startConnect(SocketHandle socket, std::uint32_t address, std::uint16_t port) {
+    sockaddr_in target{};
+    target.sin_family = AF_INET;
+    target.sin_addr.s_addr = address;
+    target.sin_port = htons(port);
+    if (::connect(static_cast<int>(socket), reinterpret_cast<const sockaddr*>(&target),
+                  sizeof target) == 0) {
+        return 0;
+    }
+    // An interrupted attempt goes on by itself.
+    return errno == EINTR ? kSocketWouldBlock : socketErrorNumber(errno);
+}
+
+int connectOutcome(SocketHandle socket) {
+    int error = 0;
+    socklen_t size = sizeof error;
+    if (getsockopt(static_cast<int>(socket), SOL_SOCKET, SO_ERROR, &error, &size) != 0) {
+        error = errno;
+    }
+    return error == 0 ? 0 : socketErrorNumber(error);
+}
+
+bool waitReadable(SocketHandle socket, std::uint32_t milliseconds) {
+    return waitFor(socket, POLLIN, milliseconds);
+}
+
+bool waitWritable(SocketHandle socket, std::uint32_t milliseconds) {
+    return waitFor(socket, POLLOUT, milliseconds);
+}
+
+int sendBytes(SocketHandle socket, const void* bytes, std::size_t size, std::size_t& sent) {
+    sent = 0;
+    for (;;) {
+        const ssize_t count = ::send(static_cast<int>(socket), bytes, size, MSG_NOSIGNAL);
+        if (count >= 0) {
+            sent = static_cast<std::size_t>(count);
+            return 0;
+        }
+        if (errno != EINTR) {
+            return socketErrorNumber(errno);
+        }
+    }
+}
+
+int receiveBytes(SocketHandle socket, void* buffer, std::size_t size, std::size_t& received) {
+    received = 0;
+    for (;;) {
+        const ssize_t count = ::recv(static_cast<int>(socket), buffer, size, 0);
+        if (count >= 0) {
+            received = static_cast<std::size_t>(count);
+            return 0;
+        }
+        if (errno != EINTR) {
+            return socketErrorNumber(errno);
+        }
+    }
+}
+
+}  // namespace platform
