@@ -1,0 +1,506 @@
+#include "mime/field_writer.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "base/ascii_text.h"
+#include "base/data_buffer.h"
+#include "charset/charset_registry.h"
+#include "charset/code_pages.h"
+#include "charset/encoding_convert.h"
+#include "mime/content_coding.h"
+#include "mime/quoted_scan.h"
+
+namespace borvik {
+
+namespace {
+
+constexpr std::size_t kNone = std::string_view::npos;
+
+// Lengths of lines. They don't follow from one another: each was chosen for its own case.
+constexpr std::size_t kUnfoldedLength = 78;       // what fits within it isn't folded
+constexpr std::size_t kFreeTextFoldColumn = 69;   // plain text folds at a blank from here on
+constexpr std::size_t kAnyBlankFoldColumn = 61;   // 7-bit values fold at any blank from here on
+constexpr std::size_t kSeparatorFoldColumn = 21;  // values fold at ";" or "," from here on
+constexpr std::size_t kListLength = 60;           // a longer value with "@" and "," is a list
+constexpr std::size_t kSegmentLength = 66;        // a 7-bit segment below it goes in as it is
+constexpr std::size_t kParamLineLength = 65;      // parameters below it stay on one line
+constexpr std::size_t kParamBreakLength = 35;     // from here on parameters begin a line
+constexpr std::size_t kAddressRun = 41;           // after this much text a fold ends the address
+
+constexpr std::string_view kFold = "\r\n\t";
+
+// Way of `foldSevenBit`; it is logged as a number.
+constexpr int kFoldAtCommas = 1;
+constexpr int kFoldAtBlanks = 4;
+
+constexpr std::uint32_t kIso2022LastForMarks = 50230;
+constexpr std::uint32_t kWindowsThai = 874;
+constexpr std::uint32_t kIsoLatin2 = 28592;
+constexpr std::uint32_t kHzGb2312 = 52936;
+constexpr std::uint32_t kFirstMultiByteRange = 50001;
+
+/// Code pages whose text goes into B words.
+bool takesBWords(std::uint32_t codePage) {
+    constexpr std::array<std::uint32_t, 11> kPages = {
+        kShiftJis, kGbk,     kKoreanUhc, kBig5,          kWindowsThai, kJohab,
+        kHzGb2312, kUtf16Le, kUtf16Be,   kWindowsArabic, kIsoArabic};
+    return std::find(kPages.begin(), kPages.end(), codePage) != kPages.end() ||
+           (codePage >= kFirstMultiByteRange && codePage < kUtf7);
+}
+
+bool isIso2022(std::uint32_t codePage) {
+    return codePage >= kIso2022Jp && codePage <= kIso2022Kr;
+}
+
+bool isStateful(std::uint32_t codePage) {
+    return codePage == kUtf7 || isIso2022(codePage);
+}
+
+bool hasIso2022Marks(std::string_view data) {
+    return find(data, "(B") != kNone || find(data, "$)") != kNone;
+}
+
+HeaderCharset charsetOf(std::uint32_t codePage) {
+    return {codePage, CharsetNaming::preferredName(codePage)};
+}
+
+bool looksLikeList(std::string_view text) {
+    return text.size() > kListLength && text.find('@') != kNone && text.find(',') != kNone;
+}
+
+void trimEnds(std::string& text) {
+    const std::string_view kept = trimmed(text);
+    const auto front = static_cast<std::size_t>(kept.data() - text.data());
+    text.resize(front + kept.size());
+    text.erase(0, front);
+}
+
+/// Appends `line` to the finished lines as a line of its own.
+void flushLine(std::string_view line, std::string& out) {
+    if (!out.empty()) {
+        trimEnds(out);
+        out += kFold;
+        line.remove_prefix(std::min(line.find_first_not_of('\t'), line.size()));
+    }
+    out += line;
+}
+
+bool needsQuotes(std::string_view value) {
+    return !value.empty() &&
+           (value.front() == '=' || value.front() == '-' || value.find_first_of(" '\t;=") != kNone);
+}
+
+/// Begins a new line behind the finished ones, if there are any, with what `line` holds.
+void finishParamLine(std::string& out, std::string& line, std::string& params) {
+    if (!out.empty()) {
+        out += kFold;
+    }
+    out += line;
+    line.swap(params);
+}
+
+}  // namespace
+
+/// An address within a segment: everything from `start` to `stop`, both counted in.
+struct FieldWriter::Address {
+    enum class Kind : std::uint8_t { kFound, kMissing, kNoAddress };
+    Kind kind;
+    std::size_t start = 0;
+    std::size_t stop = 0;
+};
+
+/// What is left of a segment while addresses are taken off its front. What the steps ask about the
+/// whole rest is found out once, as the last position of each thing: 100,000 addresses would be
+/// scanned 100,000 times otherwise.
+class FieldWriter::Remainder {
+public:
+    Remainder(std::string_view data, bool stateful) : data_(data) {
+        if (!isAscii(data)) {
+            highEnd_ = data.size();
+            while (static_cast<unsigned char>(data[highEnd_ - 1]) < 0x80) {
+                --highEnd_;
+            }
+        }
+        if (stateful) {
+            marksEnd_ = std::max(data.rfind("(B") + 1, data.rfind("$)") + 1);
+            angleEnd_ = data.rfind('<') + 1;
+            const std::size_t lastText = data.find_last_not_of(" \t\r\n");
+            innerBlankEnd_ = lastText == kNone ? 0 : data.rfind(' ', lastText) + 1;
+        }
+    }
+
+    std::string_view text() const { return data_.substr(begin_); }
+    bool empty() const { return begin_ == data_.size(); }
+    void dropFront(std::size_t count) { begin_ += count; }
+
+    bool ascii() const { return highEnd_ <= begin_; }
+    // For stateful charsets only:
+    bool hasMarks() const { return marksEnd_ > begin_; }
+    bool hasAngle() const { return angleEnd_ > begin_; }
+    /// Whether a blank stands between other characters.
+    bool hasInnerBlank() const {
+        return innerBlankEnd_ > data_.find_first_not_of(" \t\r\n", begin_) &&
+               innerBlankEnd_ > begin_;
+    }
+
+private:
+    std::string_view data_;
+    std::size_t begin_ = 0;
+    // One behind the last position of each, 0 when there is none.
+    std::size_t highEnd_ = 0;
+    std::size_t marksEnd_ = 0;
+    std::size_t angleEnd_ = 0;
+    std::size_t innerBlankEnd_ = 0;
+};
+
+void FieldWriter::write(std::string_view name, std::string_view value, std::string& out) {
+    std::string field;
+    field.reserve(name.size() + value.size() + 2);
+    field += name;
+    field += ": ";
+    encodeValue(value, field);
+    // This also removes a fold behind the last address.
+    out += is(kKeepsBlanks) ? std::string_view(field) : trimmed(field);
+}
+
+void FieldWriter::logInfo(const char* text) const {
+    if (log_ != nullptr) {
+        log_->logInfo(text);
+    }
+}
+
+void FieldWriter::encodeValue(std::string_view value, std::string& out) {
+    if (takesBWords(charset_.codePage)) {
+        encodeMultiByte(value, out);
+    } else {
+        encodeSingleByte(value, out);
+    }
+}
+
+void FieldWriter::encodeMultiByte(std::string_view value, std::string& out) {
+    if (isIso2022(charset_.codePage) && isAscii(value)) {
+        out += value;
+        return;
+    }
+    if (charset_.codePage != kUtf16Le && charset_.codePage != kUtf16Be) {
+        DataBuffer converted;
+        if (EncodingConvert().convert(kUtf8, charset_.codePage, value, converted)) {
+            encodeHeaderValue({false, charset_}, converted.view(), out);
+            return;
+        }
+    }
+    encodeHeaderValue({false, charsetOf(kUtf8)}, value, out);
+}
+
+void FieldWriter::encodeSingleByte(std::string_view value, std::string& out) {
+    const std::uint32_t codePage = charset_.codePage;
+    if (codePage == kUsAscii && isAscii(value)) {
+        logInfo("Appending 7bit value. (us-ascii)");
+        foldSevenBit(value, out);
+    } else if (codePage == kUsAscii) {
+        logInfo("Appending 8bit utf-8 value. (us-ascii email)");
+        encodeHeaderValue({false, charsetOf(kUtf8)}, value, out);
+    } else if (codePage == kUtf8) {
+        encodeHeaderValue({false, charset_}, value, out);
+    } else if (codePage == kNoCodePage) {
+        encodeHeaderValue({true, charset_}, value, out);
+    } else {
+        DataBuffer converted;
+        if (EncodingConvert().convert(kUtf8, codePage, value, converted)) {
+            encodeHeaderValue({true, charset_}, converted.view(), out);
+            return;
+        }
+        converted.clear();
+        if ((codePage == kIsoLatin1 || codePage == kWindowsLatin1) &&
+            EncodingConvert().convert(kUtf8, kIsoLatin2, value, converted)) {
+            encodeHeaderValue({true, charsetOf(kIsoLatin2)}, converted.view(), out);
+            return;
+        }
+        std::string unlabelled;
+        encodeHeaderValue({true, charsetOf(kUtf8)}, value, unlabelled);
+        out += unlabelled.empty() ? value : std::string_view(unlabelled);
+    }
+}
+
+void FieldWriter::encodeHeaderValue(const Coding& coding, std::string_view data, std::string& out) {
+    if (data.empty()) {
+        return;
+    }
+    bool noSplit = is(kFreeTextField);
+    if (!noSplit && coding.charset.codePage >= kIso2022Jp &&
+        coding.charset.codePage <= kIso2022LastForMarks && !is(kAlwaysSplit)) {
+        noSplit = hasIso2022Marks(data);
+    }
+    const std::size_t semicolon = noSplit ? kNone : data.find(';');
+    if (semicolon == kNone) {
+        encodeSegment(coding, false, data, out);
+        return;
+    }
+    std::string line = std::move(out);
+    out.clear();
+    encodeSegment(coding, false, data.substr(0, semicolon), line);
+    line += ';';
+    const std::string_view rest = data.substr(semicolon + 1);
+    if (rest.empty()) {
+        out += line;
+        return;
+    }
+    if (line.size() >= kParamBreakLength) {
+        flushLine(line, out);
+        line.clear();
+    }
+    std::string params;
+    encodeParams(coding, rest, out, line, params);
+    if (line.size() + params.size() < kParamLineLength) {
+        const bool parted = !params.empty() && params.front() == ' ';
+        if (!line.empty() && line.back() == ';' && !parted) {
+            line += ' ';
+        }
+        line += params;
+    } else {
+        flushLine(line, out);
+        line = std::move(params);
+    }
+    if (!line.empty()) {
+        flushLine(line, out);
+    }
+}
+
+void FieldWriter::encodeParams(const Coding& coding, std::string_view data, std::string& out,
+                               std::string& line, std::string& params) {
+    while (!data.empty()) {
+        const std::size_t stop = data.find_first_of("=;");
+        params += data.substr(0, stop);
+        if (stop == kNone) {
+            return;
+        }
+        params += data[stop];
+        const bool hasValue = data[stop] == '=';
+        data.remove_prefix(stop + 1);
+        if (hasValue) {
+            const std::size_t length = lengthBefore(data, ';', false);
+            params += encodeParamValue(coding, data.substr(0, length));
+            data.remove_prefix(length);
+            if (data.empty()) {
+                return;
+            }
+            params += ';';
+            data.remove_prefix(1);
+        }
+        if (data.empty()) {
+            return;
+        }
+        if (line.size() + params.size() < kParamLineLength) {
+            line += params;
+        } else {
+            finishParamLine(out, line, params);
+        }
+        params.clear();
+    }
+}
+
+std::string FieldWriter::encodeParamValue(const Coding& coding, std::string_view value) {
+    std::string written;
+    encodeSegment(coding, true, withoutQuotes(trimmed(value)), written);
+    return needsQuotes(written) ? '"' + written + '"' : written;
+}
+
+void FieldWriter::encodeSegment(const Coding& coding, bool isParam, std::string_view data,
+                                std::string& out) {
+    const bool stateful = isStateful(coding.charset.codePage);
+    std::size_t mark = out.size();
+    for (Remainder rest(data, stateful); !rest.empty();) {
+        const bool forced = stateful && encodedThoughAscii(coding, isParam, rest);
+        const bool commaSafe = stateful && is(kAddressField);
+        const std::string_view text = rest.text();
+        if (is(kWrittenRaw)) {
+            out += text;
+            return;
+        }
+        if (rest.ascii() && !forced) {
+            writeAscii(text, out);
+            return;
+        }
+        const Address address = findAddress(coding, text);
+        if (address.kind == Address::Kind::kMissing && is(kRawWithoutAddress)) {
+            out += text;
+            return;
+        }
+        if (address.kind != Address::Kind::kFound) {
+            encodeText(coding, commaSafe, text, out);
+            return;
+        }
+        if (address.start > 0) {
+            writeDisplayName(coding, commaSafe, text.substr(0, address.start), out);
+        }
+        out += text.substr(address.start, address.stop + 1 - address.start);
+        if (is(kAddressField) || out.size() - mark >= kAddressRun) {
+            out += kFold;
+            mark = out.size();
+        }
+        rest.dropFront(address.stop + 1);
+    }
+}
+
+/// Whether even 7-bit text takes the way of encoded words. For stateful charsets only.
+bool FieldWriter::encodedThoughAscii(const Coding& coding, bool isParam,
+                                     const Remainder& data) const {
+    if (is(kEncodedIfStateful)) {
+        return true;
+    }
+    if (isParam && isIso2022(coding.charset.codePage) && data.hasMarks()) {
+        return true;
+    }
+    return is(kAddressField) && data.hasAngle() && data.hasInnerBlank();
+}
+
+void FieldWriter::writeAscii(std::string_view data, std::string& out) const {
+    if (out.size() + data.size() < kSegmentLength) {
+        out += data;
+        return;
+    }
+    const bool behindFold =
+        std::string_view(out).substr(out.size() - std::min(out.size(), kFold.size())) == kFold;
+    foldSegment(is(kAddressField) && behindFold ? trimmed(data) : data, out);
+}
+
+void FieldWriter::encodeText(const Coding& coding, bool commaSafe, std::string_view text,
+                             std::string& out) const {
+    if (coding.useQ) {
+        ContentCoding(commaSafe).encodeQValue(text, coding.charset.codePage, coding.charset.name,
+                                              out);
+    } else {
+        ContentCoding::encodeBValue(text, coding.charset.codePage, coding.charset.name, out);
+    }
+}
+
+void FieldWriter::writeDisplayName(const Coding& coding, bool commaSafe, std::string_view name,
+                                   std::string& out) const {
+    if (name.size() > 2 && name.front() == '"' && name.back() == '"') {
+        name = name.substr(1, name.size() - 2);
+    }
+    std::string encoded;
+    encodeText(coding, commaSafe, name, encoded);
+    out += is(kAddressField) ? trimmed(encoded) : std::string_view(encoded);
+}
+
+FieldWriter::Address FieldWriter::findAddress(const Coding& coding, std::string_view data) const {
+    if (is(kFreeTextField)) {
+        return {Address::Kind::kMissing};
+    }
+    // Within a double-byte run of ISO-2022 a "<" is half of a character.
+    const bool hasRuns =
+        coding.charset.codePage >= kIso2022Jp && coding.charset.codePage <= kIso2022LastForMarks;
+    bool inRun = false;
+    bool seenAt = false;
+    std::size_t start = kNone;
+    std::size_t stop = kNone;
+    for (std::size_t i = 0; i < data.size() && start == kNone; ++i) {
+        const char c = data[i];
+        if (c == '@') {
+            seenAt = true;
+        } else if (c == ',' && seenAt) {
+            start = 0;
+            stop = i;
+        } else if (c == '<' && !(hasRuns && inRun)) {
+            start = i;
+        } else if (c == '\x1B' && i + 1 < data.size()) {
+            inRun = data[i + 1] == '$' || (inRun && data[i + 1] != '(');
+        }
+    }
+    if (start == kNone || start + 1 == data.size()) {
+        return {Address::Kind::kMissing};
+    }
+    if (stop == kNone) {
+        stop = data.find('>', start + 1);
+        if (stop == kNone || data.substr(start, stop - start).find('@') == kNone) {
+            return {Address::Kind::kNoAddress};
+        }
+    }
+    if (start > 0 && data[start - 1] == ' ') {
+        --start;
+    }
+    while (stop + 1 < data.size() && (data[stop + 1] == ' ' || data[stop + 1] == ',')) {
+        ++stop;
+    }
+    return {Address::Kind::kFound, start, stop};
+}
+
+void FieldWriter::foldSegment(std::string_view text, std::string& out) const {
+    std::size_t column = out.size();
+    if (noFold_ || column + text.size() <= kUnfoldedLength) {
+        out += text;
+        return;
+    }
+    const bool list = looksLikeList(text);
+    bool inQuotes = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        const bool atEnd = i + 1 == text.size();
+        inQuotes = inQuotes != (c == '"');
+        out += c;
+        ++column;
+        if (inQuotes) {
+            continue;
+        }
+        if (is(kFreeTextField)) {
+            if (c == ' ' && column >= kFreeTextFoldColumn && !atEnd) {
+                out.back() = '\r';
+                out += "\n ";
+                column = 0;
+            }
+        } else if (column >= kSeparatorFoldColumn &&
+                   ((c == ';' && !atEnd && text[i + 1] != '>') || (list && c == ','))) {
+            out += "\r\n ";
+            column = 0;
+        }
+    }
+}
+
+void FieldWriter::foldSevenBit(std::string_view value, std::string& out) const {
+    std::size_t column = out.size();
+    if (column + value.size() <= kUnfoldedLength) {
+        out += value;
+        return;
+    }
+    const int behaviour = !is(kNoListFold) && looksLikeList(value) ? kFoldAtCommas : kFoldAtBlanks;
+    if (log_ != nullptr) {
+        log_->logDataInt("foldBehavior", behaviour);
+    }
+    if (noFold_) {
+        out += value;
+        return;
+    }
+    bool inQuotes = false;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        const char c = value[i];
+        const bool atEnd = i + 1 == value.size();
+        inQuotes = inQuotes != (c == '"');
+        out += c;
+        ++column;
+        if (inQuotes || atEnd) {
+            continue;
+        }
+        const bool blank = c == ' ' || c == '\t';
+        const bool freeTextFold = is(kFreeTextField) && c == ' ' && column >= kFreeTextFoldColumn;
+        const bool separatorFold =
+            !is(kFreeTextField) && column >= kSeparatorFoldColumn &&
+            ((c == ';' && value[i + 1] != '>') || (c == ',' && behaviour == kFoldAtCommas));
+        if (separatorFold) {
+            const bool ownBlank = value[i + 1] == ' ' || value[i + 1] == '\t';
+            out += "\r\n";
+            out += ownBlank ? value[++i] : ' ';
+            column = 0;
+        } else if (freeTextFold ||
+                   (blank && column >= kAnyBlankFoldColumn && behaviour == kFoldAtBlanks)) {
+            out.back() = '\r';
+            out += '\n';
+            out += c;
+            column = 0;
+        }
+    }
+}
+
+}  // namespace borvik

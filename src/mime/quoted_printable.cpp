@@ -1,0 +1,314 @@
+#include "mime/quoted_printable.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include "base/data_buffer.h"
+#include "mime/base64.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace borvik {
+
+namespace {
+
+constexpr std::size_t kVector = 16;
+
+/// Content of a line, a soft break's "=" not counted.
+constexpr std::size_t kMaxColumn = kMimeLineLength - 1;
+/// From this column a coded byte doesn't fit any more.
+constexpr std::size_t kLastCodedColumn = kMaxColumn - 2;
+
+/// Input coded between two looks at the room in the output.
+constexpr std::size_t kChunk = 16384;
+
+constexpr std::array<char, 513> makeHexPairs() {
+    constexpr char digits[] = "0123456789ABCDEF";
+    std::array<char, 513> pairs{};
+    for (std::size_t i = 0; i < 256; ++i) {
+        pairs[2 * i] = digits[i >> 4];
+        pairs[2 * i + 1] = digits[i & 15];
+    }
+    return pairs;
+}
+constexpr std::array<char, 513> kPairs = makeHexPairs();
+
+constexpr std::array<std::int8_t, 128> makeHexValues() {
+    std::array<std::int8_t, 128> values{};
+    values.fill(-1);
+    for (std::int8_t i = 0; i < 16; ++i) {
+        values[static_cast<std::size_t>(kPairs[2 * i + 1])] = i;
+        values[static_cast<std::size_t>(kPairs[2 * i + 1] | 0x20)] = i;
+    }
+    return values;
+}
+constexpr std::array<std::int8_t, 128> kHexValues = makeHexValues();
+
+constexpr char low7(char c) {
+    return static_cast<char>(c & 0x7F);
+}
+
+/// Printable ASCII without "=", and blanks, which may need coding at the end of a line.
+constexpr bool isPlain(char c) {
+    return (c >= 32 && c <= 126 && c != '=') || c == '\t';
+}
+
+/// Room for `count` more bytes. Grows by a half, since coded text may become three times as long.
+char* makeRoom(DataBuffer& out, std::size_t count) {
+    const std::size_t needed = out.getSize() + count;
+    if (needed > out.getCapacity()) {
+        const std::size_t wanted = std::max(needed, out.getCapacity() + out.getCapacity() / 2);
+        if (needed > DataBuffer::kMaxSize ||
+            !out.ensureCapacity(std::min(wanted, DataBuffer::kMaxSize))) {
+            return nullptr;
+        }
+    }
+    return out.getData() + out.getSize();
+}
+
+/// Bytes at `in` before the first one that isn't plain, at most `limit`. They are copied to `out`,
+/// and up to 15 bytes behind them are written too; `end` bounds what may be read.
+std::size_t copyPlain(const char* in, const char* end, std::size_t limit, char* out) {
+    std::size_t done = 0;
+#if defined(__SSE2__)
+    const __m128i belowBlank = _mm_set1_epi8(31);
+    const __m128i del = _mm_set1_epi8(127);
+    const __m128i equals = _mm_set1_epi8('=');
+    const __m128i tab = _mm_set1_epi8('\t');
+    while (done < limit && static_cast<std::size_t>(end - in) - done >= kVector) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + done));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done), v);
+        const __m128i coded = _mm_or_si128(_mm_cmpeq_epi8(v, del), _mm_cmpeq_epi8(v, equals));
+        const __m128i plain = _mm_or_si128(_mm_andnot_si128(coded, _mm_cmpgt_epi8(v, belowBlank)),
+                                           _mm_cmpeq_epi8(v, tab));
+        const unsigned other = ~static_cast<unsigned>(_mm_movemask_epi8(plain)) & 0xFFFF;
+        const std::size_t run =
+            other == 0 ? kVector : static_cast<std::size_t>(__builtin_ctz(other));
+        if (run < kVector) {
+            return std::min(done + run, limit);
+        }
+        done = std::min(done + kVector, limit);
+    }
+#endif
+    while (done < limit && isPlain(in[done])) {
+        out[done] = in[done];
+        ++done;
+    }
+    return done;
+}
+
+/// Copies bytes from `in` up to `end` or to the first "=" (by its low 7 bits); the result is their
+/// number. `readable` bounds what may be read, and 15 bytes more may be written.
+std::size_t copyUpToEquals(const char* in, const char* end, const char* readable, char* out) {
+    const auto limit = static_cast<std::size_t>(end - in);
+    std::size_t done = 0;
+#if defined(__SSE2__)
+    const __m128i seven = _mm_set1_epi8(0x7F);
+    const __m128i equals = _mm_set1_epi8('=');
+    while (done < limit && static_cast<std::size_t>(readable - in) - done >= kVector) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + done));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done), v);
+        const auto hits = static_cast<unsigned>(
+            _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_and_si128(v, seven), equals)));
+        if (hits != 0) {
+            return std::min(done + static_cast<std::size_t>(__builtin_ctz(hits)), limit);
+        }
+        done = std::min(done + kVector, limit);
+    }
+#else
+    static_cast<void>(readable);
+#endif
+    while (done < limit && low7(in[done]) != '=') {
+        out[done] = in[done];
+        ++done;
+    }
+    return done;
+}
+
+class LineEncoder {
+public:
+    explicit LineEncoder(std::string_view bytes)
+        : in_(bytes.data()), end_(bytes.data() + bytes.size()) {}
+
+    std::size_t left() const { return static_cast<std::size_t>(end_ - in_); }
+
+    /// Room that `count` bytes can need: three characters each, a soft break for every 73
+    /// characters, and what a vector store writes too much.
+    static constexpr std::size_t room(std::size_t count) {
+        return 3 * count + 3 * (3 * count / kLastCodedColumn + 2) + kVector;
+    }
+
+    /// Codes about `count` bytes, at most two more; returns the place behind the output.
+    char* encode(std::size_t count, char* out) {
+        const char* const chunkEnd = in_ + count;
+        out_ = out;
+        while (in_ < chunkEnd) {
+            if (column_ == 0 && fragile()) {
+                writeCoded(*in_++);
+            } else if (isPlain(*in_)) {
+                takeRun(chunkEnd);
+            } else if (beginsLineEnd()) {
+                in_ += 2;
+                writeLineEnd();
+                continue;
+            } else {
+                writeCoded(*in_++);
+            }
+            if (column_ >= kMaxColumn && !beginsLineEnd()) {
+                writeSoftBreak();
+            }
+        }
+        return out_;
+    }
+
+private:
+    bool beginsLineEnd() const { return left() >= 2 && in_[0] == '\r' && in_[1] == '\n'; }
+
+    /// Bytes that relays change at the start of a line.
+    bool fragile() const {
+        return *in_ == '.' || (*in_ == 'F' && left() >= 5 && std::memcmp(in_, "From ", 5) == 0);
+    }
+
+    void takeRun(const char* chunkEnd) {
+        const std::size_t limit =
+            std::min(kMaxColumn - column_, static_cast<std::size_t>(chunkEnd - in_));
+        std::size_t run = copyPlain(in_, end_, limit, out_);
+        in_ += run;
+        const bool codeLast =
+            (in_[-1] == ' ' || in_[-1] == '\t') && (in_ == end_ || beginsLineEnd());
+        run -= codeLast ? 1 : 0;
+        out_ += run;
+        column_ += run;
+        if (codeLast) {
+            writeCoded(in_[-1]);
+        }
+    }
+
+    void writeCoded(char c) {
+        if (column_ >= kLastCodedColumn) {
+            writeSoftBreak();
+        }
+        *out_++ = '=';
+        std::memcpy(out_, &kPairs[2 * static_cast<std::size_t>(static_cast<unsigned char>(c))], 2);
+        out_ += 2;
+        column_ += 3;
+    }
+
+    void writeSoftBreak() {
+        *out_++ = '=';
+        writeLineEnd();
+    }
+
+    void writeLineEnd() {
+        *out_++ = '\r';
+        *out_++ = '\n';
+        column_ = 0;
+    }
+
+    const char* in_;
+    const char* end_;
+    char* out_ = nullptr;
+    std::size_t column_ = 0;
+};
+
+/// Decodes what stands behind a "=" at `in`; `out` gets the bytes, both pointers move on.
+void decodeEscape(const char*& in, const char* end, char*& out) {
+    // Sign-extended bytes, as careless senders print them: "=FFFFFFE9" means the byte E9.
+    constexpr std::string_view kSignExtension = "FFFFFF";
+    const char* digits = in + 1;
+    if (static_cast<std::size_t>(end - digits) >= kSignExtension.size() + 2 &&
+        std::equal(kSignExtension.begin(), kSignExtension.end(), digits,
+                   [](char f, char c) { return low7(c) == f; }) &&
+        hexValue(digits[6]) >= 0 && hexValue(digits[7]) >= 0) {
+        digits += kSignExtension.size();
+    }
+    if (end - digits >= 2 && hexValue(digits[0]) >= 0 && hexValue(digits[1]) >= 0) {
+        *out++ = static_cast<char>(hexValue(digits[0]) << 4 | hexValue(digits[1]));
+        in = digits + 2;
+    } else {
+        *out++ = *in++;
+    }
+}
+
+/// Decodes one line without its line end; returns true for a soft break at its end.
+bool decodeLine(const char* in, const char* end, const char* readable, char*& out) {
+    while (in != end) {
+        if (low7(*in) != '=') {
+            const std::size_t run = copyUpToEquals(in, end, readable, out);
+            in += run;
+            out += run;
+        } else if (in + 1 == end) {
+            return true;
+        } else {
+            decodeEscape(in, end, out);
+        }
+    }
+    return false;
+}
+
+constexpr bool isTrailingBlank(char c) {
+    const char low = low7(c);
+    return low == ' ' || low == '\t' || low == '\r' || low == '\n';
+}
+
+}  // namespace
+
+const char* const kHexPairs = kPairs.data();
+
+int hexValue(char c) {
+    return kHexValues[static_cast<std::size_t>(low7(c))];
+}
+
+bool appendQuotedPrintable(std::string_view bytes, DataBuffer& out) {
+    LineEncoder encoder(bytes);
+    const std::size_t expected = bytes.size() + bytes.size() / 32;
+    if (!bytes.empty() &&
+        makeRoom(out, expected + LineEncoder::room(std::min(bytes.size(), kChunk))) == nullptr) {
+        return false;
+    }
+    while (encoder.left() != 0) {
+        const std::size_t count = std::min(encoder.left(), kChunk);
+        char* const begin = makeRoom(out, LineEncoder::room(count + 2));
+        if (begin == nullptr) {
+            return false;
+        }
+        const char* const end = encoder.encode(count, begin);
+        out.setLength(out.getSize() + static_cast<std::size_t>(end - begin));
+    }
+    return true;
+}
+
+bool appendDecodedQuotedPrintable(std::string_view text, DataBuffer& out) {
+    text = text.substr(0, text.find('\0'));
+    if (!text.empty() && makeRoom(out, text.size() + text.size() / 16 + 64) == nullptr) {
+        return false;
+    }
+    const char* line = text.data();
+    const char* const textEnd = line + text.size();
+    while (line != textEnd) {
+        const auto* feed = static_cast<const char*>(
+            std::memchr(line, '\n', static_cast<std::size_t>(textEnd - line)));
+        const char* end = feed == nullptr ? textEnd : feed;
+        while (end != line && isTrailingBlank(end[-1])) {
+            --end;
+        }
+        char* const begin = makeRoom(out, static_cast<std::size_t>(end - line) + 2 + kVector);
+        if (begin == nullptr) {
+            return false;
+        }
+        char* position = begin;
+        if (!decodeLine(line, end, textEnd, position) && feed != nullptr) {
+            *position++ = '\r';
+            *position++ = '\n';
+        }
+        out.setLength(out.getSize() + static_cast<std::size_t>(position - begin));
+        line = feed == nullptr ? textEnd : feed + 1;
+    }
+    return true;
+}
+
+}  // namespace borvik
