@@ -1,0 +1,100 @@
+#include "base/parse_engine.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace borvik {
+namespace {
+
+using namespace std::string_view_literals;
+
+TEST(ParseEngine, CapturesUpToStops) {
+    struct Case {
+        const char* name;
+        void (*scan)(ParseEngine&, StringBuffer&);
+        std::string_view text, captured, rest;
+    };
+    const Case cases[] = {
+        {"char", [](ParseEngine& p, StringBuffer& out) { p.captureToChar(';', out); }, "ab;c", "ab",
+         ";c"},
+        {"char to the end", [](ParseEngine& p, StringBuffer& out) { p.captureToChar(';', out); },
+         "ab", "ab", ""},
+        {"char to a NUL", [](ParseEngine& p, StringBuffer& out) { p.captureToChar(';', out); },
+         "ab\0;"sv, "ab", ""},
+        {"any", [](ParseEngine& p, StringBuffer& out) { p.captureToAnyOf(",;", out); }, "a\xFF;b,",
+         "a\xFF", ";b,"},
+        {"any of none", [](ParseEngine& p, StringBuffer& out) { p.captureToAnyOf("", out); }, "ab",
+         "", "ab"},
+        {"any of four", [](ParseEngine& p, StringBuffer& out) { p.captureToAny4("wxyz", out); },
+         "aby", "ab", "y"},
+        {"unescaped", [](ParseEngine& p, StringBuffer& out) { p.captureToAnyUnescaped(";", out); },
+         "a\\;b;c", "a\\;b", ";c"},
+        {"unescaped behind the start",
+         [](ParseEngine& p, StringBuffer& out) {
+             p.setPosition(1);
+             p.captureToAnyUnescaped(";", out);
+         },
+         "\\;b", "", ";b"},
+        {"quoted", [](ParseEngine& p, StringBuffer& out) { p.captureToCharQuoted(';', out); },
+         "a=\"x;y\";b", "a=\"x;y\"", ";b"},
+        {"quoted by the other quote",
+         [](ParseEngine& p, StringBuffer& out) { p.captureToCharQuoted(';', out); }, "'\";';b",
+         "'\";'", ";b"},
+        {"unbalanced quote",
+         [](ParseEngine& p, StringBuffer& out) { p.captureToCharQuoted(';', out); }, "a=\"x;y",
+         "a=\"x", ";y"},
+        {"quoted without a stop",
+         [](ParseEngine& p, StringBuffer& out) { p.captureToCharQuoted(';', out); }, "\"a\"b",
+         "\"a\"b", ""},
+        {"skip", [](ParseEngine& p, StringBuffer&) { p.skipChars(" \t"); }, " \t x ", "", "x "},
+        {"skip four", [](ParseEngine& p, StringBuffer&) { p.skipAny4('a', 'b', 'c', 'd'); },
+         "dcbae", "", "e"},
+        {"skip to", [](ParseEngine& p, StringBuffer&) { p.skipToChar('x'); }, "aax", "", "x"},
+        {"remove behind",
+         [](ParseEngine& p, StringBuffer&) {
+             p.skipToChar('b');
+             p.removeCharBehind('a');
+         },
+         "aabaca", "", "bc"},
+    };
+    for (const Case& c : cases) {
+        ParseEngine engine(c.text);
+        StringBuffer out;
+        c.scan(engine, out);
+        EXPECT_EQ(out.view(), c.captured) << c.name;
+        EXPECT_EQ(engine.rest(), c.rest) << c.name;
+        EXPECT_EQ(engine.atEnd(), c.rest.empty()) << c.name;
+    }
+}
+
+TEST(ParseEngine, SeeksWithoutRegardToCase) {
+    ParseEngine engine("x BEGIN y begin");
+    EXPECT_TRUE(engine.seekNoCase("Begin"));
+    EXPECT_EQ(engine.position(), 2);
+    engine.setPosition(3);
+    EXPECT_TRUE(engine.seekNoCase("Begin"));
+    EXPECT_EQ(engine.position(), 10);
+    EXPECT_FALSE(engine.seekNoCase("begins"));
+    EXPECT_EQ(engine.position(), 10);
+    engine.appendString("s");
+    EXPECT_TRUE(engine.seekNoCase("begins"));
+    // Long texts take another way.
+    const std::string wanted(40, 'w');
+    engine.setString("  " + std::string(39, 'W') + "x" + std::string(41, 'W'));
+    EXPECT_TRUE(engine.seekNoCase(wanted.c_str()));
+    EXPECT_EQ(engine.position(), 42);
+}
+
+TEST(ParseEngine, IsAtItsEndOutsideTheText) {
+    ParseEngine engine("ab");
+    for (const std::ptrdiff_t outside : {-1, 2, 99}) {
+        engine.setPosition(outside);
+        EXPECT_TRUE(engine.atEnd()) << outside;
+        engine.skipToChar('x');
+        EXPECT_EQ(engine.position(), outside);
+    }
+}
+
+}  // namespace
+}  // namespace borvik

@@ -1,0 +1,372 @@
+#include "base/string_buffer.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "base/data_buffer.h"
+
+namespace borvik {
+namespace {
+
+using namespace std::string_view_literals;
+using Parts = std::vector<std::string>;
+
+Parts taken(ExtPtrArray<StringBuffer>& parts) {
+    Parts result;
+    for (const StringBuffer* part : parts) {
+        result.emplace_back(part->view());
+    }
+    parts.deleteAll();
+    return result;
+}
+
+struct Edit {
+    const char* name;
+    void (*apply)(StringBuffer&);
+    std::string_view before;
+    std::string_view after;
+};
+
+TEST(StringBuffer, EditsInPlace) {
+    const Edit edits[] = {
+        {"trim", [](StringBuffer& s) { s.trim(); }, " \r\n\t a b\t\n", "a b"},
+        {"trim blanks", [](StringBuffer& s) { s.trim(); }, " \t\r\n ", ""},
+        {"trimSpaces", [](StringBuffer& s) { s.trimSpaces(); }, "\t a\r\n", "a\r\n"},
+        {"collapse", [](StringBuffer& s) { s.collapseWhitespace(); }, "\t\ta \r\n b  ", " a b "},
+        {"toCrlf", [](StringBuffer& s) { s.toCrlf(); }, "a\r\nb\nc\rd", "a\r\nb\r\ncd"},
+        {"toCrlf at the ends", [](StringBuffer& s) { s.toCrlf(); }, "\n\r\r\n", "\r\n\r\n"},
+        {"toLf", [](StringBuffer& s) { s.toLf(); }, "\r\r\na\rb\r", "\r\na\rb\r"},
+        {"lower", [](StringBuffer& s) { s.toLowerCase(); }, "aZ[\xC0\xD7\xDF\xE0\xBF"sv,
+         "az[\xE0\xF7\xFF\xE0\xBF"sv},
+        {"upper", [](StringBuffer& s) { s.toUpperCase(); }, "az{\xE0\xF7\xFF\xDF"sv,
+         "AZ{\xC0\xD7\xDF\xDF"sv},
+        {"lower to a NUL", [](StringBuffer& s) { s.toLowerCase(); }, "A\0A"sv, "a\0A"sv},
+        {"xmlEscape", [](StringBuffer& s) { s.xmlEscape(); }, "<a b=\"&amp;'\">",
+         "&lt;a b=&quot;&amp;amp;'&quot;&gt;"},
+        {"removeChar", [](StringBuffer& s) { s.removeChar('a'); }, "abaca", "bc"},
+        {"removeCharFrom", [](StringBuffer& s) { s.removeCharFrom('a', 2); }, "abaca", "abc"},
+        {"removeCharFrom beyond", [](StringBuffer& s) { s.removeCharFrom('a', 9); }, "aa", "aa"},
+        {"truncate", [](StringBuffer& s) { s.truncateAtChar(';'); }, "a;b;c", "a"},
+        {"truncate without", [](StringBuffer& s) { s.truncateAtChar('x'); }, "a;b", "a;b"},
+        {"replaceAny", [](StringBuffer& s) { s.replaceAnyChar("/\\:*?", '_'); }, "a/b\\c:d*e?f",
+         "a_b_c_d_e_f"},
+        {"chopEnd", [](StringBuffer& s) { s.chopEnd(2); }, "abc", "a"},
+        {"chopEnd too many", [](StringBuffer& s) { s.chopEnd(9); }, "abc", ""},
+        {"prepend", [](StringBuffer& s) { s.prepend("xy"); }, "abc", "xyabc"},
+        {"prepend itself", [](StringBuffer& s) { s.prepend(s.view().substr(1)); }, "abc", "bcabc"},
+        {"append itself",
+         [](StringBuffer& s) {
+             s.append(s.view());
+             s.append(s.view());
+         },
+         "ten bytes!", "ten bytes!ten bytes!ten bytes!ten bytes!"},
+        {"set part of itself", [](StringBuffer& s) { s.setString(s.getString() + 2); }, "abcd",
+         "cd"},
+        {"secureClear", [](StringBuffer& s) { s.secureClear(); }, "secret", ""},
+    };
+    for (const Edit& edit : edits) {
+        StringBuffer text(edit.before);
+        edit.apply(text);
+        EXPECT_EQ(text.view(), edit.after) << edit.name;
+        EXPECT_EQ(text.getString()[text.getSize()], '\0') << edit.name;
+    }
+}
+
+TEST(StringBuffer, ReplacesTexts) {
+    struct Case {
+        std::string_view text, after;
+        const char* find;
+        const char* replacement;
+        std::size_t count;
+    };
+    const Case all[] = {
+        {"aaa", "aaaaaa", "a", "aa", 3}, {"abab", "xx", "ab", "x", 2},
+        {"aaa", "ba", "aa", "b", 1},     {"abc", "abc", "x", "y", 0},
+        {"abc", "abc", "", "y", 0},      {"abc", "abc", nullptr, "", 0},
+        {"abcb", "ac", "b", nullptr, 2}, {"b\0b"sv, "x\0b"sv, "b", "x", 1},
+    };
+    for (const Case& c : all) {
+        StringBuffer text(c.text);
+        EXPECT_EQ(text.replaceAll(c.find, c.replacement), c.count) << c.text;
+        EXPECT_EQ(text.view(), c.after) << c.text;
+    }
+    const Case first[] = {
+        {"abcb", "aXYcb", "b", "XY", 1},
+        {"abcb", "acb", "b", "", 1},
+        {"abc", "abc", "x", "y", 0},
+        {"abc", "abc", "b", nullptr, 1},
+        {"abc", "abc", "", "y", 0},
+        {"x", "0123456789012345678901234567890123456789", "x",
+         "0123456789012345678901234567890123456789", 1},
+    };
+    for (const Case& c : first) {
+        StringBuffer text(c.text);
+        EXPECT_EQ(text.replaceFirst(c.find, c.replacement), c.count == 1) << c.text;
+        EXPECT_EQ(text.view(), c.after) << c.text;
+    }
+}
+
+TEST(StringBuffer, ComparesAndSearches) {
+    const StringBuffer empty;
+    const StringBuffer text("Hello, World");
+    EXPECT_TRUE(empty.equals(nullptr));
+    EXPECT_FALSE(text.equals(nullptr));
+    EXPECT_TRUE(empty.equalsNoCase(nullptr));
+    EXPECT_TRUE(text.equals("Hello, World"));
+    EXPECT_FALSE(text.equals("Hello"));
+    EXPECT_TRUE(text.equalsNoCase("HELLO, wORLD"));
+    EXPECT_FALSE(StringBuffer("\xC0").equalsNoCase("\xE0"));
+    EXPECT_TRUE(text.beginsWith("Hello"));
+    EXPECT_FALSE(text.beginsWith("hello"));
+    EXPECT_TRUE(text.beginsWithNoCase("hello"));
+    EXPECT_FALSE(StringBuffer("Hel").beginsWithNoCase("hello"));
+    EXPECT_FALSE(text.beginsWith(nullptr));
+    EXPECT_TRUE(text.endsWith(""));
+    EXPECT_TRUE(text.endsWith("World"));
+    EXPECT_FALSE(text.endsWith("xHello, World"));
+    EXPECT_FALSE(text.endsWith(nullptr));
+    EXPECT_TRUE(text.contains("o, W"));
+    EXPECT_FALSE(text.contains("o, w"));
+    EXPECT_TRUE(text.containsNoCase("O, w"));
+    EXPECT_FALSE(text.contains(nullptr));
+    EXPECT_LT(StringBuffer("a").compare("\xE0"), 0);
+    EXPECT_EQ(text.charAt(12), '\0');
+    EXPECT_EQ(text.lastChar(), 'd');
+    EXPECT_EQ(empty.lastChar(), '\0');
+    // A length that came in with a NUL stays, while C strings end there.
+    const StringBuffer withNul("ab\0cd"sv);
+    EXPECT_EQ(withNul.getSize(), 5U);
+    EXPECT_TRUE(withNul.equals("ab"));
+    EXPECT_FALSE(withNul.contains("cd"));
+}
+
+TEST(StringBuffer, ReadsNumbers) {
+    const std::pair<const char*, int> cases[] = {
+        {"42", 42},
+        {"  -7x", -7},
+        {"+5", 5},
+        {"", 0},
+        {"x1", 0},
+        {"0x10", 0},
+        {"99999999999", 2147483647},
+        {"-99999999999", -2147483647 - 1},
+    };
+    for (const auto& [text, number] : cases) {
+        EXPECT_EQ(StringBuffer(text).toInt(), number) << text;
+    }
+}
+
+TEST(StringBuffer, TestsForAsciiWithinALimit) {
+    for (const std::size_t at : {0, 7, 31, 32, 40, 99}) {
+        std::string text(100, 'a');
+        text[at] = '\x80';
+        const StringBuffer buffer(text);
+        EXPECT_FALSE(buffer.isAscii()) << at;
+        EXPECT_FALSE(buffer.isAscii(at + 1)) << at;
+        EXPECT_TRUE(at == 0 || buffer.isAscii(at)) << at;
+    }
+    EXPECT_TRUE(StringBuffer(std::string(100, '\x7F')).isAscii(200));
+}
+
+TEST(StringBuffer, AppendsNumbersAndDumps) {
+    StringBuffer text;
+    text.appendInt(-9223372036854775807 - 1);
+    text.appendChar(' ');
+    text.appendUint64(18446744073709551615U);
+    text.appendChar(' ');
+    text.appendHex(0xBEEF);
+    text.appendCharN('-', 3);
+    text.append(nullptr);
+    text.appendCharN('x', 0);
+    EXPECT_EQ(text.view(), "-9223372036854775808 18446744073709551615 beef---");
+    EXPECT_STREQ(StringBuffer::intToText(-12), "-12");
+
+    StringBuffer dump;
+    dump.appendHexDump("\x00\x01\xAB\xFF", 3);
+    EXPECT_EQ(dump.view(), "0001 AB");
+    dump.clear();
+    dump.appendHexDump("0123456789abcdefg", 17);
+    EXPECT_EQ(dump.view(), "3031 3233 3435 3637 3839 6162 6364 6566\n67");
+}
+
+TEST(StringBuffer, SplitsOnCharacters) {
+    struct Case {
+        std::string_view text;
+        bool quotes, backslash;
+        Parts parts;
+    };
+    const Case cases[] = {
+        {"a;\"b;c\";d", true, false, {"a", "\"b;c\"", "d"}},
+        {"a;\"b;c\";d", false, false, {"a", "\"b", "c\"", "d"}},
+        {"a;", true, false, {"a", ""}},
+        {";;", false, false, {"", "", ""}},
+        {"", true, true, {}},
+        {"a\\;b;c", false, true, {"a\\;b", "c"}},
+        {"a\\;b;c", false, false, {"a\\", "b", "c"}},
+        {"\"a\\\";b\";c", true, true, {"\"a\\\";b\"", "c"}},
+        {"\"a;b", true, true, {"\"a;b"}},
+        {"a;b\\", true, true, {"a", "b\\"}},
+    };
+    for (const Case& c : cases) {
+        ExtPtrArray<StringBuffer> parts;
+        StringBuffer(c.text).splitOnChar(parts, ';', c.quotes, c.backslash);
+        EXPECT_EQ(taken(parts), c.parts) << c.text;
+    }
+}
+
+TEST(StringBuffer, SplitsOnStrings) {
+    struct Case {
+        const char* text;
+        const char* delimiter;
+        std::size_t maxParts;
+        Parts parts;
+    };
+    const Case cases[] = {
+        {";;a;;b", ";", 0, {"a", "b"}},
+        {"a--b---c", "--", 0, {"a", "b", "-c"}},
+        {"a;b;c", ";", 2, {"a", "b"}},
+        {"", ";", 0, {}},
+        {";;", ";", 0, {}},
+        {"abc", "", 0, {"abc"}},
+    };
+    for (const Case& c : cases) {
+        ExtPtrArray<StringBuffer> parts;
+        StringBuffer(c.text).splitOnString(c.delimiter, parts, c.maxParts);
+        EXPECT_EQ(taken(parts), c.parts) << c.text;
+    }
+}
+
+TEST(StringBuffer, SplitsKeysFromValues) {
+    const char* const cases[][3] = {
+        {" a = \"b c\" ", "a", "b c"},
+        {"a", "a", ""},
+        {" a b =", "a b", ""},
+        {"a=b=c", "a", "b=c"},
+        {"a = \" b \"", "a", "b "},
+        {"=x", "", "x"},
+        {"a=x\"", "a", "x"},
+        {"a=\"", "a", ""},
+        {" \t", "", ""},
+    };
+    for (const auto& [text, name, value] : cases) {
+        StringBuffer outName("old");
+        StringBuffer outValue("old");
+        StringBuffer(text).splitKeyValue(outName, outValue);
+        EXPECT_EQ(outName.view(), name) << text;
+        // Blanks behind an opening quote go with the trimming, those in front of a closing one
+        // stay.
+        EXPECT_EQ(outValue.view(), std::string_view(value)) << text;
+    }
+}
+
+TEST(StringBuffer, HandsStorageOverWithoutACopy) {
+    const std::string longText(5000, 'x');
+    StringBuffer text(longText);
+    const char* const storage = text.getString();
+    std::size_t length = 0;
+    MallocBytes bytes = text.detach(length);
+    EXPECT_EQ(bytes.get(), storage);
+    EXPECT_EQ(length, longText.size());
+    EXPECT_TRUE(text.empty());
+    text.append("short");
+    bytes = text.detach(length);
+    EXPECT_EQ(std::string_view(bytes.get(), length), "short");
+
+    DataBuffer data;
+    data.append(longText);
+    data.appendByte('\0');
+    const char* const dataStorage = data.getData();
+    EXPECT_TRUE(text.takeBytes(data));
+    EXPECT_EQ(text.getString(), dataStorage);
+    EXPECT_EQ(text.view(), longText);
+    EXPECT_EQ(data.getData(), nullptr);
+
+    text.minimizeMemory();
+    EXPECT_EQ(text.view(), longText);
+    text.chopEnd(4990);
+    text.minimizeMemory();
+    EXPECT_EQ(text.view(), longText.substr(0, 10));
+
+    data.borrow("lent", 5);
+    EXPECT_TRUE(text.takeBytes(data));
+    EXPECT_EQ(text.view(), "lent");
+    data.appendByte('x');
+    EXPECT_TRUE(text.takeBytes(data));
+    EXPECT_TRUE(text.empty()) << "a single byte can only be a terminator";
+}
+
+TEST(StringBuffer, MovesCopiesAndSwaps) {
+    for (const std::size_t size : {0, 30, 31, 1000}) {
+        const std::string content(size, 'c');
+        StringBuffer text(content);
+        text.setContentMark(2);
+        StringBuffer moved(std::move(text));
+        EXPECT_TRUE(text.empty());  // NOLINT(bugprone-use-after-move)
+        StringBuffer copy(moved);
+        EXPECT_EQ(copy.contentMark(), 2);
+        copy.setContentMark(7);
+        EXPECT_EQ(copy.contentMark(), 0);
+        StringBuffer other("other");
+        other.swap(moved);
+        EXPECT_EQ(moved.view(), "other");
+        EXPECT_EQ(other.view(), content);
+        copy = std::move(other);
+        EXPECT_EQ(copy.view(), content);
+    }
+}
+
+TEST(StringBuffer, WritesInPlaceAndRefusesTooMuch) {
+    StringBuffer text("ab");
+    char* const tail = text.grow(100);
+    ASSERT_NE(tail, nullptr);
+    std::memset(tail, 'x', 100);
+    text.setLength(52);
+    EXPECT_EQ(text.view(), "ab" + std::string(50, 'x'));
+    text.setLength(std::size_t{1} << 40);
+    EXPECT_EQ(text.getSize(), text.getCapacity());
+    text.setLength(2);
+    EXPECT_EQ(text.grow(StringBuffer::kMaxSize), nullptr);
+    EXPECT_FALSE(text.appendCharN('x', ~std::size_t{0}));
+    EXPECT_FALSE(text.appendBytes("x", ~std::size_t{0} - 1));
+    EXPECT_EQ(text.view(), "ab");
+}
+
+/// A long series of edits gives what `std::string` gives.
+TEST(StringBuffer, AgreesWithStandardStrings) {
+    std::mt19937 random(7);
+    StringBuffer text;
+    std::string expected;
+    for (int step = 0; step < 20000; ++step) {
+        const std::string piece(random() % 40, static_cast<char>('a' + random() % 26));
+        switch (random() % 5) {
+            case 0:
+                text.appendChar('Q');
+                expected += 'Q';
+                break;
+            case 1:
+                text.prepend(piece);
+                expected.insert(0, piece);
+                break;
+            case 2:
+                text.chopEnd(piece.size());
+                expected.resize(expected.size() - std::min(piece.size(), expected.size()));
+                break;
+            default:
+                text.append(piece);
+                expected += piece;
+        }
+        if (step % 1000 == 0) {
+            text.minimizeMemory();
+            ASSERT_EQ(text.view(), expected);
+            text.clear();
+            expected.clear();
+        }
+    }
+    EXPECT_EQ(text.view(), expected);
+}
+
+}  // namespace
+}  // namespace borvik
