@@ -19,12 +19,12 @@ need_packages() {
         apt-get install -y -qq --no-install-recommends "${missing[@]}" </dev/null >/dev/null
 }
 
-# configure_and_build PRESET [CMAKE ARGUMENT...]: configures the preset and builds all of it.
+# configure_and_build PRESET FOLDER TARGET [CMAKE ARGUMENT...]: builds one target of a preset in FOLDER.
 configure_and_build() {
-    local preset=$1
-    shift
+    local preset=$1 folder=$2 target=$3
+    shift 3
     local launcher=()
     command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-    cmake --preset "$preset" "${launcher[@]}" "$@" >/dev/null
-    cmake --build --preset "$preset" -- --quiet
+    cmake --preset "$preset" -B "$folder" "${launcher[@]}" "$@" >/dev/null
+    cmake --build "$folder" --target "$target" -- --quiet
 }
