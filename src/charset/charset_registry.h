@@ -50,13 +50,13 @@ class _bvCharset {
 public:
     _bvCharset() = default;
     virtual ~_bvCharset() = default;
-    _bvCharset(const _bvCharset& other);
-    _bvCharset& operator=(const _bvCharset& other);
+    _bvCharset(const _bvCharset&) = default;
+    _bvCharset& operator=(const _bvCharset&) = default;
 
     /// Takes over page and name of `other`.
     void copyFrom(const _bvCharset& other);
 
-    /// The NUL-terminated name, empty when none is set. Good until the next change.
+    /// The NUL-terminated name, empty when none is set. The text is constant.
     const char* getName() const;
 
     /// The code page, 0 when none is set.
@@ -76,9 +76,10 @@ public:
     void setByName(const char* name);
 
 private:
-    void assign(std::uint32_t codePage, std::string_view name);
+    void assign(std::uint32_t codePage, const char* name);
 
-    StringBuffer name_;
+    /// Constant text: a message holds many of these objects.
+    const char* name_ = "";
     std::uint32_t codePage_ = kNoCodePage;
 };
 

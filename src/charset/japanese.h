@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstddef>
+
+namespace borvik {
+
+class DataBuffer;
+
+/// ISO-2022-JP (RFC 1468) from and to Shift_JIS, byte by byte. Both operations append to `out`.
+class Japanese {
+public:
+    Japanese() = default;
+    virtual ~Japanese() = default;
+    Japanese(const Japanese&) = default;
+    Japanese& operator=(const Japanese&) = default;
+
+    /// Also reads half-width katakana (ESC "(" "I"). Input that ends within an escape or a
+    /// character loses that one.
+    void iso2022JpToShiftJis(const void* input, std::size_t length, DataBuffer& out) const;
+
+    /// Half-width katakana become full-width, with a sound mark behind them joined in. The text
+    /// ends in ASCII, and every line does.
+    void shiftJisToIso2022Jp(const void* input, std::size_t length, DataBuffer& out) const;
+};
+
+}  // namespace borvik

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "base/data_buffer.h"
+#include "charset/text_kernels.h"
+
+namespace borvik {
+
+/// Runs a conversion loop over `length` bytes at `input` and appends what it writes. `expected` is
+/// a guess at the size of the output; when it was too low, the rest is reckoned by what came out so
+/// far, and by a quarter of the whole at least, so that the cost stays linear. Returns what the
+/// loop returned throughout, and false without memory.
+template <typename Kernel>
+bool appendConverted(const void* input, std::size_t length, DataBuffer& out, std::size_t expected,
+                     Kernel kernel) {
+    constexpr std::size_t kSmallestRoom = 512;
+    const auto* bytes = static_cast<const std::uint8_t*>(input);
+    const std::size_t before = out.getSize();
+    kernels::Cursor c{bytes, bytes + length, nullptr, nullptr};
+    bool complete = true;
+    while (c.in < c.inEnd) {
+        const std::size_t size = out.getSize();
+        if (DataBuffer::kMaxSize - size < kSmallestRoom) {
+            return false;
+        }
+        const std::size_t want = std::min(expected + kSmallestRoom, DataBuffer::kMaxSize - size);
+        if (!out.ensureCapacity(size + want)) {
+            return false;
+        }
+        auto* begin = reinterpret_cast<std::uint8_t*>(out.getData());
+        c.out = begin + size;
+        c.outLimit = begin + out.getCapacity() - kernels::kStepRoom;
+        complete = kernel(c) && complete;
+        out.setLength(static_cast<std::size_t>(c.out - begin));
+        const std::size_t made = out.getSize() - before;
+        const double ratio = static_cast<double>(made) / static_cast<double>(c.in - bytes + 1);
+        expected =
+            std::max(static_cast<std::size_t>(static_cast<double>(c.left()) * ratio), made / 4);
+    }
+    return complete;
+}
+
+}  // namespace borvik
