@@ -116,7 +116,6 @@ private:
     static constexpr std::size_t kResultRingSize = 10;
 
     BvString& nextResult();
-    const char* boundaryText(BvString& text) const;
 
     std::unique_ptr<ClsMime> impl_;
     /// Nothing sets it: strings of the boundary are in the ANSI code page, not in UTF-8.

@@ -1,0 +1,180 @@
+#include "mime/bv_mime.h"
+
+#include <utility>
+
+#include "charset/outward_strings.h"
+#include "mime/cls_mime.h"
+
+namespace borvik {
+
+namespace {
+
+/// A string argument of the boundary as UTF-8.
+class Argument {
+public:
+    Argument(const char* text, bool isUtf8) { text_.setFromEither(text, isUtf8); }
+
+    XString& x() { return text_; }
+    std::string_view view() { return text_.utf8View(); }
+
+private:
+    XString text_;
+};
+
+}  // namespace
+
+BvMime::BvMime() : impl_(std::make_unique<ClsMime>()) {}
+
+BvMime::BvMime(std::unique_ptr<ClsMime> impl) : impl_(std::move(impl)) {}
+
+BvMime::~BvMime() = default;
+
+bool BvMime::LoadMime(const char* text) {
+    Argument mime(text, utf8_);
+    return impl_->loadMimeText(mime.view(), true);
+}
+
+bool BvMime::LoadMimeFile(const char* path) {
+    return impl_->loadMimeFile(Argument(path, utf8_).x());
+}
+
+bool BvMime::SaveMime(const char* path) {
+    return impl_->saveMime(Argument(path, utf8_).x());
+}
+
+bool BvMime::GetMime(BvString& out) {
+    impl_->getMime(out.x());
+    return true;
+}
+
+bool BvMime::GetEntireHead(BvString& out) {
+    impl_->getEntireHead(out.x());
+    return true;
+}
+
+bool BvMime::GetHeaderField(const char* name, BvString& out) {
+    return impl_->getHeaderField(Argument(name, utf8_).view(), out.x());
+}
+
+bool BvMime::AddHeaderField(const char* name, const char* value) {
+    impl_->addHeaderField(Argument(name, utf8_).view(), Argument(value, utf8_).view());
+    return true;
+}
+
+bool BvMime::SetHeaderField(const char* name, const char* value) {
+    impl_->setHeaderField(Argument(name, utf8_).view(), Argument(value, utf8_).view());
+    return true;
+}
+
+int BvMime::NumParts() {
+    return impl_->numParts();
+}
+
+std::unique_ptr<BvMime> BvMime::GetPart(int index) {
+    std::unique_ptr<ClsMime> part = impl_->getPart(index);
+    return part == nullptr ? nullptr : std::make_unique<BvMime>(std::move(part));
+}
+
+bool BvMime::AppendPart(const BvMime* part) {
+    if (part == nullptr) {
+        return false;
+    }
+    impl_->appendPart(*part->impl_);
+    return true;
+}
+
+bool BvMime::GetBodyBinary(BvByteData& out) {
+    impl_->getBodyBinary(out.data());
+    return true;
+}
+
+bool BvMime::GetBodyDecoded(BvString& out) {
+    impl_->getBodyDecoded(out.x());
+    return true;
+}
+
+void BvMime::SetBody(const char* text) {
+    impl_->setBody(Argument(text, utf8_).x());
+}
+
+bool BvMime::SetBodyFromBinary(const BvByteData& bytes) {
+    impl_->setBodyFromBinary(bytes.view());
+    return true;
+}
+
+void BvMime::ContentType(BvString& out) {
+    impl_->contentType(out.x());
+}
+void BvMime::Name(BvString& out) {
+    impl_->name(out.x());
+}
+void BvMime::Filename(BvString& out) {
+    impl_->filename(out.x());
+}
+
+void BvMime::ContentType(const char* value) {
+    impl_->setContentType(Argument(value, utf8_).view());
+}
+void BvMime::Encoding(const char* value) {
+    impl_->setEncoding(Argument(value, utf8_).view());
+}
+void BvMime::Disposition(const char* value) {
+    impl_->setDisposition(Argument(value, utf8_).view());
+}
+void BvMime::Boundary(const char* value) {
+    impl_->setBoundary(Argument(value, utf8_).view());
+}
+
+BvString& BvMime::nextResult() {
+    ringPosition_ = (ringPosition_ + 1) % kResultRingSize;
+    std::unique_ptr<BvString>& slot = resultRing_[ringPosition_];
+    if (slot == nullptr) {
+        slot = std::make_unique<BvString>();
+        slot->utf8Mode = utf8_;
+    }
+    slot->clear();
+    return *slot;
+}
+
+const char* BvMime::header(const char* name) {
+    BvString& result = nextResult();
+    return GetHeaderField(name, result) ? result.getString() : nullptr;
+}
+
+const char* BvMime::entireHead() {
+    BvString& result = nextResult();
+    GetEntireHead(result);
+    return result.getString();
+}
+
+const char* BvMime::getMime() {
+    BvString& result = nextResult();
+    GetMime(result);
+    return result.getString();
+}
+
+const char* BvMime::bodyDecoded() {
+    BvString& result = nextResult();
+    GetBodyDecoded(result);
+    return result.getString();
+}
+
+const char* BvMime::contentType() {
+    BvString& result = nextResult();
+    ContentType(result);
+    return result.getString();
+}
+
+const char* BvMime::filename() {
+    BvString& result = nextResult();
+    Filename(result);
+    return result.getString();
+}
+
+const char* BvMime::name() {
+    BvString& result = nextResult();
+    Name(result);
+    return result.getString();
+}
+
+}  // namespace borvik

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/data_buffer.h"
+#include "base/string_buffer.h"
+#include "charset/cls_base.h"
+#include "charset/xstring.h"
+#include "mime/shared_mime.h"
+
+namespace borvik {
+
+/// The object behind a `BvMime`: one counted reference to a tree, and the identity of the node
+/// addressed in it. All strings are UTF-8. Every operation holds the tree's lock while it touches
+/// nodes; one on a node that has left its tree goes on at the empty root of a new tree.
+class ClsMime : public ClsBase {
+public:
+    /// On the root of a new tree.
+    ClsMime();
+    /// On a node of a tree that others address as well. Call under the tree's lock.
+    ClsMime(SharedMime& tree, std::uint64_t partId);
+    ~ClsMime() override;
+
+    ClsMime(const ClsMime&) = delete;
+    ClsMime& operator=(const ClsMime&) = delete;
+
+    std::uint64_t partId() const { return partId_; }
+    SharedMime& tree() { return *tree_; }
+
+    /// Leaves the tree for a new one, on its root.
+    void initNew();
+
+    // Loading and saving.
+
+    /// Parses a string into a new tree. Always true. `bodyIsUtf8` says that the text has been taken
+    /// to UTF-8 as a whole, so that 8-bit bodies aren't converted from their labels.
+    bool loadMimeText(std::string_view text, bool bodyIsUtf8);
+    /// Parses bytes, UTF-16 among them, into a new tree. False when memory is short or the parser
+    /// refuses them.
+    bool loadMimeBinary(std::string_view bytes);
+    bool loadMimeFile(XString& path);
+    bool saveMime(XString& path);
+
+    /// Whether the text has no header but begins with a boundary line; `boundary` gets what stands
+    /// behind its "--".
+    static bool findBoundaryIfNoHeader(std::string_view text, std::string& boundary);
+
+    // Whole text.
+
+    void getMime(XString& out);
+    void getEntireHead(XString& out);
+
+    // Header fields.
+
+    bool getHeaderField(std::string_view name, XString& out);
+    void addHeaderField(std::string_view name, std::string_view value);
+    void setHeaderField(std::string_view name, std::string_view value);
+
+    // Parts.
+
+    int numParts();
+    std::unique_ptr<ClsMime> getPart(int index);
+    void appendPart(ClsMime& other);
+    /// The old content becomes the first child of a multipart/mixed root in a new tree.
+    void convertToMultipart();
+
+    // Body.
+
+    void getBodyBinary(DataBuffer& out);
+    void getBodyDecoded(XString& out);
+    void setBody(XString& text);
+    void setBodyFromBinary(std::string_view bytes);
+
+    // Properties.
+
+    void contentType(XString& out);
+    void name(XString& out);
+    void filename(XString& out);
+    void setContentType(std::string_view value);
+    void setEncoding(std::string_view value);
+    void setDisposition(std::string_view value);
+    void setBoundary(std::string_view value);
+
+private:
+    class Method;
+
+    /// Runs `work` on the node, under the lock.
+    template <class Work>
+    auto onMyPart(Work&& work);
+
+    bool parseInto(std::string_view text, bool fromText, bool bodyIsUtf8);
+    void leaveTree();
+
+    SharedMime* tree_ = nullptr;
+    std::uint64_t partId_ = 0;
+};
+
+}  // namespace borvik

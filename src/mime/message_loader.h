@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "base/log_base.h"
+#include "mime/header_end.h"
+#include "mime/text_index.h"
+
+namespace borvik {
+
+class MimeMessage2;
+
+/// One run of the parser: turns message text of any quality into a node with all its parts. What
+/// can't be read becomes a body. Every part is parsed in place; the work is bounded by a multiple
+/// of the text's length.
+class MessageLoader {
+public:
+    /// Multiparts may be nested so many levels deep; the text of a deeper one becomes a body.
+    static constexpr int kMostLevels = 100;
+    /// A text without a blank line anywhere is taken for a header up to this many bytes.
+    static constexpr std::size_t kMostHeaderBytes = 20'000'000;
+
+    /// `fromText` and `bodyIsUtf8` as for `MimeMessage2::LoadMimeComplete2`.
+    MessageLoader(bool fromText, bool bodyIsUtf8, LogBase* log)
+        : fromText_(fromText), bodyIsUtf8_(bodyIsUtf8), log_(log) {}
+
+    /// Fills the node. False for a null text and for an oversized header.
+    bool load(MimeMessage2& node, std::string_view text);
+
+    /// Fills the node from a header block, blank line included, and the bytes that its base64 body
+    /// decodes to. False, with the node empty, when only the whole text tells what becomes of it.
+    bool loadBase64Leaf(MimeMessage2& node, std::string_view headerBlock, std::string_view bytes);
+
+private:
+    bool loadNode(MimeMessage2& node, NodeText& source, int level);
+    bool takeAsHeader(MimeMessage2& node, std::string_view text);
+    bool mayReadAhead(const NodeText& source, std::size_t headerEnd);
+    void parseMimeBody(MimeMessage2& node, TextIndex& text, std::size_t begin, std::size_t end,
+                       int level);
+
+    struct PartRange;
+    bool parseMultipart(MimeMessage2& node, TextIndex& text, std::size_t begin, std::size_t end,
+                        int level);
+    void parseParts(MimeMessage2& node, TextIndex& text, const PartRange& range, int level);
+
+    struct Leaf;
+    void parseLeaf(MimeMessage2& node, std::string_view text, const std::string_view* decoded);
+    std::uint32_t charsetFromHtml(MimeMessage2& node, std::uint32_t codePage);
+    bool setBodyByEncoding(MimeMessage2& node, const Leaf& leaf, std::uint32_t codePage);
+    void log(const char* text);
+
+    bool fromText_;
+    bool bodyIsUtf8_;
+    LogBase* log_;
+    /// Bytes behind their own ends that headers may still be read from.
+    std::size_t readAheadLeft_ = 0;
+};
+
+}  // namespace borvik

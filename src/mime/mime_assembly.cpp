@@ -1,0 +1,176 @@
+#include <algorithm>
+
+#include "base/ascii_text.h"
+#include "charset/code_pages.h"
+#include "charset/encoding_convert.h"
+#include "mime/base64.h"
+#include "mime/body_decoding.h"
+#include "mime/content_coding.h"
+#include "mime/message_loader.h"
+#include "mime/mime_message2.h"
+
+namespace borvik {
+
+namespace {
+
+constexpr std::string_view kLineEnd = "\r\n";
+constexpr std::string_view kBlankLine = "\r\n\r\n";
+constexpr std::string_view kPreamble = "This is a multi-part message in MIME format.\r\n\r\n";
+
+/// Room to reserve for the header block and the boundary line of a node.
+constexpr std::size_t kUsualHeaderBytes = 512;
+
+void logInfo(LogBase* log, const char* text) {
+    if (log != nullptr) {
+        log->logInfo(text);
+    }
+}
+
+}  // namespace
+
+void MimeMessage2::assembleHeader(std::string& out, LogBase* log) const {
+    header_.AssembleMimeHeader(out, content_.charset, log);
+}
+
+void MimeMessage2::writeHeaderBlock(DataBuffer& out, LogBase* log) const {
+    std::string block;
+    assembleHeader(block, log);
+    out.append(block);
+    out.append(kBlankLine);
+}
+
+void MimeMessage2::writeBoundaryLine(DataBuffer& out, bool closing) const {
+    out.append("--");
+    out.appendStringBuffer(boundary());
+    out.append(closing ? "--\r\n" : kLineEnd);
+}
+
+void MimeMessage2::getMimeTextDb(DataBuffer& out, LogBase* log) const {
+    out.ensureCapacity(out.getSize() + textSizeEstimate());
+    writeHeaderBlock(out, log);
+    if (!parts_.empty()) {
+        out.append(kPreamble);
+    }
+    getMimeBodyRecursive(out, log);
+}
+
+void MimeMessage2::getMimeText(StringBuffer& out, LogBase* log) const {
+    DataBuffer text;
+    getMimeTextDb(text, log);
+    if (out.empty()) {
+        text.appendByte('\0');
+        out.takeBytes(text);
+    } else {
+        out.appendDataBuffer(text);
+    }
+}
+
+void MimeMessage2::getMimeBodyRecursive(DataBuffer& out, LogBase* log) const {
+    if (parts_.empty()) {
+        getMimeBodyEncodedDb(out, log);
+        return;
+    }
+    if (isSignedMultipart()) {
+        writeSignedParts(out, log);
+        return;
+    }
+    for (const MimeMessage2* part : parts_) {
+        writeBoundaryLine(out, false);
+        part->writeHeaderBlock(out, log);
+        part->getMimeBodyRecursive(out, log);
+        out.append(kLineEnd);
+    }
+    writeBoundaryLine(out, true);
+}
+
+void MimeMessage2::writeSignedParts(DataBuffer& out, LogBase* log) const {
+    const MimeMessage2& content = *parts_.get(0);
+    writeBoundaryLine(out, false);
+    if (content.rawSignedText_.empty()) {
+        // Not read from a text, so that there is nothing yet that a signature holds for.
+        content.writeHeaderBlock(out, log);
+        content.getMimeBodyRecursive(out, log);
+    } else {
+        out.appendBuffer(content.rawSignedText_);
+    }
+    out.append(kLineEnd);
+    writeBoundaryLine(out, false);
+    if (const MimeMessage2* const signature = parts_.get(1)) {
+        signature->writeHeaderBlock(out, log);
+        signature->getMimeBodyRecursive(out, log);
+        out.append(kLineEnd);
+    }
+    writeBoundaryLine(out, true);
+}
+
+void MimeMessage2::getMimeBodyEncodedDb(DataBuffer& out, LogBase* log) const {
+    DataBuffer converted;
+    const std::string_view source = bodyForWire(converted, log);
+    if (encoding_.equalsNoCase("base64")) {
+        logInfo(log, "Appending base64 encoded body..");
+        ContentCoding::encodeBase64Mime(source, out);
+    } else if (encoding_.equalsNoCase("quoted-printable")) {
+        logInfo(log, "Appending quoted-printable encoded body..");
+        ContentCoding::encodeQuotedPrintable(source, out);
+    } else {
+        logInfo(log, "Appending body with no encoding..");
+        out.append(source);
+    }
+}
+
+/// The stored body in the charset that it goes out in; `converted` may be what the view points at.
+std::string_view MimeMessage2::bodyForWire(DataBuffer& converted, LogBase* log) const {
+    std::uint32_t codePage = charset().getCodePage();
+    const bool isText =
+        contentType().beginsWith("text/") || contentType().containsNoCase("application/xml");
+    if (codePage == kNoCodePage || codePage == kUtf8 || !isText) {
+        return body_.view();
+    }
+    logInfo(log, "Converting text from stored utf-8 to target code page.");
+    if (codePage == kUsAscii) {
+        codePage = kIsoLatin1;
+    }
+    if (keepsAscii(codePage) && body_.isAscii()) {
+        return body_.view();
+    }
+    EncodingConvert().convert(kUtf8, codePage, body_.view(), converted);
+    return converted.view();
+}
+
+void MimeMessage2::getMimeBody8Bit(DataBuffer& out, std::uint32_t codePage) const {
+    if (codePage == kNoCodePage || codePage == kUtf8) {
+        out.appendBuffer(body_);
+    } else {
+        EncodingConvert().convert(kUtf8, codePage, body_.view(), out);
+    }
+}
+
+std::size_t MimeMessage2::textSizeEstimate() const {
+    std::size_t size = kUsualHeaderBytes + rawSignedText_.getSize();
+    if (parts_.empty()) {
+        const std::size_t bytes = body_.getSize();
+        size += encoding_.equalsNoCase("base64") ? base64LinesSize(bytes) : bytes;
+    }
+    for (const MimeMessage2* part : parts_) {
+        size += part->textSizeEstimate();
+    }
+    return std::min(size, DataBuffer::kMaxSize);
+}
+
+void MimeMessage2::loadCopy(const MimeMessage2& source, LogBase* log) {
+    DataBuffer text;
+    MessageLoader loader(false, false, log);
+    if (source.parts_.empty() && source.encoding_.equalsNoCase("base64")) {
+        // What base64 would turn the body into and back again is the body.
+        source.writeHeaderBlock(text, log);
+        DataBuffer converted;
+        if (loader.loadBase64Leaf(*this, text.view(), source.bodyForWire(converted, log))) {
+            return;
+        }
+        text.clear();
+    }
+    source.getMimeTextDb(text, log);
+    loader.load(*this, text.view());
+}
+
+}  // namespace borvik
