@@ -2,6 +2,10 @@
 
 function(tessolt_target_options target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Werror)
+  # GCC 12 sees overlaps in std::string's operator+ that aren't there (GCC bug 105651).
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    target_compile_options(${target} PRIVATE -Wno-restrict)
+  endif()
   if(TESSOLT_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${TESSOLT_SANITIZE} -fno-omit-frame-pointer
                                              -fno-sanitize-recover=all)
