@@ -71,7 +71,7 @@ struct IEMailMessage : IDispatch {
     /// The name as the message has it. It may hold anything, path separators too: check it before
     /// using it in a path.
     virtual HRESULT GetAttachmentName(LONG lID, BSTR* strFilename) = 0;
-    /// Bytes once decoded.
+    /// Bytes of its MIME text, so more than the file will have.
     virtual HRESULT GetAttachmentSize(LONG lID, LONG* pVal) = 0;
     virtual HRESULT AddAttachment(BSTR FileName) = 0;
     virtual HRESULT SaveAttachment(LONG lID, BSTR strSaveAsFile) = 0;

@@ -1,0 +1,25 @@
+#include "automation/class_factory.h"
+
+namespace tessolt {
+
+HRESULT ClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** object) {
+    if (!object) {
+        return E_POINTER;
+    }
+    *object = nullptr;
+    if (outer && !(iid == IID_IUnknown)) {
+        return CLASS_E_NOAGGREGATION;
+    }
+    return creator_(outer, iid, object);
+}
+
+HRESULT ClassFactory::LockServer(BOOL lock) {
+    if (lock) {
+        module().Lock();
+    } else {
+        module().Unlock();
+    }
+    return S_OK;
+}
+
+}  // namespace tessolt

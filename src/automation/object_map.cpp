@@ -1,0 +1,63 @@
+#include "automation/object_map.h"
+
+#include "automation/com_object.h"
+#include "automation/email_constants.h"
+#include "automation/email_message.h"
+#include "automation/name_order.h"
+#include "automation/pop3.h"
+#include "automation/registration_scripts.h"
+#include "automation/smtp.h"
+
+namespace tessolt {
+namespace {
+
+constexpr std::u16string_view kVendor = u"Tessolt.";
+constexpr std::u16string_view kVersion = u".1";
+
+ObjectMapEntry entries[] = {
+    {&interfaceTable<IEMailConstants>, &CEMailConstants::CreateInstance, kEMailConstantsScript},
+    {&interfaceTable<IEMailMessage>, &CEMailMessage::CreateInstance, kEMailMessageScript},
+    {&interfaceTable<IPop3>, &CPop3::CreateInstance, kPop3Script},
+    {&interfaceTable<ISmtp>, &CSmtp::CreateInstance, kSmtpScript},
+};
+
+}  // namespace
+
+std::u16string ObjectMapEntry::versionIndependentProgId() const {
+    return std::u16string(kVendor).append(description().className);
+}
+
+std::u16string ObjectMapEntry::progId() const {
+    return versionIndependentProgId().append(kVersion);
+}
+
+std::span<ObjectMapEntry> objectMap() {
+    return entries;
+}
+
+ObjectMapEntry* findClass(REFCLSID classId) {
+    for (ObjectMapEntry& entry : entries) {
+        if (entry.description().classId == classId) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
+
+ObjectMapEntry* findProgId(std::u16string_view progId) {
+    for (ObjectMapEntry& entry : entries) {
+        if (compareNames(entry.versionIndependentProgId(), progId) == 0 ||
+            compareNames(entry.progId(), progId) == 0) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
+
+void releaseClassFactories() {
+    for (ObjectMapEntry& entry : entries) {
+        entry.factory.release();
+    }
+}
+
+}  // namespace tessolt

@@ -1,0 +1,78 @@
+#include "automation/pop3.h"
+
+#include <utility>
+
+#include "automation/email_message.h"
+
+namespace tessolt {
+
+HRESULT CPop3::get_LastPop3Response(BSTR* pVal) {
+    return giveLastResponse(pVal);
+}
+
+HRESULT CPop3::Connect(BSTR strHost, BSTR strAccount, BSTR strPassword) {
+    return guarded([&] {
+        // Smtp writes a blank before the colon.
+        Log(kLogFileAsIs, "Tessolt: [" TESSOLT_MODULE_TEXT " " TESSOLT_BUILD_TEXT "]");
+        m_pEngine->m_strAccount.AssignWide(strAccount);
+        m_pEngine->m_strPassword.AssignWide(strPassword);
+        m_pEngine->m_strServer.AssignWide(strHost);
+        m_nLastError = MapPop3Error(m_pEngine->Connect());
+        LogResultText("Connect");
+        return S_OK;
+    });
+}
+
+HRESULT CPop3::IsConnected(VARIANT_BOOL* pVal) {
+    return guarded([&] {
+        m_nLastError = 0;
+        return giveBool(m_pEngine->IsConnected() > 0, pVal);
+    });
+}
+
+HRESULT CPop3::CountMessages(LONG* pVal) {
+    return guarded([&] {
+        std::int32_t count = 0;
+        m_nLastError = MapPop3Error(m_pEngine->GetMessageCount(count));
+        return giveNumber(count, pVal);
+    });
+}
+
+HRESULT CPop3::GetEmailHeader(LONG ID, VARIANT* pVal) {
+    return fetch(ID, false, pVal);
+}
+
+HRESULT CPop3::GetEmailMessage(LONG lID, VARIANT* pVal) {
+    return fetch(lID, true, pVal);
+}
+
+HRESULT CPop3::DeleteMessage(LONG lMessageID) {
+    return guarded([&] {
+        m_nLastError = MapPop3Error(m_pEngine->DeleteMessage(lMessageID));
+        return S_OK;
+    });
+}
+
+HRESULT CPop3::fetch(LONG id, bool full, VARIANT* pVal) {
+    m_nLastError = 0;
+    if (!pVal) {
+        m_nLastError = kErrorNoObject;
+        return E_POINTER;
+    }
+    VariantInit(pVal);
+    pVal->vt = VT_UNKNOWN;
+    return guarded([&] {
+        auto mail = std::make_unique<CZnMail>("CZnMail");
+        const std::int32_t result = m_pEngine->Retrieve(id, full, *mail);
+        m_nLastError = MapPop3Error(result);
+        if (result == 0) {
+            ComPtr<CComObject<CEMailMessage>> message(new CComObject<CEMailMessage>);
+            message->takeRecord(std::move(mail));
+            pVal->vt = VT_DISPATCH;
+            pVal->pdispVal = message.detach();
+        }
+        return S_OK;
+    });
+}
+
+}  // namespace tessolt

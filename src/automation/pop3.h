@@ -1,0 +1,28 @@
+#pragma once
+
+#include <tessolt/interfaces.h>
+
+#include "automation/session_object.h"
+#include "mail/pop3.h"
+
+namespace tessolt {
+
+/// The object behind `IPop3`.
+class CPop3 : public SessionObject<IPop3, CZnPop3, kErrorAlreadyConnected>,
+              public CComCoClass<CPop3> {
+public:
+    CPop3() : SessionObject("Pop3") {}
+
+    HRESULT get_LastPop3Response(BSTR* pVal) override;
+    HRESULT Connect(BSTR strHost, BSTR strAccount, BSTR strPassword) override;
+    HRESULT IsConnected(VARIANT_BOOL* pVal) override;
+    HRESULT CountMessages(LONG* pVal) override;
+    HRESULT GetEmailHeader(LONG ID, VARIANT* pVal) override;
+    HRESULT GetEmailMessage(LONG lID, VARIANT* pVal) override;
+    HRESULT DeleteMessage(LONG lMessageID) override;
+
+private:
+    HRESULT fetch(LONG id, bool full, VARIANT* pVal);
+};
+
+}  // namespace tessolt

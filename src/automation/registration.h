@@ -1,0 +1,14 @@
+#pragma once
+
+#include <tessolt/automation_types.h>
+
+namespace tessolt {
+
+/// Registers the application, the classes in the order of the object map, and the type library. The
+/// first failure ends it.
+HRESULT registerServer();
+/// Removes the classes, the type library and the application. Goes on after a failure and returns
+/// the first one.
+HRESULT unregisterServer();
+
+}  // namespace tessolt

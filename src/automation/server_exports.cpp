@@ -1,0 +1,133 @@
+/// The entry points of the library and the calls with which clients make objects.
+#include <tessolt/server.h>
+
+#include <string>
+
+#include "automation/guarded.h"
+#include "automation/guid_text.h"
+#include "automation/object_map.h"
+#include "automation/quelt_module.h"
+#include "automation/registration.h"
+#include "charset/ansi_text.h"
+#include "platform/settings_store.h"
+
+namespace tessolt {
+namespace {
+
+constexpr int kGuidTextSize = 39;
+
+/// The class that the settings name for a ProgID.
+std::optional<CLSID> registeredClass(const std::string& progId) {
+    const std::string key = "HKEY_CLASSES_ROOT\\" + progId;
+    std::optional<std::string> text = platform::readSetting(key + "\\CLSID", "");
+    if (!text) {
+        const auto current = platform::readSetting(key + "\\CurVer", "");
+        text = current ? platform::readSetting("HKEY_CLASSES_ROOT\\" + *current + "\\CLSID", "")
+                       : std::nullopt;
+    }
+    return text ? parseGuid(*text) : std::nullopt;
+}
+
+HRESULT findClassOfProgId(std::u16string_view progId, CLSID& classId) {
+    if (const auto registered = registeredClass(borvik::wideToUtf8Paired(progId))) {
+        classId = *registered;
+        return S_OK;
+    }
+    const ObjectMapEntry* entry = findProgId(progId);
+    if (!entry) {
+        return CO_E_CLASSSTRING;
+    }
+    classId = entry->description().classId;
+    return S_OK;
+}
+
+}  // namespace
+}  // namespace tessolt
+
+using namespace tessolt;
+
+HRESULT DllGetClassObject(REFCLSID classId, REFIID iid, void** object) {
+    if (!object) {
+        return E_POINTER;
+    }
+    *object = nullptr;
+    ObjectMapEntry* entry = findClass(classId);
+    if (!entry) {
+        return CLASS_E_CLASSNOTAVAILABLE;
+    }
+    return guarded([&] { return entry->factory.get(entry->creator).QueryInterface(iid, object); });
+}
+
+HRESULT DllCanUnloadNow() {
+    return module().GetLockCount() == 0 ? S_OK : S_FALSE;
+}
+
+HRESULT DllRegisterServer() {
+    return guarded(registerServer);
+}
+
+HRESULT DllUnregisterServer() {
+    return guarded(unregisterServer);
+}
+
+HRESULT DllInstall(BOOL install, LPCOLESTR) {
+    if (!install) {
+        return DllUnregisterServer();
+    }
+    const HRESULT status = DllRegisterServer();
+    if (FAILED(status)) {
+        DllUnregisterServer();
+    }
+    return status;
+}
+
+HRESULT CLSIDFromProgID(LPCOLESTR progId, CLSID* classId) {
+    if (!classId) {
+        return E_POINTER;
+    }
+    *classId = IID_NULL;
+    if (!progId) {
+        return E_INVALIDARG;
+    }
+    return guarded([&] { return findClassOfProgId(progId, *classId); });
+}
+
+HRESULT CLSIDFromString(LPCOLESTR text, CLSID* classId) {
+    if (!classId) {
+        return E_POINTER;
+    }
+    *classId = IID_NULL;
+    if (!text) {
+        return E_INVALIDARG;
+    }
+    return guarded([&] {
+        const auto id = parseGuid(borvik::wideToUtf8Paired(text));
+        *classId = id.value_or(IID_NULL);
+        return id ? S_OK : CO_E_CLASSSTRING;
+    });
+}
+
+int StringFromGUID2(REFGUID id, LPOLESTR text, int size) {
+    if (!text || size < kGuidTextSize) {
+        return 0;
+    }
+    const std::string digits = guidText(id);
+    std::copy(digits.c_str(), digits.c_str() + kGuidTextSize, text);
+    return kGuidTextSize;
+}
+
+HRESULT CoCreateInstance(REFCLSID classId, IUnknown* outer, uint32_t, REFIID iid, void** object) {
+    IClassFactory* factory = nullptr;
+    if (!object) {
+        return E_POINTER;
+    }
+    *object = nullptr;
+    const HRESULT status =
+        DllGetClassObject(classId, IID_IClassFactory, reinterpret_cast<void**>(&factory));
+    if (FAILED(status)) {
+        return status == CLASS_E_CLASSNOTAVAILABLE ? REGDB_E_CLASSNOTREG : status;
+    }
+    const HRESULT created = factory->CreateInstance(outer, iid, object);
+    factory->Release();
+    return created;
+}
