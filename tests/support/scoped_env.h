@@ -1,0 +1,37 @@
+#pragma once
+
+#include <stdlib.h>
+
+#include <string>
+
+namespace support {
+
+/// Sets an environment variable, or removes it for null, until the end of the scope.
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, const char* value) : name_(name) {
+        if (const char* old = getenv(name)) {
+            old_ = old;
+            hadValue_ = true;
+        }
+        set(value);
+    }
+    ~ScopedEnv() { set(hadValue_ ? old_.c_str() : nullptr); }
+    ScopedEnv(const ScopedEnv&) = delete;
+    ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+private:
+    void set(const char* value) {
+        if (value) {
+            setenv(name_.c_str(), value, 1);
+        } else {
+            unsetenv(name_.c_str());
+        }
+    }
+
+    std::string name_;
+    std::string old_;
+    bool hadValue_ = false;
+};
+
+}  // namespace support
