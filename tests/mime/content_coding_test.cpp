@@ -1,0 +1,167 @@
+#include "mime/content_coding.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "charset/code_pages.h"
+
+namespace borvik {
+namespace {
+
+using namespace std::string_literals;
+
+std::string words(std::size_t count) {
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i) {
+        text += i == 0 ? "word" : " word";
+    }
+    return text;
+}
+
+TEST(EncodedWords, OneWordOfEitherKind) {
+    std::string b;
+    ContentCoding::bEncodeWord("a\xC3\xA9", "utf-8", b);
+    EXPECT_EQ(b, "=?utf-8?B?YcOp?=");
+    b.clear();
+    ContentCoding::bEncodeWord("a", "", b);
+    EXPECT_EQ(b, "=?utf-8?B?YQ==?=");
+
+    const struct {
+        std::string text;
+        std::string word;
+    } cases[] = {
+        {"a b", "=?utf-8?Q?a_b?="},
+        {"=?_,", "=?utf-8?Q?=3D=3F=5F,?="},
+        {"\t\x7F\xE9~^`", "=?utf-8?Q?=09=7F=E9~^`?="},
+    };
+    for (const auto& c : cases) {
+        std::string q;
+        ContentCoding().qEncodeWord(c.text, "", q);
+        EXPECT_EQ(q, c.word);
+    }
+    std::string q;
+    ContentCoding(true).qEncodeWord("a,b", "x", q);
+    EXPECT_EQ(q, "=?x?Q?a=2Cb?=");
+}
+
+TEST(EncodedWords, LongTextIsSplitAtBlanksOnly) {
+    std::string out;
+    ContentCoding().encodeQValue(words(20), kUtf8, "utf-8", out);  // 99 bytes
+    // A piece has 30 characters and goes on to the next blank, which opens the next piece.
+    EXPECT_EQ(out,
+              "=?utf-8?Q?word_word_word_word_word_word_word?=\r\n\t"
+              "=?utf-8?Q?_word_word_word_word_word_word?=\r\n\t"
+              "=?utf-8?Q?_word_word_word_word_word_word?=\r\n\t"
+              "=?utf-8?Q?_word?=");
+    const std::string decodedParts[] = {std::string(60, 'x'), std::string(61, 'x')};
+    for (const std::string& text : decodedParts) {
+        std::string b;
+        ContentCoding::encodeBValue(text, kNoCodePage, "utf-8", b);
+        ContentCoding::decodeEncodedWords(b);
+        EXPECT_EQ(b, text);
+    }
+}
+
+TEST(EncodedWords, WhatGoesOutAsItIs) {
+    std::string out;
+    ContentCoding::encodeBValue("", kUtf8, "utf-8", out);
+    ContentCoding::encodeBValue(" \t", kUtf8, "utf-8", out);
+    ContentCoding::encodeBValue("\x1B$B$\"\x1B(B", kIso2022Jp, "iso-2022-jp", out);
+    ContentCoding().encodeQValue("  ", kUtf8, "utf-8", out);
+    EXPECT_EQ(out, " \t\x1B$B$\"\x1B(B  ");
+
+    const struct {
+        std::string text;
+        std::string charset;
+        std::string word;
+    } automatic[] = {
+        {"", "utf-8", ""},
+        {"a =?x?q?b?=", "utf-8", "a =?x?q?b?="},
+        {"a", "Shift_JIS", "=?Shift_JIS?B?YQ==?="},
+        {"a", "WINDOWS-1254", "=?WINDOWS-1254?B?YQ==?="},
+        {"a", "windows-1252", "=?windows-1252?Q?a?="},
+    };
+    for (const auto& c : automatic) {
+        std::string word;
+        ContentCoding().encodeWordAuto(c.text, c.charset, word);
+        EXPECT_EQ(word, c.word);
+    }
+    std::string word;
+    ContentCoding().encodeWordAuto(std::string(98, 'a') + "?B?", "utf-8", word);
+    EXPECT_EQ(word.substr(0, 12), "=?utf-8?Q?aa");  // only the first 100 bytes are looked at
+}
+
+TEST(EncodedWords, DecodingToUtf8) {
+    const struct {
+        std::string value;
+        std::string text;
+    } cases[] = {
+        {"plain = ? =", "plain = ? ="},
+        {"=?utf-8?B?YQ==?= b", "a b"},
+        {"=?utf-8?Q?a?= =?UTF-8?b?Yg==?=", "a b"},  // the blank between words stays
+        {"=?utf-8?Q?a?==?utf-8?Q?b?=", "ab"},
+        {"=?iso-8859-1?Q?=E9_=e8?=", "\xC3\xA9 \xC3\xA8"},
+        {"=?windows-1252?X?=80?=", "\xE2\x82\xAC"},  // any other letter means Q
+        {"=?8bit?Q?=C3=A9?=", "\xC3\xA9"},
+        {"=?no-such-charset?Q?=E9?=", "\xE9"},
+        {"x=?utf-8?Q?"
+         "?=y",
+         "xy"},
+        {"x =?utf-8?Q?a", "x "},
+        {"x =?utf-8", "x "},
+        {"x =?utf-8?Q", "x "},
+        {"x =?utf-8?Q?", "x "},
+        {"x =?utf-8?Qz?a?= y", "x "},
+        {"=?utf-8?Q?a?= =?broken", "a "},
+    };
+    for (const auto& c : cases) {
+        std::string value = c.value;
+        ContentCoding::decodeEncodedWords(value);
+        EXPECT_EQ(value, c.text) << c.value;
+    }
+}
+
+TEST(EncodedWords, DecodingForAddressesAndRaw) {
+    std::string list = "=?utf-8?Q?Doe=2C_Jane?= <j@x>, =?utf-8?Q?k?= <k@x>";
+    EXPECT_TRUE(ContentCoding::decodeEncodedWordsForAddress(list));
+    EXPECT_EQ(list, "Doe_COMMA_ Jane <j@x>, k <k@x>");
+    std::string plain = "=?utf-8?Q?Jane?= <j@x>, k@x";
+    EXPECT_FALSE(ContentCoding::decodeEncodedWordsForAddress(plain));
+    EXPECT_EQ(plain, "Jane <j@x>, k@x");
+
+    std::string raw;
+    ContentCoding::decodeEncodedWordsRaw("a =?iso-8859-1?Q?=E9?= b =?broken", raw);
+    EXPECT_EQ(raw, "a \xE9 b ");
+}
+
+TEST(EncodedWords, BytesOfQText) {
+    const struct {
+        std::string text;
+        std::string bytes;
+    } cases[] = {
+        {"a_b c", "a b c"},
+        {"=41=4a=4G=", "AJ=4G="},
+        {"?\t\x7F\x9F\xA0\xFF", "\xA0\xFF"},
+        {"=\xB4\xB1", "=\xB4\xB1"},
+    };
+    for (const auto& c : cases) {
+        std::string bytes;
+        ContentCoding::qDecode(c.text, bytes);
+        EXPECT_EQ(bytes, c.bytes) << c.text;
+    }
+}
+
+TEST(EncodedWords, ManyWordsCostLinearTime) {
+    std::string value;
+    std::string marked;
+    for (int i = 0; i < 200'000; ++i) {
+        value += "=?utf-8?Q?,?=";
+        marked += ContentCoding::kCommaMark;
+    }
+    EXPECT_TRUE(ContentCoding::decodeEncodedWordsForAddress(value += "=?utf-8?Q?open"));
+    EXPECT_TRUE(value == marked);
+}
+
+}  // namespace
+}  // namespace borvik
