@@ -4,6 +4,7 @@
 #include <string>
 
 #include "foundation/timeout.h"
+#include "mail/command_line.h"
 #include "platform/machine.h"
 
 namespace tessolt {
@@ -19,7 +20,8 @@ constexpr std::uint32_t kMaxReplyBytes = 1024 * 1024;
 constexpr std::size_t kCodeDigits = 3;
 /// The socket takes a length of 32 bits.
 constexpr std::size_t kMaxSend = 0x40000000;
-constexpr std::string_view kNotInCommands("\r\n\0", 3);
+/// Room for what a log line has around a text of any length.
+constexpr std::uint32_t kLogFrame = 256;
 
 enum ReplyCode : std::int32_t { kReady = 220, kDone = 250 };
 
@@ -42,8 +44,8 @@ CZnSmtp::CZnSmtp() : CZnSecureProtocol("CZnSmtp") {}
 CZnSmtp::~CZnSmtp() = default;
 
 std::int32_t CZnSmtp::Connect() {
-    LogLong(kLogProtocol, m_strHost.GetLength(), "Connect to: [%s:%d]", m_strHost.GetBuffer(),
-            m_lHostPort);
+    LogLong(kLogProtocol, m_strHost.GetLength() + kLogFrame, "Connect to: [%s:%d]",
+            m_strHost.GetBuffer(), m_lHostPort);
     if (IsConnected()) {
         Log(kLogProtocol, "Already connected");
         return 0;
@@ -183,7 +185,7 @@ std::int32_t CZnSmtp::SendCommand(std::string_view text, std::uint32_t timeoutMs
     if (!IsConnected()) {
         return kSmtpNotConnected;
     }
-    if (text.find_first_of(kNotInCommands) != std::string_view::npos) {
+    if (!IsSingleLine(text)) {
         return kSmtpSendFailed;
     }
     std::string line(text);
@@ -197,7 +199,7 @@ std::int32_t CZnSmtp::Exchange(std::initializer_list<std::string_view> pieces,
     if (sent != 0) {
         return sent;
     }
-    LogLong(kLogProtocol, static_cast<std::uint32_t>(logged.size()), "Command: [%.*s]",
+    LogLong(kLogProtocol, static_cast<std::uint32_t>(logged.size()) + kLogFrame, "Command: [%.*s]",
             static_cast<int>(logged.size()), logged.data());
     return ReadResponse(timeoutMs) != 0 ? kSmtpNoResponse : 0;
 }
@@ -246,7 +248,7 @@ std::int32_t CZnSmtp::ReadResponse(std::uint32_t timeoutMs) {
             break;
         }
     }
-    LogLong(kLogReply, m_strLastResponse.GetLength() + 256, "Response: [%s]",
+    LogLong(kLogReply, m_strLastResponse.GetLength() + kLogFrame, "Response: [%s]",
             m_strLastResponse.GetBuffer());
     m_lLastCode = line.GetTokenInt(" ", 0, 0);
     if (m_lLastCode == 0) {

@@ -47,6 +47,10 @@ bool BvMime::GetMime(BvString& out) {
     return true;
 }
 
+void BvMime::GetMimeBytes(BvByteData& out) {
+    impl_->getMimeBytes(out.data());
+}
+
 bool BvMime::GetEntireHead(BvString& out) {
     impl_->getEntireHead(out.x());
     return true;

@@ -44,6 +44,8 @@ public:
     /// The node with everything below it. 8-bit bytes are read in the charset of the first 8-bit
     /// text part. Always true.
     bool GetMime(BvString& out);
+    /// The same as bytes, those that `SaveMime` writes.
+    void GetMimeBytes(BvByteData& out);
     /// The header block as it would be written, without the blank line that ends it. Always true.
     bool GetEntireHead(BvString& out);
 

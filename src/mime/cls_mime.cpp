@@ -189,6 +189,12 @@ bool ClsMime::saveMime(XString& path) {
     return method.end(FileSys::writeFile(path, text.getData(), text.getSize(), activeLog()));
 }
 
+void ClsMime::getMimeBytes(DataBuffer& out) {
+    Method method(*this, "GetMimeBytes");
+    out.clear();
+    onMyPart([&](const MimeMessage2& part) { part.getMimeTextDb(out, activeLog()); });
+}
+
 void ClsMime::getMime(XString& out) {
     Method method(*this, "GetMime");
     DataBuffer text;

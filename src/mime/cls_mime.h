@@ -51,6 +51,7 @@ public:
     // Whole text.
 
     void getMime(XString& out);
+    void getMimeBytes(DataBuffer& out);
     void getEntireHead(XString& out);
 
     // Header fields.

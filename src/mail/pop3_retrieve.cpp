@@ -1,0 +1,99 @@
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "foundation/timeout.h"
+#include "mail/dot_stuffing.h"
+#include "mail/pop3.h"
+#include "message/znmail.h"
+
+namespace tessolt {
+
+namespace {
+
+constexpr std::string_view kEndMark = "\r\n.\r\n";
+constexpr std::string_view kEmptyBody = ".\r\n";
+constexpr std::uint32_t kReadBytes = 128 * 1024;
+/// Lengths of the message model have 32 bits.
+constexpr std::size_t kMaxBodyBytes = 0xFFF00000;
+
+bool IsComplete(std::string_view body) {
+    return body == kEmptyBody || (body.size() >= kEndMark.size() &&
+                                  body.substr(body.size() - kEndMark.size()) == kEndMark);
+}
+
+/// The message as the server stored it, up to the first zero byte, with the end mark as an empty
+/// line.
+void UndoTransfer(std::string& body) {
+    if (body == kEmptyBody) {
+        body.clear();
+        return;
+    }
+    const void* zero = std::memchr(body.data(), '\0', body.size());
+    if (zero != nullptr) {
+        body.resize(static_cast<std::size_t>(static_cast<const char*>(zero) - body.data()));
+    }
+    body.resize(RemoveDotStuffing(body.data(), body.size()));
+}
+
+}  // namespace
+
+std::int32_t CZnPop3::Retrieve(std::int32_t id, bool full, CZnMail& mail) {
+    if (!IsConnected()) {
+        return kPop3NotConnected;
+    }
+    if (m_lMessageCount == 0) {
+        return kPop3NoMessages;
+    }
+    if (id > m_lMessageCount) {
+        return kPop3InvalidMessage;
+    }
+    const bool top = !full && (m_uCapabilities & kPop3CanTop) != 0;
+    const std::string number = std::to_string(id);
+    if (SendCommand(top ? "TOP " + number + " 1" : "RETR " + number, m_lTimeoutData) != 0) {
+        return kPop3NoFetchResponse;
+    }
+    if (IsNegative()) {
+        return kPop3RetrieveFailed;
+    }
+    std::string body;
+    const std::int32_t result = ReadBody(body);
+    if (result != 0) {
+        return result;
+    }
+    UndoTransfer(body);
+    mail.LoadFromText(body.c_str());
+    mail.m_uID = static_cast<std::uint32_t>(id);
+    Log(kLogProtocol, "Response: [<Message data>] ");
+    return 0;
+}
+
+/// Reads up to the end mark. The limit starts again with every byte, so that only a body that
+/// stands still is given up.
+std::int32_t CZnPop3::ReadBody(std::string& body) try {
+    CZncTimeout limit(m_lTimeoutData);
+    const auto block = std::make_unique_for_overwrite<char[]>(kReadBytes);
+    while (!IsComplete(body)) {
+        std::uint32_t received = 0;
+        const std::int32_t result = m_bSecure ? ReceiveSecure(block.get(), kReadBytes, received)
+                                              : ReceiveBuffer(block.get(), kReadBytes, received);
+        if (result != 0 || body.size() + received > kMaxBodyBytes) {
+            return kPop3BodyReadFailed;
+        }
+        if (received > 0) {
+            body.append(block.get(), received);
+            limit.Restart();
+        } else if (limit.HasExpired()) {
+            return body.empty() ? kPop3TimedOut : kPop3BodyStalled;
+        } else {
+            WaitForData(limit.Remaining());
+        }
+    }
+    return 0;
+} catch (const std::bad_alloc&) {
+    return kPop3BodyReadFailed;
+}
+
+}  // namespace tessolt

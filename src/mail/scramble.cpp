@@ -1,0 +1,53 @@
+#include "mail/scramble.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "platform/c_random.h"
+
+namespace tessolt {
+
+namespace {
+
+constexpr std::uint32_t kSeed = 1;
+constexpr std::size_t kKeyBytes = 3;
+constexpr std::size_t kLeastDigits = 28;
+
+/// As "%02X" writes it.
+void AppendHex(std::string& text, unsigned number) {
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    int digits = 2;
+    while (number >> (4 * digits) != 0) {
+        ++digits;
+    }
+    while (--digits >= 0) {
+        text += kDigits[(number >> (4 * digits)) & 0xF];
+    }
+}
+
+}  // namespace
+
+void Scramble(CZncString& text) {
+    if (text.IsEmpty()) {
+        return;
+    }
+    platform::srand(kSeed);
+    std::string result;
+    std::array<std::uint8_t, kKeyBytes> key{};
+    for (std::uint8_t& byte : key) {
+        byte = static_cast<std::uint8_t>(platform::rand());
+        AppendHex(result, byte);
+    }
+    const std::string& clear = text.GetString();
+    for (std::size_t i = 0; i <= clear.size(); ++i) {  // with the zero byte behind the text
+        const auto byte = static_cast<std::uint8_t>(i < clear.size() ? clear[i] : '\0');
+        AppendHex(result, static_cast<std::uint8_t>(byte + key[i % kKeyBytes]));
+    }
+    while (result.size() < kLeastDigits) {
+        AppendHex(result, static_cast<unsigned>(platform::rand()));
+    }
+    text.Assign(std::move(result));
+}
+
+}  // namespace tessolt
