@@ -2,10 +2,9 @@
 
 function(tessolt_target_options target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Werror)
-  # GCC 12 sees overlaps in std::string's operator+ (GCC bug 105651) and overruns in
-  # std::vector::push_back behind a clear (GCC bug 105762) that aren't there.
+  # GCC 12 sees overlaps in std::string's operator+ that aren't there (GCC bug 105651).
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-    target_compile_options(${target} PRIVATE -Wno-restrict -Wno-array-bounds)
+    target_compile_options(${target} PRIVATE -Wno-restrict)
   endif()
   if(TESSOLT_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${TESSOLT_SANITIZE} -fno-omit-frame-pointer
