@@ -146,6 +146,13 @@ std::string ScriptedConnection::readLine() {
     return line;
 }
 
+std::string ScriptedConnection::readSome() {
+    if (handedOut_ == received_.size()) {
+        readMore();
+    }
+    return received_.substr(std::exchange(handedOut_, received_.size()));
+}
+
 void ScriptedConnection::delay(std::chrono::milliseconds time) {
     waitFor(0, static_cast<int>(time.count()));
 }

@@ -33,6 +33,8 @@ public:
     std::string readLine();
     /// Everything up to and with `end`, or what came until the connection ended.
     std::string readUntil(std::string_view end);
+    /// What came and was not read yet, at least a byte of it; empty once the connection has ended.
+    std::string readSome();
     /// Waits; ends early when the server is stopped.
     void delay(std::chrono::milliseconds time);
     /// Says nothing more until the peer ends the connection or the server is stopped. What the peer

@@ -1,0 +1,511 @@
+#include "transport/secure_protocol.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "support/scoped_env.h"
+#include "support/temporary_folder.h"
+#include "support/tls_peer.h"
+
+namespace tessolt {
+namespace {
+
+using support::Delivery;
+using support::Identity;
+using support::ScriptedConnection;
+using support::ScriptedServer;
+using support::TlsPeer;
+using support::TlsServerSetup;
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t kAmple = 10000;
+constexpr const char* kHost = "mail.test";
+const Identity& authority() {
+    static const Identity made({.commonName = "Test Authority", .isAuthority = true});
+    return made;
+}
+const Identity& serverIdentity() {
+    static const Identity made(
+        {.commonName = "server", .names = {"DNS:mail.test"}, .issuer = &authority()});
+    return made;
+}
+
+/// The channel with its inner side open.
+class Channel : public CZnSecureProtocol {
+public:
+    Channel() : CZnSecureProtocol("Channel") {}
+    using CZnSecureProtocol::m_lHandshakeTimeout;
+    using CZnSecureProtocol::m_strCheckedName;
+    using CZnSecureProtocol::SendRecords;
+
+    std::string line(std::uint32_t timeoutMs = kAmple) {
+        CZncString text("left over");
+        const std::int32_t result = ReceiveLineSecure(text, timeoutMs);
+        return result == 0 ? text.GetString() : std::to_string(result);
+    }
+    /// `count` bytes, or those that came before a failure, with its number behind them.
+    std::string bytes(std::size_t count, std::uint32_t atOnce = 100000) {
+        std::string all;
+        std::vector<char> block(atOnce);
+        while (all.size() < count) {
+            std::uint32_t got = 0;
+            const std::int32_t result = ReceiveSecure(block.data(), atOnce, got);
+            if (result != 0) {
+                return all + std::to_string(result);
+            }
+            all.append(block.data(), got);
+            if (got == 0) {
+                WaitForData(kAmple);
+            }
+        }
+        return all;
+    }
+};
+
+/// A channel in front of a server that runs `script` on each connection.
+struct Session {
+    explicit Session(ScriptedServer::Script script, Delivery delivery = Delivery::kWhole)
+        : server(std::move(script), delivery) {
+        channel.m_strHost = kHost;
+        channel.m_strCheckedName = kHost;
+        channel.SetLogFile(folder.file("log").c_str());
+        connect();
+    }
+    void connect() { EXPECT_EQ(channel.Connect("127.0.0.1", server.port(), kAmple), 0); }
+    std::string log() const { return support::TemporaryFolder::read(folder.file("log")); }
+
+    support::TemporaryFolder folder;
+    ScriptedServer server;
+    Channel channel;
+};
+
+/// Runs `talk` on an accepted TLS connection.
+ScriptedServer::Script overTls(std::function<void(TlsPeer&)> talk, TlsServerSetup setup) {
+    return [talk = std::move(talk), setup = std::move(setup)](ScriptedConnection& connection) {
+        TlsPeer peer(connection, setup);
+        if (peer.accept()) {
+            talk(peer);
+        } else {
+            connection.stall();
+        }
+    };
+}
+ScriptedServer::Script overTls(std::function<void(TlsPeer&)> talk) {
+    return overTls(std::move(talk), TlsServerSetup(serverIdentity()));
+}
+
+class Stopwatch {
+public:
+    std::chrono::milliseconds elapsed() const {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now() - start_);
+    }
+
+private:
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+/// Settings for the scope of a test.
+struct Settings {
+    explicit Settings(const std::string& values) {
+        folder.write("settings", "[HKEY_LOCAL_MACHINE\\Software\\Merivane\\Tessolt]\n" + values);
+    }
+    support::TemporaryFolder folder;
+    support::ScopedEnv name{"TESSOLT_SETTINGS", folder.file("settings").c_str()};
+};
+
+std::string pattern(std::size_t size) {
+    std::string text(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) {
+        text[i] = static_cast<char>(i * 31 + i / 251);
+    }
+    return text;
+}
+
+class SecureVersions : public testing::TestWithParam<std::tuple<int, Delivery>> {
+protected:
+    TlsServerSetup setup() const {
+        TlsServerSetup made(serverIdentity());
+        made.version = std::get<0>(GetParam());
+        return made;
+    }
+    Delivery delivery() const { return std::get<1>(GetParam()); }
+};
+
+INSTANTIATE_TEST_SUITE_P(All, SecureVersions,
+                         testing::Combine(testing::Values(TLS1_2_VERSION, TLS1_3_VERSION),
+                                          testing::Values(Delivery::kWhole, Delivery::kBytes)));
+
+TEST_P(SecureVersions, LinesComeWholeHoweverTheRecordsAreCut) {
+    Session session(overTls(
+                        [](TlsPeer& peer) {
+                            peer.hold(true);
+                            peer.send("one\r\ntwo\r\n");  // many lines in one record
+                            peer.send("three\r\n", 1);    // one line over many records
+                            peer.send("fo\rur\r\nfi\nve\r\nsi\0x\r\n" + std::string("\r\r\n\r\n"));
+                            peer.send(std::string("a\0b\r\nrest", 9));
+                            peer.hold(false);
+                            peer.stall();
+                        },
+                        setup()),
+                    delivery());
+    ASSERT_EQ(session.channel.Handshake(), 0);
+    for (const char* expected : {"one", "two", "three", "fo", "fi", "si", "", "", "ab"}) {
+        EXPECT_EQ(session.channel.line(), expected);
+    }
+    EXPECT_EQ(session.channel.bytes(1, 1) + session.channel.bytes(3, 2), "rest");
+    EXPECT_EQ(session.channel.line(20), "-1014");
+}
+
+TEST_P(SecureVersions, BytesSurviveNewKeysInTheMiddleAndACloseBehindThem) {
+    const std::string text = pattern(50000);
+    Session session(overTls(
+                        [&](TlsPeer& peer) {
+                            peer.send(text);
+                            peer.rekey();
+                            if (peer.readBytes(text.size()) == text) {
+                                peer.send(text);
+                                peer.rekey();
+                                peer.send(text);
+                            }
+                        },  // and closes without a word
+                        setup()),
+                    delivery());
+    ASSERT_EQ(session.channel.Handshake(), 0);
+    EXPECT_TRUE(session.channel.bytes(text.size(), 7000) == text);
+    EXPECT_EQ(session.channel.SendRecords(text), 0);
+    const std::string rest = session.channel.bytes(3 * text.size());
+    EXPECT_TRUE(rest.starts_with(text + text));
+    EXPECT_EQ(rest.substr(2 * text.size()), "-9");
+    EXPECT_FALSE(session.channel.IsConnected());
+}
+
+TEST(SecureProtocol, EchoesEverySizeAroundARecord) {
+    constexpr std::size_t kSizes[] = {1, 16383, 16384, 16385, 3000000};
+    Session session(overTls([&](TlsPeer& peer) {
+        for (const std::size_t size : kSizes) {
+            peer.send(peer.readBytes(size + 2));
+        }
+        peer.stall();
+    }));
+    ASSERT_EQ(session.channel.Handshake(), 0);
+    for (const std::size_t size : kSizes) {
+        CZncString text(std::string(size, 'x'));
+        EXPECT_EQ(session.channel.SendSecure(text), 0);
+        EXPECT_TRUE(session.channel.bytes(size + 2) == text.GetString());
+    }
+}
+
+TEST(SecureProtocol, BytesBehindTheLastHandshakeMessageAreNotLost) {
+    for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+        TlsServerSetup setup(serverIdentity());
+        setup.version = version;
+        Session session([&](ScriptedConnection& connection) {
+            TlsPeer peer(connection, setup);
+            // Held back and let go, the end of the handshake and the line leave as one.
+            connection.setDelivery(Delivery::kWhole);
+            ASSERT_TRUE(peer.acceptAndSend("welcome\r\n"));
+            connection.drop();
+        });
+        ASSERT_EQ(session.channel.Handshake(), 0);
+        EXPECT_EQ(session.channel.line(), "welcome");
+        EXPECT_EQ(session.channel.line(), "-9");
+    }
+}
+
+TEST(SecureProtocol, HandshakeFailuresHaveTheirNumbers) {
+    constexpr std::uint32_t kLimit = 150;
+    struct Case {
+        const char* name;
+        ScriptedServer::Script script;
+        std::int32_t expected;
+    };
+    const std::string alert("\x15\x03\x03\x00\x02\x02\x28", 7);
+    const Case cases[] = {
+        {"garbage", [](auto& c) { c.send(std::string(300, '\xEE')), c.stall(); }, -1007},
+        {"plain text", [](auto& c) { c.send("220 in the clear\r\n"), c.stall(); }, -1007},
+        {"plain text, close", [](auto& c) { c.readSome(), c.send("250 ok\r\n"); }, -1007},
+        {"alert", [&](auto& c) { c.readSome(), c.send(alert), c.stall(); }, -1007},
+        {"alert, close", [&](auto& c) { c.readSome(), c.send(alert); }, -1007},
+        {"close", [](auto& c) { c.readSome(); }, -1005},
+        {"reset", [](auto& c) { c.readSome(), c.reset(); }, -1005},
+        {"silence", [](auto& c) { c.stall(); }, -1005},
+        {"half a record",
+         [](auto& c) { c.send(std::string("\x16\x03\x03\x40\x00\x02", 6)), c.stall(); }, -1005},
+        {"a trickle without end",
+         [](auto& c) {
+             c.send(std::string("\x16\x03\x03\x40\x00\x02\x00\x3f\xf0", 9));
+             while (c.send("\x01")) {
+                 c.delay(5ms);
+             }
+         },
+         -1005},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Session session(c.script);
+        session.channel.m_lHandshakeTimeout = kLimit;
+        const Stopwatch watch;
+        EXPECT_EQ(session.channel.Handshake(), c.expected);
+        EXPECT_LT(watch.elapsed(), 350ms);
+        // Nothing leaves in the clear afterwards.
+        CZncString text("QUIT");
+        EXPECT_EQ(session.channel.SendSecure(text), -1009);
+        EXPECT_EQ(text, "QUIT");
+        EXPECT_EQ(session.channel.line(), "-1009");
+        EXPECT_EQ(session.channel.CloseSecure(), 0);
+        EXPECT_EQ(session.log(), "");
+    }
+}
+
+TEST(SecureProtocol, TheEndOfAChannelShowsInItsKind) {
+    struct Case {
+        const char* name;
+        std::function<void(ScriptedConnection&, TlsPeer&)> end;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"close without notice", [](auto& c, auto&) { c.drop(); }, "-9"},
+        {"close with notice", [](auto& c, auto& p) { p.closeNotify(), c.drop(); }, "-9"},
+        {"notice and no close", [](auto& c, auto& p) { p.closeNotify(), c.stall(); }, "-1014"},
+        {"alert", [](auto& c, auto& p) { p.alert(), c.stall(); }, "-1011"},
+        {"forged record",
+         [](auto& c, auto&) { c.send(std::string("\x17\x03\x03\x00\x04oops", 9)), c.stall(); },
+         "-1011"},
+        {"reset", [](auto& c, auto& p) { p.readLine(), c.reset(); }, "-10"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Session session([&](ScriptedConnection& connection) {
+            TlsPeer peer(connection, TlsServerSetup(serverIdentity()));
+            peer.accept();
+            peer.send("last words\r\n");
+            c.end(connection, peer);
+        });
+        ASSERT_EQ(session.channel.Handshake(), 0);
+        EXPECT_EQ(session.channel.line(), "last words");
+        CZncString bye("bye");
+        EXPECT_EQ(session.channel.SendSecure(bye), 0);
+        EXPECT_EQ(session.channel.line(300), c.expected);
+    }
+}
+
+TEST(SecureProtocol, ALineIsBounded) {
+    Session session(overTls([](TlsPeer& peer) {
+        peer.send(std::string(kMaxLineBytes, 'x') + "\r\n");
+        peer.send(std::string(kMaxLineBytes + 3, 'y'));
+        peer.stall();
+    }));
+    ASSERT_EQ(session.channel.Handshake(), 0);
+    EXPECT_EQ(session.channel.line().size(), kMaxLineBytes);
+    EXPECT_EQ(session.channel.line(), "-8");
+}
+
+TEST(SecureProtocol, LogsWhatWasNegotiated) {
+    struct Case {
+        int version;
+        const char* ciphers;
+        const char* lines;
+    };
+    constexpr Case kCases[] = {
+        {TLS1_3_VERSION, "TLS_AES_256_GCM_SHA384",
+         "Protocol: [0x2000]|Cipher: [0x6610]|Cipher strength: [256]|Hash: [0x800d]|"
+         "Key exchange: [0xae06]|Key exchange: [253]"},
+        {TLS1_3_VERSION, "TLS_AES_128_GCM_SHA256",
+         "Protocol: [0x2000]|Cipher: [0x660e]|Cipher strength: [128]|Hash: [0x800c]|"
+         "Key exchange: [0xae06]|Key exchange: [253]"},
+        {TLS1_3_VERSION, "TLS_CHACHA20_POLY1305_SHA256",
+         "Protocol: [0x2000]|Cipher: [0x0]|Cipher strength: [256]|Hash: [0x800c]|"
+         "Key exchange: [0xae06]|Key exchange: [253]"},
+        {TLS1_2_VERSION, "ECDHE-ECDSA-AES128-SHA",
+         "Protocol: [0x800]|Cipher: [0x660e]|Cipher strength: [128]|Hash: [SHA]|"
+         "Key exchange: [0xae06]|Key exchange: [253]"},
+    };
+    for (const Case& c : kCases) {
+        TlsServerSetup setup(serverIdentity());
+        setup.version = c.version;
+        (c.version == TLS1_3_VERSION ? setup.ciphers13 : setup.ciphers12) = c.ciphers;
+        Session session(overTls([](TlsPeer& peer) { peer.stall(); }, setup));
+        ASSERT_EQ(session.channel.Handshake(), 0) << c.ciphers;
+        std::string log = session.log();
+        std::string lines;
+        for (std::size_t at = log.find("] \t"); at != std::string::npos;
+             at = log.find("] \t", at)) {
+            at += 3;
+            lines += (lines.empty() ? "" : "|") + log.substr(at, log.find("\r\n", at) - at);
+        }
+        EXPECT_EQ(lines, c.lines);
+        EXPECT_NE(log.find("] Secure connection details:\r\n"), std::string::npos);
+    }
+}
+
+TEST(SecureProtocol, TellsTheServerTheHostUnlessItIsAnAddress) {
+    for (const char* name : {"mail.test", "127.0.0.1", "::1", ""}) {
+        Session session(overTls([](TlsPeer& peer) {
+            peer.send("[" + peer.serverName() + "]\r\n");
+            peer.stall();
+        }));
+        session.channel.m_strHost = name;
+        ASSERT_EQ(session.channel.Handshake(), 0);
+        EXPECT_EQ(session.channel.line(), name == std::string(kHost) ? "[mail.test]" : "[]");
+    }
+}
+
+TEST(SecureProtocol, ShowsTheFirstClientCertificateThatTheServerAccepts) {
+    const Identity other({.commonName = "Other Authority", .isAuthority = true});
+    const Identity right({.commonName = "right", .issuer = &authority(), .usage = "clientAuth"});
+    const Identity second({.commonName = "second", .issuer = &authority()});
+    const Identity forServers(
+        {.commonName = "servers", .issuer = &authority(), .usage = "serverAuth"});
+    const Identity wrong({.commonName = "wrong", .issuer = &other});
+    const auto pem = [](const Identity& it) { return it.keyPem() + it.certificatePem(); };
+
+    struct Case {
+        const char* name;
+        std::vector<std::string> files;
+        bool must;
+        const char* expected;  ///< The name that the server saw, or the first result that failed.
+    };
+    const Case cases[] = {
+        {"none there", {}, false, "[]"},
+        {"wrong issuer", {pem(wrong)}, false, "[]"},
+        {"not for clients", {pem(forServers)}, false, "[]"},
+        {"rubbish",
+         {"no certificate", right.certificatePem(), pem(right).substr(0, 700)},
+         false,
+         "[]"},
+        {"key of another", {wrong.keyPem() + right.certificatePem()}, false, "[]"},
+        {"right", {pem(right)}, true, "[right]"},
+        {"first that works",
+         {pem(wrong), pem(forServers), pem(right), pem(second)},
+         true,
+         "[right]"},
+        {"wanted and missing", {pem(wrong)}, true, "-1011"},
+    };
+    for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+        for (const Case& c : cases) {
+            SCOPED_TRACE(c.name);
+            support::TemporaryFolder certificates;
+            for (std::size_t i = 0; i < c.files.size(); ++i) {
+                certificates.write(std::to_string(i) + ".pem", c.files[i]);
+            }
+            std::filesystem::create_directory(certificates.file("a folder"));
+            const Settings settings("\"ClientCertificates\"=\"" + certificates.path() + "\"\n");
+            TlsServerSetup setup(serverIdentity());
+            setup.version = version;
+            setup.clientAuthority = {authority()};
+            setup.clientMust = c.must;
+            Session session(overTls(
+                [](TlsPeer& peer) {
+                    peer.send("[" + peer.clientName() + "]\r\n");
+                    peer.stall();
+                },
+                setup));
+            const std::int32_t result = session.channel.Handshake();
+            if (version == TLS1_2_VERSION && *c.expected == '-') {
+                EXPECT_EQ(result, -1007);  // here the server's verdict is part of the handshake
+                continue;
+            }
+            ASSERT_EQ(result, 0);
+            EXPECT_EQ(session.channel.line(), c.expected);
+        }
+    }
+    const Settings missing("\"ClientCertificates\"=\"/no/such/folder\"\n");
+    Session session([](ScriptedConnection& connection) { connection.stall(); });
+    EXPECT_EQ(session.channel.Handshake(), -1006);
+}
+
+TEST(SecureProtocol, ChecksTheServerWhereTheSettingAsksForIt) {
+    const Identity between({.commonName = "Between", .issuer = &authority(), .isAuthority = true});
+    const Identity stranger({.commonName = "Stranger", .isAuthority = true});
+    const std::vector<std::string> names = {"DNS:mail.test", "DNS:*.wild.test", "IP:127.0.0.1"};
+    const Identity good({.commonName = "g", .names = names, .issuer = &authority()});
+    const Identity deep({.commonName = "d", .names = names, .issuer = &between});
+    const Identity expired(
+        {.commonName = "e", .names = names, .issuer = &authority(), .daysFrom = -9, .daysTo = -1});
+    const Identity early(
+        {.commonName = "f", .names = names, .issuer = &authority(), .daysFrom = 5});
+    const Identity unknown({.commonName = "u", .names = names, .issuer = &stranger});
+    const Identity selfSigned({.commonName = "s", .names = names});
+
+    struct Case {
+        const char* name;
+        const Identity* shown;
+        std::vector<Identity> chain;
+        const char* checked;
+        const char* cause;  ///< Empty: the channel comes up.
+    };
+    const Case cases[] = {
+        {"good", &good, {}, "mail.test", ""},
+        {"good, other case", &good, {}, "MAIL.test", ""},
+        {"wildcard", &good, {}, "a.wild.test", ""},
+        {"address", &good, {}, "127.0.0.1", ""},
+        {"chain", &deep, {between}, "mail.test", ""},
+        {"broken chain", &deep, {}, "mail.test", "unknown issuer [CN=Between]"},
+        {"unknown", &unknown, {stranger}, "mail.test", "unknown issuer [CN=Stranger]"},
+        {"self-signed", &selfSigned, {}, "mail.test", "self-signed"},
+        {"expired", &expired, {}, "mail.test", "expired on "},
+        {"early", &early, {}, "mail.test", "not yet valid, begins on "},
+        {"name",
+         &good,
+         {},
+         "mail.tes",
+         "name differs, wanted [mail.tes], certificate is for "
+         "[mail.test, *.wild.test, 127.0.0.1]"},
+        {"address differs", &good, {}, "127.0.0.2", "name differs, wanted [127.0.0.2]"},
+        {"deeper than the wildcard", &good, {}, "a.b.wild.test", "name differs"},
+        {"no name", &good, {}, "", "there is no name to check it for"},
+    };
+    support::TemporaryFolder folder;
+    folder.write("trust", authority().certificatePem());
+    const std::string trust = "\"TrustFile\"=\"" + folder.file("trust") + "\"\n";
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TlsServerSetup setup(*c.shown);
+        setup.chain = c.chain;
+        const auto run = [&](const std::string& values) {
+            const Settings settings(values);
+            Session session(
+                overTls([](TlsPeer& peer) { peer.send("hi\r\n"), peer.stall(); }, setup));
+            session.channel.m_strCheckedName = c.checked;
+            const std::int32_t result = session.channel.Handshake();
+            return std::pair(result, session.log());
+        };
+        EXPECT_EQ(run(trust).first, 0) << "not asked for";
+        EXPECT_EQ(run(trust + "\"VerifyServer\"=\"0\"\n").first, 0);
+        const auto [result, log] = run(trust + "\"VerifyServer\"=\"1\"\n");
+        EXPECT_EQ(result, *c.cause != '\0' ? -1007 : 0);
+        const std::string line = "] Server certificate refused: ";
+        EXPECT_EQ(log.find(line + c.cause) != std::string::npos, *c.cause != '\0') << log;
+        EXPECT_NE(run("\"VerifyServer\"=\"1\"\n").first, 0) << "the system doesn't know us";
+    }
+    const Settings noTrust("\"VerifyServer\"=\"1\"\n\"TrustFile\"=\"/no/such/file\"\n");
+    Session session([](ScriptedConnection& connection) { connection.stall(); });
+    EXPECT_EQ(session.channel.Handshake(), -1003);
+}
+
+TEST(SecureProtocol, ManyConnectionsLeaveNothingBehind) {
+    const auto openFiles = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                             std::filesystem::directory_iterator());
+    };
+    Session session(overTls([](TlsPeer& peer) { peer.send("hi\r\n"), peer.stall(); }));
+    std::ptrdiff_t before = 0;
+    for (int round = 0; round < 100; ++round) {
+        session.connect();
+        ASSERT_EQ(session.channel.Handshake(), 0);
+        ASSERT_EQ(session.channel.line(), "hi");
+        session.channel.CloseSecure();
+        session.server.receivedBy(static_cast<std::size_t>(round) + 1);
+        before = round == 1 ? openFiles() : before;
+    }
+    EXPECT_EQ(openFiles(), before);
+}
+
+}  // namespace
+}  // namespace tessolt
