@@ -1,0 +1,366 @@
+"""Objects whose attributes are the members that their type information tells of."""
+
+import ctypes
+import inspect
+import os
+from ctypes import byref, c_int32, c_uint32, c_void_p
+
+from . import _library as lib
+from ._errors import DISP_E_PARAMNOTFOUND, ArgumentError, RangeError, DISP_E_OVERFLOW, make_error
+
+_METHOD, _GET, _PUT = 1, 2, 4
+_DISPID_PROPERTYPUT = -3
+_INT32 = range(-(2**31), 2**31)
+
+_TYPES = {lib.VT_I4: int, lib.VT_BSTR: str, lib.VT_BOOL: bool}
+
+_NO_PARAMETERS = lib.DISPPARAMS()
+_IID_NULL = byref(lib.IID_NULL)
+_BYREF_NO_PARAMETERS = byref(_NO_PARAMETERS)
+
+
+class _MissingType:
+    """The type of `Missing`."""
+
+    def __repr__(self):
+        return "tessolt.Missing"
+
+
+#: Stands for an argument that is left out, where others follow it.
+Missing = _MissingType()
+
+
+class _Process:
+    """Counts forks, so that a child leaves alone what its parent made."""
+
+    generation = 0
+
+    @classmethod
+    def forked(cls):
+        cls.generation += 1
+
+
+os.register_at_fork(after_in_child=_Process.forked)
+
+
+class Object:
+    """An object of the library. Its class has a property or method for each of its members."""
+
+    __slots__ = ("_pointer", "_generation", "__weakref__")
+
+    def __new__(cls, *_):
+        raise TypeError("objects are made by tessolt.Dispatch")
+
+    def __getattr__(self, name):
+        member = type(self)._names.get(name.lower()) if name.isascii() else None
+        if member is None or member == name:
+            raise AttributeError("%s has no member %r" % (type(self).__name__, name))
+        return getattr(self, member)
+
+    def __setattr__(self, name, value):
+        member = type(self)._names.get(name.lower()) if name.isascii() else None
+        if member is None:
+            raise AttributeError("%s has no member %r" % (type(self).__name__, name))
+        object.__setattr__(self, member, value)
+
+    def __eq__(self, other):
+        return isinstance(other, Object) and other._pointer == self._pointer
+
+    def __hash__(self):
+        return hash(self._pointer)
+
+    def __repr__(self):
+        return "<tessolt %s object at 0x%x>" % (type(self).__name__, self._pointer)
+
+    def __reduce__(self):
+        raise TypeError("%s objects can't be copied or pickled" % type(self).__name__)
+
+    def __del__(self, _process=_Process):
+        # The parent's objects are the parent's, connections included.
+        if self._generation == _process.generation:
+            self._release(self._pointer)
+
+
+_set_pointer = Object._pointer.__set__
+_set_generation = Object._generation.__set__
+
+
+class _Parameter:
+    def __init__(self, entry):
+        self.name = lib.read_wide(entry.name)
+        self.type = _TYPES.get(entry.type, object)
+        default = inspect.Parameter.empty
+        if entry.optional:
+            value = entry.defaultValue
+            default = value.lVal if value.vt == lib.VT_I4 else ""
+        self.default = default
+
+    def as_inspected(self):
+        return inspect.Parameter(
+            self.name,
+            inspect.Parameter.POSITIONAL_OR_KEYWORD,
+            default=self.default,
+            annotation=self.type,
+        )
+
+
+class _Member:
+    """One row of the type information."""
+
+    def __init__(self, entry):
+        self.name = lib.read_wide(entry.name)
+        self.id = entry.id
+        self.kind = entry.kind
+        self.type = _TYPES.get(entry.type, object) if entry.type else None
+        self.parameters = [_Parameter(entry.parameters[i]) for i in range(entry.parameterCount)]
+        self.numbers = {p.name.lower(): i for i, p in enumerate(self.parameters)}
+
+    def attribute(self):
+        """What stands for it in the class of the object."""
+        if self.kind & _METHOD:
+            return self._method()
+        return property(
+            self._reader(), self._writer() if self.kind & _PUT else None, None, self._property_doc()
+        )
+
+    def _property_doc(self):
+        access = "read and write" if self.kind & _PUT else "read only"
+        return "%s: %s, %s. Dispid %d." % (self.name, self.type.__name__, access, self.id)
+
+    def _reader(self):
+        name, dispid, variant = self.name, self.id, lib.VARIANT
+
+        def read(self):
+            result = variant()
+            status = self._invoke(
+                self._pointer, dispid, _IID_NULL, 0, _GET, _BYREF_NO_PARAMETERS, byref(result),
+                None, None,
+            )
+            if status < 0:
+                raise make_error(status, name)
+            return _take(result)
+
+        return read
+
+    def _writer(self):
+        def write(target, value):
+            _call(target, self, self.id, _PUT, (value,), {})
+
+        return write
+
+    def _method(self):
+        def method(target, *arguments, **named):
+            return _call(target, self, self.id, _METHOD, arguments, named)
+
+        first = inspect.Parameter("self", inspect.Parameter.POSITIONAL_ONLY)
+        signature = inspect.Signature(
+            [first] + [p.as_inspected() for p in self.parameters], return_annotation=self.type
+        )
+        method.__name__ = method.__qualname__ = self.name
+        method.__signature__ = signature
+        method.__doc__ = "Dispid %d." % self.id
+        return method
+
+
+#: The class for each virtual table that was met.
+_classes = {}
+
+
+def _make_class(pointer, table):
+    """A class after the type information of an object."""
+    info = c_void_p()
+    status = lib.slot(table, lib.GET_TYPE_INFO)(pointer, 0, 0, byref(info))
+    if status < 0:
+        raise make_error(status, "GetTypeInfo")
+    info_table = lib.vtable(info.value)
+    description = ctypes.POINTER(lib.TypeDescription)()
+    lib.slot(info_table, lib.GET_DESCRIPTION)(info.value, byref(description))
+    get_member = lib.slot(info_table, lib.GET_MEMBER)
+    members = []
+    for index in range(description.contents.memberCount):
+        entry = ctypes.POINTER(lib.TypeMember)()
+        get_member(info.value, index, byref(entry))
+        members.append(_Member(entry.contents))
+    name = lib.read_wide(description.contents.className)
+    body = {member.name: member.attribute() for member in members}
+    body.update(
+        __slots__=(),
+        __doc__="%s, interface %s of %s."
+        % (
+            name,
+            lib.read_wide(description.contents.interfaceName),
+            lib.read_wide(description.contents.libraryName),
+        ),
+        __module__="tessolt",
+        _names={member.name.lower(): member.name for member in members},
+        _by_id={member.id: member for member in members},
+        _invoke=lib.slot(table, lib.INVOKE),
+        _release=lib.slot(table, lib.RELEASE),
+    )
+    lib.slot(info_table, lib.RELEASE)(info.value)
+    return type(name, (Object,), body)
+
+
+def _wrap(pointer):
+    """The object at a pointer, whose reference it takes over."""
+    table = lib.vtable(pointer)
+    cls = _classes.get(table)
+    if cls is None:
+        try:
+            cls = _make_class(pointer, table)
+        except BaseException:
+            lib.slot(table, lib.RELEASE)(pointer)
+            raise
+        cls = _classes.setdefault(table, cls)
+    made = object.__new__(cls)
+    _set_pointer(made, pointer)
+    _set_generation(made, _Process.generation)
+    return made
+
+
+def _take(variant):
+    """The value of a result, which is cleared."""
+    vt = variant.vt
+    if vt == lib.VT_I4:
+        return variant.lVal
+    if vt == lib.VT_BSTR:
+        pointer = variant.pointer
+        text = ctypes.string_at(pointer, lib.string_bytes(pointer)) if pointer else b""
+        lib.free_string(pointer)
+        return text.decode("utf-16-le", "surrogatepass")
+    if vt == lib.VT_BOOL:
+        return variant.iVal != 0
+    if vt == lib.VT_DISPATCH and variant.pointer:
+        return _wrap(variant.pointer)
+    lib.variant_clear(byref(variant))
+    return None
+
+
+class _Arguments:
+    """The arguments of one call as the library wants them. The strings are freed in the end, the
+    objects stay with the caller."""
+
+    def __init__(self, count):
+        self._variants = (lib.VARIANT * count)()
+        self._strings = []
+
+    def __enter__(self):
+        return self._variants
+
+    def __exit__(self, *_):
+        for string in self._strings:
+            lib.free_string(string)
+
+    def put(self, index, value):
+        """Makes argument `index` of a value. TypeError for one of no type that objects take."""
+        variant = self._variants[index]
+        if isinstance(value, str):
+            units = value.encode("utf-16-le", "surrogatepass")
+            variant.vt = lib.VT_BSTR
+            variant.pointer = lib.alloc_string(units, len(units))
+            if not variant.pointer:
+                raise MemoryError
+            self._strings.append(variant.pointer)
+        elif isinstance(value, bool):
+            variant.vt = lib.VT_BOOL
+            variant.iVal = -1 if value else 0
+        elif isinstance(value, int):
+            if value not in _INT32:
+                raise RangeError(DISP_E_OVERFLOW, "number %d" % value)
+            variant.vt = lib.VT_I4
+            variant.lVal = value
+        elif isinstance(value, Object):
+            variant.vt = lib.VT_DISPATCH
+            variant.pointer = value._pointer
+        elif value is None:
+            variant.vt = lib.VT_DISPATCH
+        elif isinstance(value, float):
+            variant.vt = lib.VT_R8
+            variant.dblVal = value
+        elif value is Missing:
+            variant.vt = lib.VT_ERROR
+            variant.lVal = DISP_E_PARAMNOTFOUND
+        else:
+            raise TypeError("objects take no %s" % type(value).__name__)
+
+
+def _number_of(member, name):
+    number = member.numbers.get(name.lower()) if member else None
+    if number is None:
+        where = "%s(%s=...)" % (member.name if member else "call", name)
+        raise ArgumentError(DISP_E_PARAMNOTFOUND, where)
+    return number
+
+
+def _offender(member, index, count, names):
+    """The name of the argument at `index` of the library's list."""
+    if index < len(names):
+        return names[index]
+    position = count - 1 - index
+    parameters = member.parameters if member else ()
+    return parameters[position].name if position < len(parameters) else str(position + 1)
+
+
+def _call(target, member, dispid, kind, arguments, named):
+    """Calls a member; `member` is None for a dispid that the type information doesn't have."""
+    count = len(arguments) + len(named)
+    names = list(named)
+    holder = _Arguments(count)
+    with holder as variants:
+        # The library wants the last argument first, and the named ones ahead of the others.
+        for index, name in enumerate(names):
+            holder.put(index, named[name])
+        for index, value in enumerate(arguments):
+            holder.put(count - 1 - index, value)
+        numbers = [_number_of(member, name) for name in names]
+        if kind == _PUT and arguments:
+            numbers = [_DISPID_PROPERTYPUT]
+        parameters = lib.DISPPARAMS(
+            variants, (c_int32 * len(numbers))(*numbers), count, len(numbers)
+        )
+        result, offender = lib.VARIANT(), c_uint32()
+        status = target._invoke(
+            target._pointer, dispid, _IID_NULL, 0, kind, byref(parameters), byref(result), None,
+            byref(offender),
+        )
+        if status < 0:
+            where = member.name if member else "dispid %d" % dispid
+            if kind != _PUT and count > offender.value:
+                where += "(%s)" % _offender(member, offender.value, count, names)
+            raise make_error(status, where)
+    return _take(result)
+
+
+def Dispatch(name):
+    """A new object of the class with this ProgID, such as "Tessolt.Smtp" or "Tessolt.Smtp.1", in
+    any case."""
+    if not isinstance(name, str):
+        raise TypeError("a ProgID is a str, not %s" % type(name).__name__)
+    class_id, pointer = lib.GUID(), c_void_p()
+    status = lib.clsid_from_prog_id(lib.wide(name), byref(class_id))
+    if status >= 0:
+        status = lib.co_create_instance(
+            byref(class_id), None, 0, byref(lib.IID_IDispatch), byref(pointer)
+        )
+    if status < 0:
+        raise make_error(status, name)
+    return _wrap(pointer.value)
+
+
+def GetIDsOfNames(target, name, *parameters):
+    """The dispid of a member, and a tuple with it and the numbers of its parameters where some are
+    named."""
+    texts = [lib.wide(text) for text in (name,) + parameters]
+    pointers = (ctypes.c_char_p * len(texts))(*texts)
+    ids = (c_int32 * len(texts))()
+    get_ids = lib.slot(lib.vtable(target._pointer), lib.GET_IDS_OF_NAMES)
+    status = get_ids(target._pointer, _IID_NULL, pointers, len(texts), 0, ids)
+    if status < 0:
+        raise make_error(status, name)
+    return tuple(ids) if parameters else ids[0]
+
+
+def Invoke(target, dispid, kind, *arguments, **named):
+    """Calls a member by its number: `kind` is DISPATCH_METHOD, DISPATCH_PROPERTYGET or
+    DISPATCH_PROPERTYPUT."""
+    return _call(target, type(target)._by_id.get(dispid), dispid, kind, arguments, named)
