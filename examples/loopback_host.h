@@ -61,10 +61,11 @@ private:
     std::string password_;
     Mailbox mailbox_;
     std::atomic<bool> stopping_{false};
-    int smtp_listener_ = -1;
-    int pop3_listener_ = -1;
+    // The listeners fill the ports in, and the threads use both.
     std::uint16_t smtp_port_ = 0;
     std::uint16_t pop3_port_ = 0;
+    int smtp_listener_;
+    int pop3_listener_;
     std::thread smtp_thread_;
     std::thread pop3_thread_;
 };

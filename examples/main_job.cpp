@@ -97,6 +97,8 @@ public:
     Workspace(const Workspace&) = delete;
     Workspace& operator=(const Workspace&) = delete;
 
+    /// Different for every job.
+    std::string name() const { return root_.filename(); }
     fs::path operator/(const char* name) const { return root_ / name; }
     std::string path(const char* name) const { return root_ / name; }
 
@@ -283,7 +285,7 @@ void runJob(int argc, char** argv) {
                    given.at("--password"), given.at("--to")};
     }
     const Workspace files;
-    const std::string mark = files.path("").substr(files.path("").rfind('-') + 1);
+    const std::string mark = files.name();
     auto message = compose(files, options, mark);
     send(*message, options, files);
     auto got = fetch(options, mark);
