@@ -74,7 +74,7 @@ bool readInto(StringBuffer& text, BorvikHandle& handle, std::size_t size, const 
     const std::size_t before = text.getSize();
     std::size_t received = 0;
     const bool readable = readAll(handle, tail, size, received, log);
-    text.setLength(before);
+    text.setLength(readable && received == size ? before + size : before);
     if (!readable) {
         return failWithName(log, path, "Failed to read data from file");
     }
@@ -85,7 +85,6 @@ bool readInto(StringBuffer& text, BorvikHandle& handle, std::size_t size, const 
         }
         return failWithName(log, path, "Failed to read the entire file");
     }
-    text.setLength(before + size);
     return true;
 }
 

@@ -24,9 +24,11 @@ struct Counted : BorvikObject {
 TEST(BorvikObject, NumbersEveryObject) {
     const BorvikObject first;
     const BorvikObject second;
-    const BorvikObject copy(first);
+    BorvikObject copy(first);
     EXPECT_GE(first.getObjectId(), 100U);
     EXPECT_EQ(second.getObjectId(), first.getObjectId() + 1);
+    EXPECT_EQ(copy.getObjectId(), first.getObjectId() + 2);
+    copy = second;
     EXPECT_EQ(copy.getObjectId(), first.getObjectId() + 2);
 }
 
@@ -35,6 +37,7 @@ TEST(BorvikObject, NeverRepeatsAnIdAcrossThreads) {
     constexpr std::size_t kObjects = 10'000;
     std::vector<std::vector<std::uint64_t>> ids(kThreads);
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (auto& own : ids) {
         threads.emplace_back([&own] {
             for (std::size_t i = 0; i < kObjects; ++i) {

@@ -1,0 +1,239 @@
+#include "charset/file_sys.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+#include "base/data_buffer.h"
+#include "charset/buffer_files.h"
+#include "charset/logger.h"
+#include "charset/outward_strings.h"
+#include "platform/code_page.h"
+#include "platform/file_system.h"
+#include "support/temporary_folder.h"
+
+namespace borvik {
+namespace {
+
+using namespace std::string_view_literals;
+using support::TemporaryFolder;
+
+XString named(const std::string& utf8) {
+    XString path;
+    path.setFromUtf8Bytes(utf8);
+    return path;
+}
+
+std::string textOf(Logger& log) {
+    StringBuffer out;
+    log.getText(out);
+    return std::string(out.view());
+}
+
+TEST(FileSys, SanitisesNames) {
+    const char* const cases[][2] = {
+        {"C:\\tmp\\a.txt", "C:\\tmp\\a.txt"},
+        {"C:\\a:b.txt", "C:\\a_b.txt"},
+        {"Re: hello.txt", "Re: hello.txt"},
+        {"Subject: hello.txt", "Subject: hello.txt"},
+        {"Subjects: x.txt", "Subjects_ x.txt"},
+        {"Subjects: x:y", "Subjects_ x_y"},
+        {"Re: a: b: c", "Re: a_ b_ c"},
+        {":a:b", ":a:b"},
+        {"a|b*c<d>e\"f", "a_b_c_d_e_f"},
+        {"a?b", "a?b"},
+        {"\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9:a", "\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9:a"},
+        {"/home/u/a:b.eml", "/home/u/a_b.eml"},
+        {"/tmp/a:b.eml", "/tmp/a:b.eml"},
+        {"\xF0\x9F\x98\x80*", "\xF0\x9F\x98\x80_"},
+    };
+    for (const auto& [before, after] : cases) {
+        XString path = named(before);
+        FileSys::sanitiseFileName(path, nullptr);
+        EXPECT_STREQ(path.getUtf8(), after);
+    }
+}
+
+TEST(FileSys, LogsWhatItSanitises) {
+    Logger log;
+    XString path = named("a:b:c*");
+    FileSys::sanitiseFileName(path, &log);
+    EXPECT_EQ(textOf(log),
+              "BorvikLog:\r\n"
+              "  The : character is not allowed in Windows filenames..\r\n"
+              "  filename: a:b:c*\r\n"
+              "  modifiedFilename: a:b_c*\r\n"
+              "  The asterisk character is not allowed in Windows filenames.\r\n"
+              "  filename: a:b_c*\r\n");
+}
+
+TEST(FileSys, WritesAndReadsFiles) {
+    const TemporaryFolder folder;
+    const std::string path = folder.file("caf\xC3\xA9.bin");
+    XString name = named(path);
+    EXPECT_FALSE(FileSys::fileExists(name, nullptr));
+    EXPECT_TRUE(FileSys::writeFile(name, "0123456789", 10, nullptr));
+    EXPECT_TRUE(FileSys::fileExists(name, nullptr));
+    bool exists = false;
+    EXPECT_EQ(FileSys::getFileSize(name, nullptr, exists), 10);
+    EXPECT_TRUE(exists);
+
+    BorvikHandle handle;
+    OpenErrorClass errorClass;
+    ASSERT_TRUE(FileSys::openInto(handle, name, errorClass, nullptr));
+    EXPECT_EQ(handle.getSize32(nullptr), 10U);
+    char bytes[16];
+    std::size_t got = 0;
+    bool atEnd = false;
+    EXPECT_TRUE(handle.read(bytes, sizeof bytes, got, atEnd, nullptr));
+    EXPECT_EQ(std::string_view(bytes, got), "0123456789");
+    EXPECT_FALSE(atEnd);
+    EXPECT_TRUE(handle.read(bytes, sizeof bytes, got, atEnd, nullptr));
+    EXPECT_TRUE(atEnd);
+    EXPECT_FALSE(handle.read(bytes, 0, got, atEnd, nullptr));
+    BorvikHandle taken;
+    taken.takeFrom(handle);
+    EXPECT_FALSE(handle.isOpen());
+    EXPECT_FALSE(handle.write("x", 1, nullptr, nullptr));
+    EXPECT_EQ(handle.getSize64(nullptr), -1);
+    EXPECT_EQ(taken.getSize64(nullptr), 10);
+    EXPECT_FALSE(taken.write("x", 1, nullptr, nullptr)) << "it was opened for reading";
+    EXPECT_TRUE(taken.close());
+    EXPECT_TRUE(taken.close());
+
+    EXPECT_TRUE(FileSys::writeFile(name, nullptr, 0, nullptr));
+    EXPECT_EQ(std::filesystem::file_size(path), 0U);
+    const platform::ScopedAnsiCodePage page(1252);
+    EXPECT_TRUE(FileSys::writeFileAnsi(folder.file("caf\xE9.bin").c_str(), "x", 1, nullptr));
+    EXPECT_EQ(std::filesystem::file_size(path), 1U);
+    EXPECT_TRUE(FileSys::fileExistsAnsi(folder.file("caf\xE9.bin").c_str(), nullptr));
+    XString empty;
+    EXPECT_FALSE(FileSys::writeFile(empty, "x", 1, nullptr));
+    EXPECT_FALSE(FileSys::fileExists(empty, nullptr));
+}
+
+TEST(FileSys, TellsWhyAFileCantBeOpened) {
+    const TemporaryFolder folder;
+    ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
+    const std::pair<std::string, OpenErrorClass> cases[] = {
+        {folder.file("missing"), OpenErrorClass::kOther},
+        {folder.file("no/such"), OpenErrorClass::kPathNotFound},
+        {folder.path(), OpenErrorClass::kAccessDenied},
+        {folder.file("pipe"), OpenErrorClass::kOther},
+        {"", OpenErrorClass::kOther},
+    };
+    for (const auto& [path, expected] : cases) {
+        XString name = named(path);
+        OpenErrorClass errorClass = OpenErrorClass::kNone;
+        EXPECT_EQ(FileSys::openForRead(name, errorClass, nullptr), nullptr) << path;
+        EXPECT_EQ(errorClass, expected) << path;
+    }
+    Logger log;
+    XString name = named(folder.file("missing"));
+    OpenErrorClass errorClass;
+    FileSys::openForRead(name, errorClass, &log);
+    EXPECT_NE(textOf(log).find("Failed to open file (2)\r\n  filename: " + folder.path()),
+              std::string::npos);
+    EXPECT_FALSE(FileSys::writeFileUtf8(folder.file("no/such").c_str(), "x", 1, &log));
+    EXPECT_NE(textOf(log).find("Failed to write complete file (7)"), std::string::npos);
+}
+
+TEST(FileSys, MakesReadOnlyFilesWritable) {
+    const TemporaryFolder folder;
+    const std::string path = folder.write("locked", "old content");
+    XString name = named(path);
+    std::uint32_t attributes = 0;
+    int error = 0;
+    EXPECT_TRUE(FileSys::getAttributes(name, attributes, error, nullptr));
+    EXPECT_EQ(attributes, kAttributeNormal);
+    EXPECT_TRUE(FileSys::setAttributes(name, kAttributeReadOnly));
+    EXPECT_TRUE(FileSys::getAttributes(name, attributes, error, nullptr));
+    EXPECT_EQ(attributes, kAttributeReadOnly);
+    EXPECT_TRUE(FileSys::writeFile(name, "new", 3, nullptr));
+    EXPECT_EQ(TemporaryFolder::read(path), "new");
+    if (geteuid() != 0) {  // root opens the file as it is
+        EXPECT_TRUE(FileSys::getAttributes(name, attributes, error, nullptr));
+        EXPECT_EQ(attributes, kAttributeNormal);
+    }
+    XString folderName = named(folder.path());
+    EXPECT_TRUE(FileSys::getAttributes(folderName, attributes, error, nullptr));
+    EXPECT_EQ(attributes, kAttributeDirectory);
+    XString missing = named(folder.file("missing"));
+    EXPECT_FALSE(FileSys::getAttributes(missing, attributes, error, nullptr));
+    EXPECT_EQ(attributes, kNoAttributes);
+    EXPECT_EQ(error, platform::kFileErrorNotFound);
+}
+
+TEST(FileSys, TellsFolders) {
+    XString path = named("some");
+    XString full, current, temporary;
+    FileSys::getFullPath(path, full);
+    FileSys::getCurrentDirectory(current);
+    FileSys::getTempDirectory(temporary);
+    EXPECT_EQ(std::string(full.utf8View()), std::string(current.utf8View()) + "/some");
+    EXPECT_TRUE(std::filesystem::is_directory(temporary.getUtf8()));
+}
+
+TEST(BufferFiles, LoadsTextWithItsMark) {
+    const TemporaryFolder folder;
+    const std::string_view cases[][2] = {
+        {"plain", "plain"},
+        {"", ""},
+        {"\xEF\xBB\xBFmarked", "marked"},
+        {"\xEF\xBB\xBF", "\xEF\xBB\xBF"},
+        {"\xFF\xFE"
+         "a\0\xE9\0"sv,
+         "a\xC3\xA9"},
+        {"\xFE\xFF\0a\0\xE9"sv, "a\xC3\xA9"},
+        {"a\0b"sv, "a\0b"sv},
+    };
+    for (const auto& [content, expected] : cases) {
+        const std::string path = folder.write("text", content);
+        const auto text = createFromFile(path.c_str(), nullptr);
+        ASSERT_NE(text, nullptr);
+        EXPECT_EQ(text->view(), expected);
+    }
+    StringBuffer text("before ");
+    EXPECT_TRUE(loadFile(text, folder.write("text", "\xEF\xBB\xBFx").c_str(), nullptr));
+    EXPECT_EQ(text.view(), "before \xEF\xBB\xBFx");
+    EXPECT_FALSE(loadFile(text, folder.file("missing").c_str(), nullptr));
+    EXPECT_FALSE(loadFile(text, nullptr, nullptr));
+    EXPECT_EQ(createFromFile(folder.file("missing").c_str(), nullptr), nullptr);
+}
+
+TEST(BufferFiles, LoadsAndSavesBytes) {
+    const TemporaryFolder folder;
+    std::string content;
+    for (int i = 0; i < 100'000; ++i) {
+        content += static_cast<char>(i);
+    }
+    DataBuffer bytes;
+    bytes.append(content);
+    EXPECT_TRUE(saveFile(bytes, folder.file("bytes").c_str(), nullptr));
+    bytes.clear();
+    EXPECT_TRUE(loadFile(bytes, folder.file("bytes").c_str(), nullptr));
+    EXPECT_EQ(bytes.view(), content);
+    EXPECT_EQ(std::string_view(bytes.getData() + content.size(), 4), "\0\0\0\0"sv);
+
+    EXPECT_TRUE(loadFile(bytes, folder.write("empty", "").c_str(), nullptr));
+    EXPECT_EQ(bytes.getData(), nullptr);
+    bytes.append("old");
+    EXPECT_FALSE(loadFile(bytes, folder.file("missing").c_str(), nullptr));
+    EXPECT_TRUE(bytes.empty());
+
+    BvByteData data;
+    data.utf8Mode = true;
+    data.append("abc", 3);
+    EXPECT_TRUE(data.saveFile(folder.file("a*\xE4\xB8\xAD").c_str()));
+    EXPECT_EQ(TemporaryFolder::read(folder.file("a_\xE4\xB8\xAD")), "abc");
+    data.clear();
+    EXPECT_TRUE(data.loadFile(folder.file("a_\xE4\xB8\xAD").c_str()));
+    EXPECT_EQ(data.view(), "abc");
+    EXPECT_FALSE(data.loadFile(nullptr));
+}
+
+}  // namespace
+}  // namespace borvik
