@@ -64,6 +64,7 @@ smtpd_tls_security_level = none
 smtpd_recipient_restrictions = permit_sasl_authenticated, reject
 smtpd_relay_restrictions = permit_sasl_authenticated, reject
 smtpd_client_connection_count_limit = 0
+smtpd_error_sleep_time = 0
 )";
 
 constexpr const char* kMasterCf = R"(127.0.0.1:@SMTP@ inet n - n - - smtpd
@@ -100,6 +101,7 @@ ssl_cert = <@ROOT@/cert.pem
 ssl_key = <@ROOT@/key.pem
 disable_plaintext_auth = no
 auth_mechanisms = plain login cram-md5 apop
+auth_failure_delay = 0
 mail_location = maildir:@ROOT@/mail/box
 mail_max_userip_connections = 100
 first_valid_uid = 100
@@ -128,6 +130,9 @@ service auth {
 }
 service anvil {
   chroot =
+  unix_listener anvil-auth-penalty {
+    mode = 0
+  }
 }
 service stats {
   chroot =
