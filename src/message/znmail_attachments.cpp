@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "charset/ansi_text.h"
@@ -12,12 +13,41 @@ namespace tessolt {
 namespace {
 
 constexpr char kPathSeparator = '|';
+constexpr std::size_t kReadStep = 65536;
 
-/// True for a regular file that can be read; a folder, or a pipe that would block, can't.
-bool canBeOpened(std::string_view path) {
-    platform::File file;
+/// Opens a regular file; a folder, or a pipe that would block, can't be.
+bool openFile(std::string_view path, platform::File& file) {
     return file.open(platform::toNativePath(borvik::ansiToUtf8(path)),
                      platform::kOpenRead | platform::kOpenRegularOnly) == 0;
+}
+
+bool canBeOpened(std::string_view path) {
+    platform::File file;
+    return openFile(path, file);
+}
+
+/// Reads a whole file, also one that grows meanwhile or doesn't tell its size.
+bool readFile(std::string_view path, borvik::DataBuffer& bytes) {
+    platform::File file;
+    std::uint64_t size = 0;
+    // The byte more lets the end of the file show without growing the buffer.
+    if (!openFile(path, file) || file.size(size) != 0 || size >= borvik::DataBuffer::kMaxSize ||
+        !bytes.ensureCapacity(static_cast<std::size_t>(size) + 1)) {
+        return false;
+    }
+    for (;;) {
+        const std::size_t room = bytes.getCapacity() - bytes.getSize();
+        const std::size_t step = room > 0 ? room : kReadStep;
+        char* const tail = bytes.grow(step);
+        std::size_t got = 0;
+        if (tail == nullptr || file.read(tail, step, got) != 0) {
+            return false;
+        }
+        if (got == 0) {
+            return true;
+        }
+        bytes.setLength(bytes.getSize() + got);
+    }
 }
 
 /// What follows the last separator of either kind, fit to stand between quote marks.
@@ -54,7 +84,7 @@ std::int32_t CZnMail::AddFiles(std::string_view paths) {
 
 std::int32_t CZnMail::AddFile(std::string_view path, std::string_view contentType) {
     borvik::BvByteData bytes;
-    if (!bytes.loadFile(std::string(path).c_str())) {
+    if (!readFile(path, bytes.data())) {
         return kMailAttachmentReadFailed;
     }
     const std::string name = fileNameOf(path);
@@ -68,7 +98,7 @@ std::int32_t CZnMail::AddFile(std::string_view path, std::string_view contentTyp
     part.AddHeaderField("Content-ID", ("<" + std::to_string(m_uContentId) + ">").c_str());
     part.Encoding("base64");
     part.Disposition(("attachment;filename=\"" + name + "\"").c_str());
-    part.SetBodyFromBinary(bytes);
+    part.SetBodyFromBinary(std::move(bytes));
     m_lstAttachments.push_back(std::move(attachment));
     return kMailOk;
 }

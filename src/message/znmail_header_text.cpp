@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "charset/ansi_text.h"
 #include "charset/charset_registry.h"
 #include "foundation/base64.h"
@@ -85,7 +87,7 @@ void CZnMail::SetTextBody(borvik::BvMime& node, const EncodedText& text) {
     if (text.isBinary) {
         borvik::BvByteData bytes;
         bytes.append(text.bytes.data(), text.bytes.size());
-        node.SetBodyFromBinary(bytes);
+        node.SetBodyFromBinary(std::move(bytes));
     } else {
         node.SetBody(text.bytes.c_str());
     }

@@ -106,6 +106,11 @@ bool BvMime::SetBodyFromBinary(const BvByteData& bytes) {
     return true;
 }
 
+bool BvMime::SetBodyFromBinary(BvByteData&& bytes) {
+    impl_->setBodyFromBinary(std::move(bytes.data()));
+    return true;
+}
+
 void BvMime::ContentType(BvString& out) {
     impl_->contentType(out.x());
 }

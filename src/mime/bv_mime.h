@@ -83,6 +83,8 @@ public:
     void SetBody(const char* text);
     /// Stores the bytes and sets the transfer encoding to base64. Always true.
     bool SetBodyFromBinary(const BvByteData& bytes);
+    /// The same without a copy: takes the storage over.
+    bool SetBodyFromBinary(BvByteData&& bytes);
 
     // Properties.
 

@@ -341,6 +341,14 @@ void ClsMime::setBodyFromBinary(std::string_view bytes) {
     });
 }
 
+void ClsMime::setBodyFromBinary(DataBuffer&& bytes) {
+    Method method(*this, "SetBodyFromBinary");
+    onMyPart([&](MimeMessage2& part) {
+        part.setBodyRaw(std::move(bytes));
+        part.setEncoding("base64");
+    });
+}
+
 void ClsMime::contentType(XString& out) {
     onMyPart([&](const MimeMessage2& part) { out.setFromUtf8(part.contentType().getString()); });
 }

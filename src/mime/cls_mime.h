@@ -74,6 +74,7 @@ public:
     void getBodyDecoded(XString& out);
     void setBody(XString& text);
     void setBodyFromBinary(std::string_view bytes);
+    void setBodyFromBinary(DataBuffer&& bytes);
 
     // Properties.
 

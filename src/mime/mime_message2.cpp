@@ -189,6 +189,10 @@ void MimeMessage2::setBodyRaw(std::string_view bytes) {
     body_.assign(bytes);
 }
 
+void MimeMessage2::setBodyRaw(DataBuffer&& bytes) {
+    body_ = std::move(bytes);
+}
+
 void MimeMessage2::newMultipartMixed() {
     clear();
     content_.mediaType.setString("multipart/mixed");

@@ -94,6 +94,7 @@ public:
     void setBodyText(XString& text);
     /// Stores the bytes as they are.
     void setBodyRaw(std::string_view bytes);
+    void setBodyRaw(DataBuffer&& bytes);
     /// Empties the node and makes it a multipart/mixed with a new boundary.
     void newMultipartMixed();
 

@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "message/address_text.h"
+#include "message/record_text.h"
+
+namespace tessolt {
+namespace {
+
+TEST(IsValidEmailAddress, AcceptsWhatLooksLikeAnAddress) {
+    const std::string longest = std::string(60, 'a') + "@b.c";
+    for (const std::string& text : {std::string("a@b"), std::string("a@b@c"), longest}) {
+        EXPECT_TRUE(IsValidEmailAddress(text)) << text;
+    }
+    for (const char* text : {"", "a", "@b", "a@", "a@\t", "a@b@", "a%b@c", "a~b@c", "a b@c",
+                             "a\\b@c", "a;b@c", "a,b@c", "a|b@c", "<a@b", "a@b>"}) {
+        EXPECT_FALSE(IsValidEmailAddress(text)) << text;
+    }
+    EXPECT_FALSE(IsValidEmailAddress("a" + longest));
+}
+
+TEST(CZnMail, AddToReadsAListOfAddresses) {
+    const struct {
+        const char16_t* addresses;
+        bool valid;
+        const char* recipients;
+    } cases[] = {
+        {u"\r\n a@b \t", true, "Name <a@b>"},
+        {u"a@b;c@d|e@f , g@h", true, "a@b <a@b>|c@d <c@d>|e@f <e@f>|g@h <g@h>"},
+        {u"a@b,", true, "Name <a@b>"},
+        {u"a@b,,c@d", true, "Name <a@b>"},
+        {u" ", false, ""},
+        {u",a@b", false, ""},
+        {u"a@b, bad", false, ""},
+        {u"a@b, ,c@d", false, ""},
+    };
+    for (const auto& c : cases) {
+        CZnMail mail;
+        EXPECT_EQ(mail.AddTo(c.addresses, u" Name "), c.valid ? 0 : kMailBadToAddress);
+        EXPECT_EQ(mail.AddCc(c.addresses, u" Name "), c.valid ? 0 : kMailBadCcAddress);
+        EXPECT_EQ(mail.AddBcc(c.addresses, u" Name "), c.valid ? 0 : kMailBadBccAddress);
+        for (const RecipientList* list : {&mail.m_lstTo, &mail.m_lstCc, &mail.m_lstBcc}) {
+            EXPECT_EQ(support::showRecipients(*list), c.recipients);
+        }
+    }
+}
+
+TEST(CZnMail, ChecksSenderAndRecipientsForSending) {
+    CZnMail mail;
+    mail.AddCc(u"a@b;c@d");
+    EXPECT_EQ(CZnMail::JoinAddresses(mail.m_lstCc), "a@b;c@d");
+    EXPECT_EQ(mail.CheckForSending(), kMailNoToRecipients);
+    mail.AddTo(u"a@b");
+    EXPECT_EQ(mail.CheckForSending(), 0);
+    mail.m_wstrFromAddress = u"bad";
+    EXPECT_EQ(mail.CheckForSending(), kMailBadFromAddress);
+    mail.m_wstrFromAddress = u" a@b\r\n";
+    EXPECT_EQ(mail.CheckForSending(), 0);
+    EXPECT_EQ(mail.m_wstrFromAddress, u"a@b");
+}
+
+TEST(CZnMail, ClearKeepsOnlyMailerAndNumber) {
+    CZnMail mail;
+    mail.m_strMailer = "Mailer";
+    mail.m_uID = 7;
+    mail.m_nEncoding = mail.m_nPriority = 1;
+    mail.m_wstrSubject = mail.m_wstrOrganization = u"text";
+    mail.AddTo(u"a@b");
+    mail.AddHeader("X-A", "1");
+    mail.Encode();
+    mail.Clear();
+    EXPECT_EQ(support::sourceOf(mail), "\r\n\r\n");
+    EXPECT_EQ(mail.m_uBoundaryCount, 0U);
+    mail.Encode();
+    CZncString head;
+    EXPECT_EQ(support::countOf(mail.GetHead(head).View(), "\r\n"), 6U)
+        << "only what is always there";
+    EXPECT_EQ(mail.GetHeader("x-mailer", head), "Mailer");
+    EXPECT_TRUE(mail.m_uID == 7 && mail.m_nEncoding == 0 && mail.m_nPriority == 3);
+}
+
+}  // namespace
+}  // namespace tessolt
