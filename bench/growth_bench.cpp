@@ -1,0 +1,139 @@
+// How the cost of a message grows: time at n and at 2n for inputs made to be slow. Exits with 1
+// when twice the input takes more than 2.5 times as long.
+
+#include <cstdio>
+#include <functional>
+#include <string>
+
+#include "charset/outward_strings.h"
+#include "message/znmail.h"
+#include "peer_timing.h"
+
+namespace {
+
+constexpr double kMostGrowth = 2.5;
+constexpr int kRuns = 5;
+/// Below this many seconds the clock and the machine say more than the code.
+constexpr double kLeastTime = 0.002;
+
+std::string repeated(std::string_view unit, std::size_t count) {
+    std::string text;
+    text.reserve(unit.size() * count);
+    for (std::size_t i = 0; i < count; ++i) {
+        text += unit;
+    }
+    return text;
+}
+
+std::string multipart(const std::string& parts) {
+    return "MIME-Version: 1.0\r\nContent-Type: multipart/mixed; boundary=\"b\"\r\n\r\n" + parts +
+           "--b--\r\n";
+}
+
+/// Loads the message, reads every field that shows the tree, and encodes it anew.
+void loadAndEncode(const std::string& text) {
+    tessolt::CZnMail mail;
+    mail.LoadFromText(text.c_str());
+    borvik::BvString source;
+    mail.GetSource(source);
+    mail.Encode();
+    mail.GetSource(source);
+}
+
+struct Case {
+    const char* label;
+    std::size_t n;
+    std::function<std::string(std::size_t)> make;
+};
+
+const Case kCases[] = {
+    {"parts", 5'000,
+     [](std::size_t n) {
+         return multipart(
+             repeated("--b\r\nContent-Type: application/x; name=\"a\"\r\n\r\nbody\r\n", n));
+     }},
+    {"parts without a blank line", 100'000,
+     [](std::size_t n) { return multipart(repeated("--b\r\nx:y\r\n", n)); }},
+    {"parts with 8-bit headers", 5'000,
+     [](std::size_t n) {
+         return multipart(repeated("--b\r\nX-A: \xE9\r\nContent-Type: a/b\r\n\r\nbody\r\n", n));
+     }},
+    {"header lines", 50'000,
+     [](std::size_t n) { return repeated("X-Field: value\r\n", n) + "\r\nbody\r\n"; }},
+    {"Content-Type lines", 25'000,
+     [](std::size_t n) {
+         return repeated("X:\r\n", n) + repeated("Content-Type: text/plain\r\n", n) +
+                "\r\nbody\r\n";
+     }},
+    {"folded header lines", 50'000,
+     [](std::size_t n) { return "X-Field: a\r\n" + repeated("\tmore\r\n", n) + "\r\nbody\r\n"; }},
+    {"recipients", 50'000,
+     [](std::size_t n) {
+         return "To: " + repeated("\"A B\" <a@b.example>, ", n) + "c@d\r\n\r\nbody\r\n";
+     }},
+    {"recipients, 8-bit at the end", 50'000,
+     [](std::size_t n) {
+         return "To: " + repeated("A <a@b.example>, ", n) + "\xC3\xA9 <c@d>\r\n\r\nbody\r\n";
+     }},
+    {"nesting", 5'000,
+     [](std::size_t n) {
+         std::string text = "MIME-Version: 1.0\r\n";
+         for (std::size_t i = 0; i < n; ++i) {
+             const std::string boundary = "b" + std::to_string(i);
+             text += "Content-Type: multipart/mixed; boundary=\"" + boundary + "\"\r\n\r\n--" +
+                     boundary + "\r\n";
+         }
+         return text + "\r\nbody\r\n";
+     }},
+    {"one base64 part", 25'000'000,
+     [](std::size_t n) {
+         return "Content-Type: application/x; name=\"a\"\r\nContent-Transfer-Encoding: "
+                "base64\r\n\r\n" +
+                repeated(std::string(76, 'A') + "\r\n", n / 78);
+     }},
+    {"a long header line", 5'000'000,
+     [](std::size_t n) { return "Subject: " + repeated("word ", n / 5) + "\r\n\r\nbody\r\n"; }},
+    {"semicolons", 500'000,
+     [](std::size_t n) { return "X: " + repeated(";", n) + "\r\n\r\nbody\r\n"; }},
+    {"unterminated encoded words", 100'000,
+     [](std::size_t n) { return "Subject: " + repeated("=?utf-8?Q?a", n) + "\r\n\r\nbody\r\n"; }},
+    {"encoded words", 50'000,
+     [](std::size_t n) {
+         return "Subject: " + repeated("=?utf-8?Q?a?= ", n) + "\r\n\r\nbody\r\n";
+     }},
+    {"unterminated quotes", 500'000,
+     [](std::size_t n) {
+         return "Content-Type: text/plain; name=" + repeated("\"\"a", n) +
+                "\"\r\nTo: " + repeated("\"a,", n) + "\r\n\r\nbody\r\n";
+     }},
+    {"unterminated meta tags", 200'000,
+     [](std::size_t n) {
+         return "Content-Type: text/html\r\n\r\n" + repeated("<meta", n) + "\r\n";
+     }},
+    {"lone dots", 2'000'000, [](std::size_t n) { return "\r\n" + repeated(".\r\n", n); }},
+    {"bare line feeds", 2'000'000, [](std::size_t n) { return "A: b\n\n" + repeated("\n", n); }},
+};
+
+double medianTime(const std::string& text) {
+    std::vector<double> times;
+    for (int run = 0; run < kRuns; ++run) {
+        times.push_back(bench::seconds([&] { loadAndEncode(text); }));
+    }
+    return bench::median(times);
+}
+
+}  // namespace
+
+int main() {
+    bool good = true;
+    for (const Case& one : kCases) {
+        const double once = medianTime(one.make(one.n));
+        const double twice = medianTime(one.make(2 * one.n));
+        const double growth = twice / std::max(once, 1e-9);
+        const bool fine = growth <= kMostGrowth || twice < kLeastTime;
+        good = good && fine;
+        std::printf("%-30s n = %9zu: %9.2f ms, 2n: %9.2f ms, growth %.2f%s\n", one.label, one.n,
+                    once * 1e3, twice * 1e3, growth, fine ? "" : "  TOO MUCH");
+    }
+    return good ? 0 : 1;
+}
