@@ -28,7 +28,8 @@ TEST(AsciiText, FindsAsThePlainSearchDoes) {
             wanted += alphabet[random() % alphabet.size()];
         }
         const std::size_t from = random() % (text.size() + 2);
-        EXPECT_EQ(find(text, wanted, from), text.find(wanted, from)) << text << ' ' << wanted;
+        EXPECT_EQ(borvik::find(text, wanted, from), text.find(wanted, from))
+            << text << ' ' << wanted;
         EXPECT_EQ(findNoCase(text, wanted, from), lowered(text).find(lowered(wanted), from))
             << text << ' ' << wanted;
     }
