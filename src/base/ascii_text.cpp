@@ -5,6 +5,10 @@
 #include <cstring>
 #include <string>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace borvik {
 
 namespace {
@@ -19,13 +23,48 @@ std::string folded(std::string_view text) {
     return result;
 }
 
-std::size_t findShortNoCase(std::string_view text, std::string_view wanted, std::size_t from) {
-    const char lower = asciiLower(wanted.front());
-    const char upper = asciiUpper(wanted.front());
+/// Where `wanted`, of 1 to `kShortNeedle` bytes, stands at or behind `from`; it fits there. Only
+/// places where its first and its last byte stand are compared, `kFold` ignoring ASCII case.
+template <bool kFold>
+std::size_t findShort(std::string_view text, std::string_view wanted, std::size_t from) {
+    const auto matches = [&](std::size_t at) {
+        const std::string_view found = text.substr(at, wanted.size());
+        return kFold ? equalsNoCase(found, wanted) : found == wanted;
+    };
     const std::size_t lastStart = text.size() - wanted.size();
-    for (std::size_t at = from; at <= lastStart; ++at) {
-        if ((text[at] == lower || text[at] == upper) &&
-            equalsNoCase(text.substr(at, wanted.size()), wanted)) {
+    std::size_t at = from;
+#if defined(__SSE2__)
+    constexpr std::size_t kVector = 16;
+    const std::size_t behind = wanted.size() - 1;
+    const auto load = [&](std::size_t place) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + place));
+    };
+    const auto all = [](char c) { return _mm_set1_epi8(c); };
+    const __m128i first = all(kFold ? asciiLower(wanted.front()) : wanted.front());
+    const __m128i firstUpper = all(asciiUpper(wanted.front()));
+    const __m128i last = all(kFold ? asciiLower(wanted.back()) : wanted.back());
+    const __m128i lastUpper = all(asciiUpper(wanted.back()));
+    for (; at + kVector <= lastStart + 1; at += kVector) {
+        const __m128i front = load(at);
+        const __m128i back = load(at + behind);
+        __m128i frontHits = _mm_cmpeq_epi8(front, first);
+        __m128i backHits = _mm_cmpeq_epi8(back, last);
+        if constexpr (kFold) {
+            frontHits = _mm_or_si128(frontHits, _mm_cmpeq_epi8(front, firstUpper));
+            backHits = _mm_or_si128(backHits, _mm_cmpeq_epi8(back, lastUpper));
+        }
+        auto candidates =
+            static_cast<unsigned>(_mm_movemask_epi8(_mm_and_si128(frontHits, backHits)));
+        for (; candidates != 0; candidates &= candidates - 1) {
+            const std::size_t place = at + static_cast<std::size_t>(__builtin_ctz(candidates));
+            if (matches(place)) {
+                return place;
+            }
+        }
+    }
+#endif
+    for (; at <= lastStart; ++at) {
+        if (matches(at)) {
             return at;
         }
     }
@@ -51,6 +90,15 @@ std::size_t find(std::string_view text, std::string_view wanted, std::size_t fro
     if (wanted.empty()) {
         return from;
     }
+    if (wanted.size() > text.size() - from) {
+        return std::string_view::npos;
+    }
+    if (wanted.size() == 1) {
+        return text.find(wanted.front(), from);
+    }
+    if (wanted.size() <= kShortNeedle) {
+        return findShort<false>(text, wanted, from);
+    }
     const void* const hit =
         memmem(text.data() + from, text.size() - from, wanted.data(), wanted.size());
     return hit == nullptr ? std::string_view::npos
@@ -65,7 +113,7 @@ std::size_t findNoCase(std::string_view text, std::string_view wanted, std::size
         return from;
     }
     if (wanted.size() <= kShortNeedle) {
-        return findShortNoCase(text, wanted, from);
+        return findShort<true>(text, wanted, from);
     }
     const std::size_t hit = find(folded(text.substr(from)), folded(wanted));
     return hit == std::string_view::npos ? hit : from + hit;
@@ -91,11 +139,18 @@ bool isAscii(std::string_view text) {
 }
 
 std::string_view trimmed(std::string_view text, std::string_view set) {
-    const std::size_t begin = text.find_first_not_of(set);
-    if (begin == std::string_view::npos) {
-        return text.substr(text.size());
+    const auto inSet = [set](char c) {
+        return std::any_of(set.begin(), set.end(), [c](char s) { return s == c; });
+    };
+    std::size_t begin = 0;
+    while (begin < text.size() && inSet(text[begin])) {
+        ++begin;
     }
-    return text.substr(begin, text.find_last_not_of(set) - begin + 1);
+    std::size_t end = text.size();
+    while (end > begin && inSet(text[end - 1])) {
+        --end;
+    }
+    return text.substr(begin, end - begin);
 }
 
 }  // namespace borvik
