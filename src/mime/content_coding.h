@@ -77,5 +77,7 @@ private:
 /// Whether the text holds "?Q?" or "?B?", the middle of an encoded word, in either case.
 bool hasQWordMark(std::string_view text);
 bool hasBWordMark(std::string_view text);
+/// Either of them, in one pass.
+bool hasWordMark(std::string_view text);
 
 }  // namespace borvik

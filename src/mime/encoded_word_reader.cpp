@@ -112,10 +112,10 @@ void decodeWords(std::string_view value, std::string& out, AppendWord appendWord
 
 }  // namespace
 
-std::size_t findWordMark(std::string_view text, char lowerLetter) {
+std::size_t findWordMark(std::string_view text, std::string_view lowerLetters) {
     for (std::size_t at = text.find('?'); at != kNone && text.size() - at >= 3;
          at = text.find('?', at + 1)) {
-        if (text[at + 2] == '?' && asciiLower(text[at + 1]) == lowerLetter) {
+        if (text[at + 2] == '?' && lowerLetters.find(asciiLower(text[at + 1])) != kNone) {
             return at;
         }
     }
@@ -198,11 +198,15 @@ void ContentCoding::qDecode(std::string_view text, std::string& out) {
 }
 
 bool hasQWordMark(std::string_view text) {
-    return findWordMark(text, 'q') != kNone;
+    return findWordMark(text, "q") != kNone;
 }
 
 bool hasBWordMark(std::string_view text) {
-    return findWordMark(text, 'b') != kNone;
+    return findWordMark(text, "b") != kNone;
+}
+
+bool hasWordMark(std::string_view text) {
+    return findWordMark(text, "qb") != kNone;
 }
 
 }  // namespace borvik

@@ -5,8 +5,8 @@
 
 namespace borvik {
 
-/// Position of "?", the letter in either case, "?": the middle of an encoded word.
-std::size_t findWordMark(std::string_view text, char lowerLetter);
+/// Position of "?", one of the letters in either case, "?": the middle of an encoded word.
+std::size_t findWordMark(std::string_view text, std::string_view lowerLetters);
 
 /// An encoded word (RFC 2047, section 2) as it stands in a text. The views point into that text.
 struct EncodedWord {

@@ -9,6 +9,7 @@
 #include "charset/charset_registry.h"
 #include "charset/code_pages.h"
 #include "charset/encoding_convert.h"
+#include "mime/byte_set.h"
 #include "mime/content_coding.h"
 #include "mime/quoted_scan.h"
 
@@ -87,9 +88,12 @@ void flushLine(std::string_view line, std::string& out) {
     out += line;
 }
 
+constexpr ByteSet kQuotedInParams(" '\t;=");
+constexpr ByteSet kParamDelimiters("=;");
+
 bool needsQuotes(std::string_view value) {
     return !value.empty() &&
-           (value.front() == '=' || value.front() == '-' || value.find_first_of(" '\t;=") != kNone);
+           (value.front() == '=' || value.front() == '-' || kQuotedInParams.findIn(value) != kNone);
 }
 
 /// Begins a new line behind the finished ones, if there are any, with what `line` holds.
@@ -271,7 +275,7 @@ void FieldWriter::encodeHeaderValue(const Coding& coding, std::string_view data,
 void FieldWriter::encodeParams(const Coding& coding, std::string_view data, std::string& out,
                                std::string& line, std::string& params) {
     while (!data.empty()) {
-        const std::size_t stop = data.find_first_of("=;");
+        const std::size_t stop = kParamDelimiters.findIn(data);
         params += data.substr(0, stop);
         if (stop == kNone) {
             return;

@@ -52,13 +52,13 @@ constexpr TextMark markBehind(TextMark mark, std::uint32_t steps) {
 }  // namespace
 
 HeaderCharsetDetector::Result HeaderCharsetDetector::detect() {
-    if (findWordMark(header_, 'q') != kNone) {
+    if (findWordMark(header_, "q") != kNone) {
         logInfo("Header contains Q-encoding.");
-        return {pageOfEncodedWord('q', "DetectedCodePageQ"), false};
+        return {pageOfEncodedWord("q", "DetectedCodePageQ"), false};
     }
-    if (findWordMark(header_, 'b') != kNone) {
+    if (findWordMark(header_, "b") != kNone) {
         logInfo("Header contains B-encoding.");
-        return {pageOfEncodedWord('b', "DetectedCodePageB"), false};
+        return {pageOfEncodedWord("b", "DetectedCodePageB"), false};
     }
     if (!isAscii(header_)) {
         logInfo("Header contains 8bit chars");
@@ -74,7 +74,8 @@ HeaderCharsetDetector::Result HeaderCharsetDetector::detect() {
 
 /// The page of the charset in the first encoded word, taken from the first "=?" to the next mark of
 /// the coding behind it.
-std::uint32_t HeaderCharsetDetector::pageOfEncodedWord(char lowerLetter, const char* logTag) const {
+std::uint32_t HeaderCharsetDetector::pageOfEncodedWord(std::string_view lowerLetter,
+                                                       const char* logTag) const {
     const std::size_t begin = find(header_, "=?");
     if (begin == kNone) {
         return kNoCodePage;

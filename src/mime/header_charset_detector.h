@@ -27,7 +27,7 @@ public:
 
 private:
     bool holds(std::string_view name) const;
-    std::uint32_t pageOfEncodedWord(char lowerLetter, const char* logTag) const;
+    std::uint32_t pageOfEncodedWord(std::string_view lowerLetter, const char* logTag) const;
     std::uint32_t detect8BitCodePage();
     std::uint32_t hintInHeader() const;
     std::uint32_t hintInText();

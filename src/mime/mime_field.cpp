@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "base/ascii_text.h"
+#include "mime/byte_set.h"
 #include "mime/content_coding.h"
 #include "mime/encoded_word_reader.h"
 #include "mime/field_writer.h"
@@ -18,13 +19,9 @@ using namespace std::string_view_literals;
 constexpr std::size_t kNone = std::string_view::npos;
 
 /// Not wanted in a name that is read: they become "-".
-constexpr std::string_view kNotInNames = " <>\"'";
+constexpr ByteSet kNotInNames(" <>\"'");
 /// Must not reach the wire inside a field.
-constexpr std::string_view kLineBreakers = "\r\n\0"sv;
-
-bool isWordMarked(std::string_view value) {
-    return findWordMark(value, 'q') != kNone || findWordMark(value, 'b') != kNone;
-}
+constexpr ByteSet kLineBreakers("\r\n\0"sv);
 
 void replaceAll(std::string& text, std::string_view wanted, std::string_view replacement) {
     std::size_t hit = find(text, wanted);
@@ -100,7 +97,7 @@ void decodeWords(std::string& value, FieldTraits traits) {
 /// What a field holds of a value that needs more than trimming.
 std::string readValue(std::string_view value, FieldTraits traits) {
     std::string text(value);
-    if (isWordMarked(text)) {
+    if (hasWordMark(text)) {
         decodeWords(text, traits);
     }
     removeFolds(text);
@@ -123,11 +120,11 @@ bool MimeField::loadFromUnfolded(std::string_view line) {
     }
     std::string_view name = trimmed(line.substr(0, colon));
     std::string mendedName;
-    if (name.find_first_of(kNotInNames) != kNone) {
+    if (kNotInNames.findIn(name) != kNone) {
         mendedName = name;
         std::replace_if(
-            mendedName.begin(), mendedName.end(),
-            [](char c) { return kNotInNames.find(c) != kNone; }, '-');
+            mendedName.begin(), mendedName.end(), [](char c) { return kNotInNames.contains(c); },
+            '-');
         name = mendedName;
     }
     std::string_view value = line.substr(colon + 1);
@@ -140,7 +137,7 @@ bool MimeField::loadFromUnfolded(std::string_view line) {
         value = trimmed(value);
     }
     constexpr FieldTraits kChangedOnReading = kSemicolonList | kCollapsesBlanks;
-    if ((traits_ & kChangedOnReading) == 0 && value.find('\n') == kNone && !isWordMarked(value)) {
+    if ((traits_ & kChangedOnReading) == 0 && value.find('\n') == kNone && !hasWordMark(value)) {
         store(name, value);
     } else {
         store(name, readValue(value, traits_));
@@ -151,7 +148,7 @@ bool MimeField::loadFromUnfolded(std::string_view line) {
 void MimeField::setNameValue(std::string_view name, std::string_view value) {
     traits_ = traitsOfField(name);
     noFold_ = (traits_ & kNeverFoldedWhenSet) != 0;
-    if (!isWordMarked(value) && value.find('\n') == kNone) {
+    if (!hasWordMark(value) && value.find('\n') == kNone) {
         store(name, value);
         return;
     }
@@ -181,14 +178,13 @@ void MimeField::store(std::string_view name, std::string_view value) {
 
 void MimeField::emitField(std::string& out, const _bvCharset& charset, LogBase* log) const {
     const HeaderCharset target{charset.getCodePage(), charset.getName()};
-    if (text_.find_first_of(kLineBreakers) == kNone) {
+    if (kLineBreakers.findIn(text_) == kNone) {
         FieldWriter(traits_, noFold_, target, log).write(name(), value(), out);
         return;
     }
     std::string harmless = text_;
     std::replace_if(
-        harmless.begin(), harmless.end(), [](char c) { return kLineBreakers.find(c) != kNone; },
-        ' ');
+        harmless.begin(), harmless.end(), [](char c) { return kLineBreakers.contains(c); }, ' ');
     const std::string_view text = harmless;
     FieldWriter(traits_, noFold_, target, log)
         .write(text.substr(0, nameLength_), text.substr(nameLength_), out);

@@ -24,16 +24,30 @@ void logInfo(LogBase* log, const char* text) {
     }
 }
 
+/// Position of the first CRLF. Lines are short and mostly end in it, so the search is for the LF.
+std::size_t findLineEnd(std::string_view text) {
+    std::size_t feed = text.find('\n');
+    while (feed != kNone && (feed == 0 || text[feed - 1] != '\r')) {
+        feed = text.find('\n', feed + 1);
+    }
+    return feed == kNone ? kNone : feed - 1;
+}
+
 /// Text with CRLF for every CRLF and LF; other CRs are removed.
 std::string withCrlf(std::string_view text) {
     std::string result;
     result.reserve(text.size() + text.size() / 32);
-    for (const char c : text) {
-        if (c == '\n') {
-            result += kLineEnd;
-        } else if (c != '\r') {
-            result += c;
+    while (!text.empty()) {
+        const std::size_t feed = text.find('\n');
+        for (std::string_view line = text.substr(0, feed); !line.empty();) {
+            const std::size_t stop = line.find('\r');
+            result += line.substr(0, stop);
+            line.remove_prefix(stop == kNone ? line.size() : stop + 1);
         }
+        if (feed != kNone) {
+            result += kLineEnd;
+        }
+        text.remove_prefix(feed == kNone ? text.size() : feed + 1);
     }
     return result;
 }
@@ -57,7 +71,7 @@ public:
 
     void read(std::string_view block) {
         for (std::size_t lines = 0; !block.empty() && lines < MimeHeader::kMaxLines;) {
-            const std::size_t end = find(block, kLineEnd);
+            const std::size_t end = findLineEnd(block);
             const std::string_view line = block.substr(0, end);
             block.remove_prefix(end == kNone ? block.size() : end + kLineEnd.size());
             if (!line.empty()) {
@@ -196,7 +210,7 @@ void MimeHeader::ParseMimeHeader(TextIndex& index, std::size_t begin, LogBase* l
         return;
     }
     const std::string_view block = index.text().substr(begin, std::min(headerEnd, end) - begin);
-    if (!block.empty() && find(block, kLineEnd) == kNone) {
+    if (!block.empty() && findLineEnd(block) == kNone) {
         logInfo(log, "No CRLF's found in header.  Converting line endings to CRLF.");
         readBlock(withCrlf(block), index, begin, log);
         return;

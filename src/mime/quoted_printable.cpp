@@ -52,6 +52,33 @@ constexpr char low7(char c) {
     return static_cast<char>(c & 0x7F);
 }
 
+/// What a byte becomes where it stands neither at the start nor at the end of a line. Blanks and
+/// CR, which take a look at what follows, have no length.
+struct CodedByte {
+    char text[4];
+    std::uint8_t length;
+};
+
+constexpr bool isLiteral(std::size_t c) {
+    return c >= 33 && c <= 126 && c != '=';
+}
+
+constexpr std::array<CodedByte, 256> makeCodedBytes() {
+    std::array<CodedByte, 256> coded{};
+    for (std::size_t c = 0; c < coded.size(); ++c) {
+        if (isLiteral(c)) {
+            coded[c] = {{static_cast<char>(c)}, 1};
+        } else if (c != ' ' && c != '\t' && c != '\r') {
+            coded[c] = {{'=', kPairs[2 * c], kPairs[2 * c + 1]}, 3};
+        }
+    }
+    return coded;
+}
+constexpr std::array<CodedByte, 256> kCodedBytes = makeCodedBytes();
+
+/// Bytes that are taken one by one behind a coded one before the next try with a whole run.
+constexpr std::size_t kMixedRun = 8;
+
 /// Printable ASCII without "=", and blanks, which may need coding at the end of a line.
 constexpr bool isPlain(char c) {
     return (c >= 32 && c <= 126 && c != '=') || c == '\t';
@@ -157,6 +184,7 @@ public:
                 continue;
             } else {
                 writeCoded(*in_++);
+                takeMixed(chunkEnd);
             }
             if (column_ >= kMaxColumn && !beginsLineEnd()) {
                 writeSoftBreak();
@@ -188,6 +216,22 @@ private:
         }
     }
 
+    /// Text with many coded bytes: no branch depends on which of them are coded.
+    void takeMixed(const char* chunkEnd) {
+        const char* const stop =
+            in_ + std::min(kMixedRun, static_cast<std::size_t>(chunkEnd - in_));
+        while (in_ != stop && column_ < kLastCodedColumn) {
+            const CodedByte& coded = kCodedBytes[static_cast<unsigned char>(*in_)];
+            if (coded.length == 0) {
+                return;
+            }
+            std::memcpy(out_, coded.text, sizeof coded.text);
+            out_ += coded.length;
+            column_ += coded.length;
+            ++in_;
+        }
+    }
+
     void writeCoded(char c) {
         if (column_ >= kLastCodedColumn) {
             writeSoftBreak();
@@ -215,19 +259,37 @@ private:
     std::size_t column_ = 0;
 };
 
-/// Decodes what stands behind a "=" at `in`; `out` gets the bytes, both pointers move on.
-void decodeEscape(const char*& in, const char* end, char*& out) {
-    // Sign-extended bytes, as careless senders print them: "=FFFFFFE9" means the byte E9.
-    constexpr std::string_view kSignExtension = "FFFFFF";
-    const char* digits = in + 1;
-    if (static_cast<std::size_t>(end - digits) >= kSignExtension.size() + 2 &&
-        std::equal(kSignExtension.begin(), kSignExtension.end(), digits,
-                   [](char f, char c) { return low7(c) == f; }) &&
-        hexValue(digits[6]) >= 0 && hexValue(digits[7]) >= 0) {
-        digits += kSignExtension.size();
+/// Value of two hex digits, negative when they aren't there.
+int hexPair(const char* digits, const char* end) {
+    if (end - digits < 2) {
+        return -1;
     }
-    if (end - digits >= 2 && hexValue(digits[0]) >= 0 && hexValue(digits[1]) >= 0) {
-        *out++ = static_cast<char>(hexValue(digits[0]) << 4 | hexValue(digits[1]));
+    const int high = kHexValues[static_cast<std::size_t>(low7(digits[0]))];
+    const int low = kHexValues[static_cast<std::size_t>(low7(digits[1]))];
+    return (high | low) < 0 ? -1 : high << 4 | low;
+}
+
+/// Length of the digits in front of the pair that counts: careless senders print bytes with their
+/// sign extended, "=FFFFFFE9" for E9.
+std::size_t signExtension(const char* digits, const char* end) {
+    constexpr std::string_view kExtension = "FFFFFF";
+    const bool extended = static_cast<std::size_t>(end - digits) >= kExtension.size() + 2 &&
+                          std::equal(kExtension.begin(), kExtension.end(), digits,
+                                     [](char f, char c) { return low7(c) == f; }) &&
+                          hexPair(digits + kExtension.size(), end) >= 0;
+    return extended ? kExtension.size() : 0;
+}
+
+/// Decodes the "=" at `in` and what stands behind it; both pointers move on.
+void decodeEscape(const char*& in, const char* end, char*& out) {
+    const char* digits = in + 1;
+    int value = hexPair(digits, end);
+    if (value == 0xFF) {
+        digits += signExtension(digits, end);
+        value = hexPair(digits, end);
+    }
+    if (value >= 0) {
+        *out++ = static_cast<char>(value);
         in = digits + 2;
     } else {
         *out++ = *in++;
