@@ -65,7 +65,7 @@ const Case kCases[] = {
          return repeated("X:\r\n", n) + repeated("Content-Type: text/plain\r\n", n) +
                 "\r\nbody\r\n";
      }},
-    {"folded header lines", 50'000,
+    {"folded header lines", 500'000,
      [](std::size_t n) { return "X-Field: a\r\n" + repeated("\tmore\r\n", n) + "\r\nbody\r\n"; }},
     {"recipients", 50'000,
      [](std::size_t n) {
@@ -75,7 +75,7 @@ const Case kCases[] = {
      [](std::size_t n) {
          return "To: " + repeated("A <a@b.example>, ", n) + "\xC3\xA9 <c@d>\r\n\r\nbody\r\n";
      }},
-    {"nesting", 5'000,
+    {"nesting", 20'000,
      [](std::size_t n) {
          std::string text = "MIME-Version: 1.0\r\n";
          for (std::size_t i = 0; i < n; ++i) {
@@ -93,9 +93,9 @@ const Case kCases[] = {
      }},
     {"a long header line", 5'000'000,
      [](std::size_t n) { return "Subject: " + repeated("word ", n / 5) + "\r\n\r\nbody\r\n"; }},
-    {"semicolons", 500'000,
+    {"semicolons", 2'000'000,
      [](std::size_t n) { return "X: " + repeated(";", n) + "\r\n\r\nbody\r\n"; }},
-    {"unterminated encoded words", 100'000,
+    {"unterminated encoded words", 1'000'000,
      [](std::size_t n) { return "Subject: " + repeated("=?utf-8?Q?a", n) + "\r\n\r\nbody\r\n"; }},
     {"encoded words", 50'000,
      [](std::size_t n) {
@@ -106,7 +106,7 @@ const Case kCases[] = {
          return "Content-Type: text/plain; name=" + repeated("\"\"a", n) +
                 "\"\r\nTo: " + repeated("\"a,", n) + "\r\n\r\nbody\r\n";
      }},
-    {"unterminated meta tags", 200'000,
+    {"unterminated meta tags", 2'000'000,
      [](std::size_t n) {
          return "Content-Type: text/html\r\n\r\n" + repeated("<meta", n) + "\r\n";
      }},
