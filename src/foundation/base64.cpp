@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <new>
 #include <string>
 #include <string_view>
@@ -123,7 +122,7 @@ std::int32_t CZncBase64::Decode(std::uint8_t* dest, std::uint32_t& length,
     try {
         const std::string bytes = decoded(text.View());
         if (dest) {
-            std::memcpy(dest, bytes.data(), std::min<std::size_t>(bytes.size(), length));
+            std::copy_n(bytes.begin(), std::min<std::size_t>(bytes.size(), length), dest);
         }
         length = static_cast<std::uint32_t>(bytes.size());
         return 0;

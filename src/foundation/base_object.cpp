@@ -100,10 +100,6 @@ CZncBase::~CZncBase() {
 CZncBase::CZncBase(const CZncBase& other) noexcept
     : m_pszClassName(other.m_pszClassName), m_nClassNumber(other.m_nClassNumber) {}
 
-CZncBase& CZncBase::operator=(const CZncBase&) noexcept {
-    return *this;
-}
-
 CZncBase::LogOutputs& CZncBase::Outputs() {
     LogOutputs* outputs = m_pOutputs.load(std::memory_order_acquire);
     if (!outputs) {

@@ -31,9 +31,9 @@ public:
     /// A `number` other than 0 goes behind it.
     explicit CZncBase(const char* className = nullptr, std::int32_t number = 0);
     virtual ~CZncBase();
-    /// A copy has the label and no log outputs; assignment changes neither.
+    /// A copy has the label and no log outputs.
     CZncBase(const CZncBase& other) noexcept;
-    CZncBase& operator=(const CZncBase& other) noexcept;
+    CZncBase& operator=(const CZncBase&) = delete;
 
     /// Names the log file, a path in the ANSI code page; empty for none. Touches no file.
     void SetLogFile(const char* path);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <optional>
 #include <string>
 
@@ -51,13 +50,13 @@ void MakeUniqueName(const char* folder, const char* prefix, const char* suffix,
 
 char* RegReadString(const char* root, const char* key, const char* value, const char* defaultText,
                     char* dest, std::size_t size, bool) {
-    std::memset(dest, 0, size);
+    std::fill_n(dest, size, '\0');
     std::optional<std::string> text = readText(root, key, value);
     if (!text || text->size() + 1 > size) {
         text = defaultText ? defaultText : "";
     }
     if (size > 0) {
-        std::memcpy(dest, text->data(), std::min(text->size(), size - 1));
+        std::copy_n(text->begin(), std::min(text->size(), size - 1), dest);
     }
     return dest;
 }

@@ -156,6 +156,10 @@ int File::seekToEnd() {
     return lseek(fd_, 0, SEEK_END) < 0 ? errno : 0;
 }
 
+int File::setSize(std::uint64_t bytes) {
+    return ftruncate(fd_, static_cast<off_t>(bytes)) == 0 ? 0 : errno;
+}
+
 int File::sync() {
     return fsync(fd_) == 0 ? 0 : errno;
 }

@@ -48,6 +48,8 @@ public:
     /// Size in bytes; returns 0 or an errno number.
     int size(std::uint64_t& bytes) const;
     int seekToEnd();
+    /// Cuts or extends the file to `bytes`. Returns 0 or an errno number.
+    int setSize(std::uint64_t bytes);
     /// Has the system put everything written onto the device. Returns 0 or an errno number.
     int sync();
     /// Closes; safe to call twice. Returns 0 or the errno number of a failed last write.

@@ -140,9 +140,11 @@ bool IniFile::save() const {
         content.append(line).append(kLineEnd);
     }
     File file;
-    const unsigned flags = kOpenWrite | kOpenCreate | kOpenTruncate | kOpenRegularOnly;
+    const unsigned flags = kOpenWrite | kOpenCreate | kOpenRegularOnly;
+    // The end is cut after the writing: many file systems wait for the device when a file that was
+    // emptied first is closed.
     return file.open(path_, flags, kOwnerOnly) == 0 && file.write(content) == 0 &&
-           file.close() == 0;
+           file.setSize(content.size()) == 0 && file.close() == 0;
 }
 
 }  // namespace platform

@@ -84,7 +84,8 @@ TEST(TcpSocket, EveryCallOnAClosedSocketSaysSo) {
 }
 
 TEST(TcpSocket, SplitsLinesHoweverTheyArrive) {
-    const std::string sent("one\r\n\r\nab\r\r\ncd\r\nnul\0hidden\r\nlast\r\n", 33);
+    using namespace std::string_literals;
+    const std::string sent = "one\r\n\r\nab\r\r\ncd\r\nnul\0hidden\r\nlast\r\n"s;
     const std::vector<Line> expected = {{0, "one"}, {0, ""},     {0, "ab\r\r\ncd"},
                                         {0, "nul"}, {0, "last"}, {kTransportPeerClosed, ""}};
     for (const Delivery delivery : {Delivery::kWhole, Delivery::kLines, Delivery::kBytes}) {

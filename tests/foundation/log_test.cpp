@@ -1,0 +1,222 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "foundation/base_object.h"
+#include "foundation/multi_string.h"
+#include "foundation/narrow_string.h"
+#include "foundation/system_files.h"
+#include "platform/event_log.h"
+#include "support/fake_clock.h"
+#include "support/scoped_env.h"
+#include "support/temporary_folder.h"
+
+namespace tessolt {
+namespace {
+
+using support::TemporaryFolder;
+
+class LogTest : public ::testing::Test {
+protected:
+    std::string logText() const { return TemporaryFolder::read(log_); }
+    std::string activityText() const { return TemporaryFolder::read(activity_); }
+
+    support::FakeClock clock_;
+    TemporaryFolder folder_;
+    std::string log_ = folder_.file("log.txt");
+    std::string activity_ = folder_.file("activity.ini");
+    CZncBase object_;
+};
+
+TEST_F(LogTest, ShowsLineBreaksAsTheLevelSays) {
+    struct Case {
+        std::uint32_t level;
+        const char* text;
+        const char* written;
+    };
+    const Case cases[] = {
+        {1, "Disconnected", "Disconnected\r\n"},
+        {1, "a\r\nb\r\n", "a <CRLF> b\r\n"},
+        {3, "a\rb\n\nc\r\r\n\n", "a <CR> b <LF>  <LF> c\r\n"},
+        {4, "a\r\nb\r\n", "a\r\nb\r\n\r\n"},
+        {5, "a\nb\rc", "a\r\nb\rc\r\n"},
+        {6, "%s 100%", "%s 100%\r\n"},
+        {2, "not for the file", nullptr},
+        {0, "nothing", nullptr},
+        {8, "no such bit", nullptr},
+    };
+    object_.SetLogFile(log_.c_str());
+    EXPECT_FALSE(std::filesystem::exists(log_));
+    std::string expected;
+    for (const Case& c : cases) {
+        object_.Log(c.level, "%s", c.text);
+        if (c.written) {
+            expected.append("[14:03:09] ").append(c.written);
+        }
+        EXPECT_EQ(logText(), expected);
+    }
+    object_.SetLogFile(log_.c_str());
+    EXPECT_EQ(logText(), expected);
+    EXPECT_EQ(std::filesystem::status(log_).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(LogTest, CutsAtItsBuffersAndKeepsLongRepliesWhole) {
+    const std::string text(70000, 'x');
+    object_.SetLogFile(log_.c_str());
+    object_.Log(1, "%s", text.c_str());
+    EXPECT_EQ(logText().size(), 65535u + 2);
+    std::filesystem::remove(log_);
+    object_.LogLong(3, 70000, "[%s]", text.c_str());
+    EXPECT_EQ(logText(), "[14:03:09] [" + text + "]\r\n");
+}
+
+TEST_F(LogTest, LosesEntriesWithoutHarmWhereTheFileCannotBeWritten) {
+    ASSERT_EQ(mkfifo(folder_.file("pipe").c_str(), 0600), 0);
+    for (const std::string& path :
+         {folder_.path(), folder_.file("no/folder/log"), folder_.file("pipe")}) {
+        object_.SetLogFile(path.c_str());
+        object_.SetActivityFile(path.c_str());
+        object_.Log(7, "lost");
+    }
+    EXPECT_TRUE(std::filesystem::is_fifo(folder_.file("pipe")));
+    object_.SetLogFile(nullptr);
+    object_.SetActivityFile("");
+    object_.Log(7, "to nobody");
+    CZncString name("x");
+    object_.GetLogFile(name);
+    EXPECT_TRUE(name.IsEmpty());
+}
+
+TEST_F(LogTest, KeepsTheLatestHundredActivities) {
+    folder_.write("activity.ini", "[Log]\r\nold\r\n");
+    object_.SetActivityFile(activity_.c_str());
+    EXPECT_EQ(activityText(), "[Init]\r\nInitialized=1\r\nNextEntry=0\r\n");
+    for (int i = 0; i <= 100; ++i) {
+        object_.Log(2, "entry %d", i);
+    }
+    const platform::IniFile file(activity_);
+    const std::vector<std::string> entries = file.section("Log");
+    ASSERT_EQ(entries.size(), 100u);
+    EXPECT_EQ(entries.front(), "00000001|[14:03:09] entry 1");
+    EXPECT_EQ(entries.back(), "00000064|[14:03:09] entry 100");
+    EXPECT_EQ(file.number("Init", "NextEntry", 0), 101u);
+    EXPECT_FALSE(std::filesystem::exists(log_));
+}
+
+TEST_F(LogTest, HoldsAHundredLongLinesAndCutsThem) {
+    object_.SetLogFile(log_.c_str());
+    object_.SetActivityFile(activity_.c_str());
+    const std::string text(2000, 'y');
+    for (int i = 0; i < 100; ++i) {
+        object_.Log(3, "%s", text.c_str());
+    }
+    const std::vector<std::string> entries = platform::IniFile(activity_).section("Log");
+    ASSERT_EQ(entries.size(), 100u);
+    EXPECT_EQ(entries.back(), "00000063|[14:03:09] " + text.substr(0, 1009) + "...");
+    EXPECT_EQ(logText().size(), 100 * (11 + text.size() + 2));
+    object_.Log(2, "%s", text.substr(0, 1012).c_str());
+    EXPECT_EQ(platform::IniFile(activity_).section("Log").back(),
+              "00000064|[14:03:09] " + text.substr(0, 1012));
+}
+
+TEST_F(LogTest, NoTextBecomesStructureOfTheActivityFile) {
+    object_.SetActivityFile(activity_.c_str());
+    object_.Log(6, "Response: [x\n[Init]\nNextEntry=77\n [Log]]");
+    object_.Log(6, "second");
+    const platform::IniFile file(activity_);
+    EXPECT_EQ(file.number("Init", "NextEntry", 0), 2u);
+    EXPECT_EQ(file.section("Log"),
+              (std::vector<std::string>{"00000000|[14:03:09] Response: [x", "|[Init]",
+                                        "NextEntry=77", "| [Log]]", "00000001|[14:03:09] second"}));
+}
+
+TEST_F(LogTest, ObjectsOnDifferentThreadsDoNotTearLines) {
+    const std::string text(300, 'z');
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            CZncBase own;
+            own.SetLogFile(log_.c_str());
+            object_.SetLogFile(log_.c_str());
+            for (int i = 0; i < 50; ++i) {
+                own.Log(1, "%s", text.c_str());
+                object_.Log(1, "%s", text.c_str());
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    const std::string line = "[14:03:09] " + text + "\r\n";
+    std::string expected;
+    for (int i = 0; i < 400; ++i) {
+        expected += line;
+    }
+    EXPECT_EQ(logText(), expected);
+}
+
+TEST_F(LogTest, RecordsAnAssertionThatFailsAndGoesOn) {
+    std::vector<std::string> events;
+    platform::replaceEventSink([&](const char* source, std::string_view text) {
+        events.push_back(source + (": " + std::string(text)));
+    });
+    const support::ScopedEnv missing("TESSOLT_DEBUG_DIR", folder_.file("none").c_str());
+    CZncBase::Assert(true, "x.cpp", 1);
+    CZncBase::Assert(false, "x.cpp", 12);
+    {
+        const support::ScopedEnv present("TESSOLT_DEBUG_DIR", folder_.path().c_str());
+        object_.SetLogFile(log_.c_str());
+        object_.LogLong(1, 8, "short hint");
+    }
+    platform::replaceEventSink({});
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[0], "SceCli: [14:03:09] MERIVANE ASSERTION FAILURE, FILE: [x.cpp]; LINE: 12");
+    EXPECT_EQ("SceCli: " + TemporaryFolder::read(folder_.file("assert.txt")), events[1] + "\r\n");
+    EXPECT_EQ(logText(), "[14:03:09] short hint\r\n");
+    EXPECT_FALSE(std::filesystem::exists(folder_.file("none")));
+}
+
+TEST_F(LogTest, IniFunctionsRetryAndReport) {
+    CZncMultiString lines;
+    lines.Add("a=1");
+    EXPECT_TRUE(WriteIniSection("S", &lines, activity_.c_str()));
+    EXPECT_TRUE(WriteIniNumber("T", "n", 0xFFFFFFFF, activity_.c_str()));
+    EXPECT_EQ(activityText(), "[S]\r\na=1\r\n[T]\r\nn=-1\r\n");
+    EXPECT_TRUE(WriteIniSection("S", nullptr, activity_.c_str()));
+    EXPECT_EQ(activityText(), "[T]\r\nn=-1\r\n");
+    EXPECT_TRUE(WriteIniSection("S", nullptr, log_.c_str()));
+    EXPECT_FALSE(std::filesystem::exists(log_));
+    EXPECT_EQ(clock_.slept, 0u);
+    EXPECT_FALSE(WriteIniSection("S", &lines, folder_.path().c_str()));
+    EXPECT_EQ(clock_.slept, 20u);
+    EXPECT_TRUE(FileExists(activity_.c_str()));
+    EXPECT_FALSE(FileExists(folder_.path().c_str()));
+    EXPECT_FALSE(FileExists(nullptr));
+}
+
+TEST(MultiString, KeepsABlockOfEntries) {
+    CZncMultiString entries;
+    EXPECT_EQ(std::string(entries.GetBlock(), 1), std::string(1, '\0'));
+    entries.Assign("one\0two\0");
+    entries.Add("");
+    entries.Add(nullptr);
+    entries.AddNumbered("text", 0xAB);
+    EXPECT_EQ(std::string(entries.GetBlock(), entries.GetSize() + 1),
+              std::string("one\0two\000000000AB|text\0\0", 23));
+    entries.KeepLast(3);
+    EXPECT_EQ(entries.GetEntries().size(), 3u);
+    entries.KeepLast(1);
+    EXPECT_EQ(entries.GetEntries(), std::vector<std::string>{"000000AB|text"});
+    entries.KeepLast(0);
+    EXPECT_EQ(entries.GetSize(), 0u);
+    entries.Assign(nullptr);
+    EXPECT_TRUE(entries.GetEntries().empty());
+}
+
+}  // namespace
+}  // namespace tessolt
