@@ -102,7 +102,8 @@ private:
     std::int32_t OpenConversation();
     std::int32_t LogIn();
     std::int32_t LogInWithPassword();
-    std::int32_t ExchangeApop();
+    /// `exchange` tells how the command itself went.
+    std::int32_t ExchangeApop(std::int32_t& exchange);
     std::int32_t ReconnectWithPassword();
     std::int32_t JudgeRefusal(std::int32_t unknown) const;
     void QueryCapabilities();

@@ -85,8 +85,9 @@ bool CZnPop3::WelcomeHoldsTimestamp() const {
 
 std::int32_t CZnPop3::LogIn() {
     std::int32_t result = 0;
+    std::int32_t exchange = 0;
     if (m_lAuthentication != kPop3AuthPlain && WelcomeHoldsTimestamp()) {
-        result = ExchangeApop();
+        result = ExchangeApop(exchange);
         if (result == kApopRefused) {
             return ReconnectWithPassword();
         }
@@ -97,7 +98,9 @@ std::int32_t CZnPop3::LogIn() {
         return result;
     }
     QueryCapabilities();
-    return QueryStatus();
+    result = QueryStatus();
+    // A reply to APOP that came too late has shifted those that follow: such a STAT proves nothing.
+    return result != 0 ? result : exchange;
 }
 
 std::int32_t CZnPop3::ReconnectWithPassword() {
@@ -127,7 +130,7 @@ std::int32_t CZnPop3::LogInWithPassword() {
     return IsNegative() ? JudgeRefusal(kPop3InvalidPassword) : 0;
 }
 
-std::int32_t CZnPop3::ExchangeApop() {
+std::int32_t CZnPop3::ExchangeApop(std::int32_t& exchange) {
     if (!IsSingleLine(m_strAccount.View())) {
         return kTransportBroken;
     }
@@ -148,7 +151,7 @@ std::int32_t CZnPop3::ExchangeApop() {
     CZncString command;
     command.Format("APOP %s %s", m_strAccount.GetBuffer(), HexDigest(digest.digest).c_str());
     // An exchange that failed shows when the messages are counted.
-    SendCommand(command.View());
+    exchange = SendCommand(command.View());
     return IsNegative() ? JudgeRefusal(kApopRefused) : 0;
 }
 
