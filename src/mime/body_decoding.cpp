@@ -109,7 +109,8 @@ void decode8BitBody(std::string_view text, std::uint32_t codePage, bool convert,
 }
 
 void decodeBase64Body(std::string_view text, std::uint32_t codePage, DataBuffer& body) {
-    ContentCoding().decodeBase64(text, body);
+    body.clear();
+    ContentCoding::decodeBase64(text, body);
     convertBase64Body(codePage, body);
 }
 
@@ -125,7 +126,8 @@ void convertBase64Body(std::uint32_t codePage, DataBuffer& body) {
 }
 
 bool decodeQuotedPrintableBody(std::string_view text, std::uint32_t codePage, DataBuffer& body) {
-    ContentCoding().decodeQuotedPrintable(text, body);
+    body.clear();
+    ContentCoding::decodeQuotedPrintable(text, body);
     const std::string_view bytes = body.view();
     if (codePage == kNoCodePage || codePage == kUtf8 || bytes.starts_with(kByteOrderMark)) {
         return false;

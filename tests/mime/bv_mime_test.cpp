@@ -1,0 +1,270 @@
+#include "mime/bv_mime.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "charset/outward_strings.h"
+#include "mime/cls_mime.h"
+
+namespace borvik {
+namespace {
+
+using namespace std::string_literals;
+
+std::string utf8Of(BvString& text) {
+    return text.getUtf8();
+}
+
+std::string bodyOf(BvMime& mime) {
+    BvByteData bytes;
+    mime.GetBodyBinary(bytes);
+    return std::string(bytes.view());
+}
+
+/// A file that goes with the test.
+class TemporaryFile {
+public:
+    TemporaryFile()
+        : path_(std::filesystem::temp_directory_path() /
+                ("bv_mime_test." + std::to_string(reinterpret_cast<std::uintptr_t>(this)))) {}
+    ~TemporaryFile() { std::filesystem::remove(path_); }
+
+    const char* name() const { return path_.c_str(); }
+    void write(std::string_view bytes) { std::ofstream(path_, std::ios::binary) << bytes; }
+    std::string read() const {
+        std::ifstream file(path_, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+private:
+    std::filesystem::path path_;
+};
+
+TEST(BvMime, BeginsEmpty) {
+    BvMime mime;
+    BvString text;
+    EXPECT_TRUE(mime.GetEntireHead(text));
+    EXPECT_EQ(utf8Of(text), "");
+    EXPECT_EQ(mime.NumParts(), 0);
+    EXPECT_STREQ(mime.contentType(), "");
+    EXPECT_STREQ(mime.getMime(), "\r\n\r\n");
+    EXPECT_EQ(mime.header("Subject"), nullptr);
+    EXPECT_TRUE(mime.LoadMime(""));
+    EXPECT_STREQ(mime.getMime(), "\r\n\r\n");
+}
+
+TEST(BvMime, ReadsAndWritesHeaderFields) {
+    BvMime mime;
+    EXPECT_TRUE(mime.AddHeaderField("X-A", " \t\r\n"));
+    EXPECT_TRUE(mime.AddHeaderField(" X-A ", " one "));
+    EXPECT_TRUE(mime.AddHeaderField("x-a", "two"));
+    EXPECT_STREQ(mime.header("x-A"), "one");
+    EXPECT_STREQ(mime.entireHead(), "X-A: one\r\nx-a: two");
+    mime.SetHeaderField("X-a", "caf\xE9");
+    BvString value;
+    EXPECT_TRUE(mime.GetHeaderField("X-A", value));
+    EXPECT_EQ(utf8Of(value), "caf\xC3\xA9");
+    mime.SetHeaderField("X-a", nullptr);
+    EXPECT_FALSE(mime.GetHeaderField("X-A", value));
+    EXPECT_EQ(utf8Of(value), "");
+
+    mime.Disposition(" attachment ");
+    mime.SetHeaderField("Content-Disposition", "inline; filename=\" n.txt \"");
+    mime.Disposition("attachment");
+    EXPECT_STREQ(mime.header("Content-Disposition"), "attachment; filename=\"n.txt\"");
+    EXPECT_STREQ(mime.filename(), "n.txt");
+    mime.Disposition("");
+    EXPECT_EQ(mime.header("Content-Disposition"), nullptr);
+    mime.ContentType(" text/plain; name=x");
+    EXPECT_STREQ(mime.contentType(), " text/plain; name=x");
+    EXPECT_STREQ(mime.name(), "");
+    mime.Encoding(" 7bit ");
+    EXPECT_STREQ(mime.header("content-transfer-encoding"), "7bit");
+}
+
+TEST(BvMime, KeepsTenResults) {
+    BvMime mime;
+    std::vector<const char*> results;
+    for (int i = 0; i < 11; ++i) {
+        mime.ContentType(std::to_string(i).c_str());
+        results.push_back(mime.contentType());
+    }
+    for (int i = 1; i < 11; ++i) {
+        EXPECT_EQ(results[static_cast<std::size_t>(i)], std::to_string(i));
+    }
+}
+
+TEST(BvMime, GivesHandlesOnParts) {
+    auto root = std::make_unique<BvMime>();
+    root->LoadMime(
+        "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\none\r\n--b\r\nContent-Type: "
+        "text/html; name=n\r\n\r\ntwo\r\n--b--");
+    ASSERT_EQ(root->NumParts(), 2);
+    EXPECT_EQ(root->GetPart(2), nullptr);
+    EXPECT_EQ(root->GetPart(-1), nullptr);
+    const std::unique_ptr<BvMime> second = root->GetPart(1);
+    const std::unique_ptr<BvMime> again = root->GetPart(1);
+    second->SetBody("changed");
+    EXPECT_STREQ(again->bodyDecoded(), "changed");
+    EXPECT_STREQ(again->name(), "n");
+    root.reset();
+    EXPECT_STREQ(second->getMime(), "Content-Type: text/html; name=n\r\n\r\nchanged");
+}
+
+TEST(BvMime, AppendsACopy) {
+    BvMime root;
+    root.ContentType("text/plain");
+    root.SetBody("hello");
+    BvMime part;
+    part.ContentType("text/html");
+    part.SetBody("<p>");
+    EXPECT_FALSE(root.AppendPart(nullptr));
+    EXPECT_TRUE(root.AppendPart(&part));
+    part.SetBody("later");
+    EXPECT_STREQ(root.contentType(), "multipart/mixed");
+    ASSERT_EQ(root.NumParts(), 2);
+    EXPECT_EQ(bodyOf(*root.GetPart(0)), "hello");
+    EXPECT_EQ(bodyOf(*root.GetPart(1)), "<p>");
+
+    EXPECT_TRUE(root.AppendPart(&root));
+    ASSERT_EQ(root.NumParts(), 3);
+    EXPECT_EQ(root.GetPart(2)->NumParts(), 2);
+
+    // A part that becomes a multipart leaves its tree.
+    const std::unique_ptr<BvMime> child = root.GetPart(0);
+    child->AppendPart(&part);
+    EXPECT_EQ(child->NumParts(), 2);
+    EXPECT_EQ(root.NumParts(), 3);
+    EXPECT_EQ(root.GetPart(0)->NumParts(), 0);
+}
+
+TEST(BvMime, ReadsEightBitTextInItsCharset) {
+    const auto message = [](std::string_view charset, std::string_view body) {
+        return "Content-Type: text/plain; charset=" + std::string(charset) +
+               "\r\nContent-Transfer-Encoding: 8bit\r\n\r\n" + std::string(body);
+    };
+    struct {
+        std::string bytes;
+        std::string text;
+    } const cases[] = {
+        {message("iso-8859-2", "\xB1"), message("iso-8859-2", "\xC4\x85")},
+        {message("utf-8", "\xC4\x85"), message("utf-8", "\xC4\x85")},
+        // No part names the charset of 8-bit bytes behind the first ASCII ones.
+        {message("iso-8859-2", std::string(50'000, 'x') + "\xB1"),
+         message("iso-8859-2", std::string(50'000, 'x'))},
+    };
+    TemporaryFile file;
+    for (const auto& c : cases) {
+        file.write(c.bytes);
+        BvMime mime;
+        ASSERT_TRUE(mime.LoadMimeFile(file.name()));
+        BvString text;
+        EXPECT_TRUE(mime.GetMime(text));
+        EXPECT_EQ(utf8Of(text).substr(0, c.text.size()), c.text);
+        ASSERT_TRUE(mime.SaveMime(file.name()));
+        EXPECT_EQ(file.read(), c.bytes);
+    }
+}
+
+TEST(BvMime, TakesStringsInTheAnsiCodePage) {
+    BvMime mime;
+    EXPECT_TRUE(
+        mime.LoadMime("Content-Type: text/plain; charset=iso-8859-1\r\n"
+                      "Content-Transfer-Encoding: 8bit\r\n\r\ncaf\xE9"));
+    EXPECT_EQ(bodyOf(mime), "caf\xC3\xA9");
+    EXPECT_STREQ(mime.bodyDecoded(), "caf\xE9");
+    EXPECT_TRUE(std::string_view(mime.getMime()).ends_with("caf\xE9"));
+}
+
+TEST(BvMime, LoadsFiles) {
+    TemporaryFile file;
+    BvMime mime;
+    mime.SetBody("stays");
+    EXPECT_FALSE(mime.LoadMimeFile(file.name()));
+    EXPECT_EQ(bodyOf(mime), "stays");
+
+    const struct {
+        std::string bytes;
+        int parts;
+        std::string first;
+    } cases[] = {
+        {"", 0, ""},
+        {"\xFF\xFEX\0:\0y\0\r\0\n\0\r\0\n\0\xE9\0x\0"s, 0, "\xC3\xA9x"},
+        {"--abc\r\n\r\none\r\n--abc\r\n\r\ntwo\r\n--abc--\r\n", 2, "one"},
+        {"\r\n--abc\r\n\r\none\r\n--abc--\r\n", 1, "one"},
+        {" \n--abc\r\n\r\none\r\n--abc--\r\n", 1, "one"},
+        {"--abc", 0, ""},
+    };
+    for (const auto& c : cases) {
+        file.write(c.bytes);
+        EXPECT_TRUE(mime.LoadMimeFile(file.name()));
+        ASSERT_EQ(mime.NumParts(), c.parts) << c.bytes;
+        EXPECT_EQ(c.parts == 0 ? bodyOf(mime) : bodyOf(*mime.GetPart(0)), c.first) << c.bytes;
+    }
+    EXPECT_FALSE(mime.SaveMime("/no/such/folder/file"));
+}
+
+TEST(BvMime, GivesABodyAsBytesOrAsText) {
+    BvByteData bytes;
+    bytes.append("a\0b", 3);
+    BvMime mime;
+    EXPECT_TRUE(mime.SetBodyFromBinary(bytes));
+    EXPECT_STREQ(mime.header("Content-Transfer-Encoding"), "base64");
+    EXPECT_EQ(bodyOf(mime), "a\0b"s);
+    EXPECT_STREQ(mime.bodyDecoded(), "a");
+    mime.ContentType("text/plain");
+    EXPECT_STREQ(mime.bodyDecoded(), "a b");
+    mime.SetBody("\xE9");
+    EXPECT_EQ(bodyOf(mime), "\xC3\xA9");
+}
+
+TEST(ClsMime, GoesOnAtAnEmptyRootWhenItsNodeIsGone) {
+    ClsMime root;
+    root.convertToMultipart();
+    const std::unique_ptr<ClsMime> part = root.getPart(0);
+    ASSERT_NE(part, nullptr);
+    part->keepLog(true);
+    root.tree().root().clear();
+    XString type;
+    part->setContentType("a/b");
+    part->contentType(type);
+    EXPECT_STREQ(type.getUtf8(), "a/b");
+    EXPECT_NE(&part->tree(), &root.tree());
+    EXPECT_EQ(part->getPart(0), nullptr);
+    StringBuffer log;
+    part->log().getText(log);
+    for (const char* line :
+         {"Failed to get MIME message part", "num_parts: 0", "requested_part_index: 0"}) {
+        EXPECT_TRUE(log.contains(line)) << log.getString();
+    }
+}
+
+TEST(ClsMime, SharesATreeBetweenThreads) {
+    ClsMime root;
+    root.convertToMultipart();
+    constexpr int kParts = 50;
+    const auto work = [&](ClsMime& mine) {
+        ClsMime part;
+        for (int i = 0; i < kParts; ++i) {
+            mine.appendPart(part);
+            const std::unique_ptr<ClsMime> handle = mine.getPart(i);
+            handle->setEncoding("7bit");
+        }
+    };
+    ClsMime other(root.tree(), root.partId());
+    std::thread second([&] { work(other); });
+    work(root);
+    second.join();
+    EXPECT_EQ(root.numParts(), 2 * kParts + 1);
+}
+
+}  // namespace
+}  // namespace borvik
