@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <string>
+#include <tuple>
 
 #include "message/content_types.h"
 #include "message/record_text.h"
@@ -25,11 +26,7 @@ TEST_F(Attachments, AddFilesTakesAllOrTellsWhy) {
     for (char& c : backslashed) {
         c = c == '/' ? '\\' : c;
     }
-    const struct {
-        std::string list;
-        std::int32_t result;
-        std::int32_t count;
-    } cases[] = {
+    const std::tuple<std::string, std::int32_t, std::int32_t> cases[] = {
         {" " + path_ + " |\t" + backslashed + "\r\n", 0, 2},
         {path_ + "| |" + path_, 0, 1},
         {path_ + "||none", 0, 1},
@@ -38,10 +35,10 @@ TEST_F(Attachments, AddFilesTakesAllOrTellsWhy) {
         {path_ + "|" + folder_.path(), kMailAttachmentOpenFailed, 0},
         {path_ + "|" + folder_.file("pipe"), kMailAttachmentOpenFailed, 0},
     };
-    for (const auto& c : cases) {
+    for (const auto& [list, result, count] : cases) {
         CZnMail mail;
-        EXPECT_EQ(mail.AddFiles(c.list), c.result) << c.list;
-        EXPECT_EQ(mail.GetAttachmentCount(), c.count) << c.list;
+        EXPECT_EQ(mail.AddFiles(list), result) << list;
+        EXPECT_EQ(mail.GetAttachmentCount(), count) << list;
     }
     EXPECT_EQ(mail_.AddFile(folder_.file("none"), "text/plain"), kMailAttachmentReadFailed);
 }

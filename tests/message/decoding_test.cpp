@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "message/address_text.h"
 #include "message/record_text.h"
@@ -12,11 +13,7 @@ namespace {
 using support::utf8;
 
 TEST(Decoding, ReadsTheSender) {
-    const struct {
-        const char* from;
-        const char* name;
-        const char* address;
-    } cases[] = {
+    const std::tuple<std::string, const char*, const char*> cases[] = {
         {"\"John Doe\" <a@b>", "John Doe", "a@b"},
         {"a@b", "", "a@b"},
         {"<<a@b>>", "", "<a@b"},
@@ -25,35 +22,31 @@ TEST(Decoding, ReadsTheSender) {
         {"=?utf-8?Q?_a?= <x@y>", "a <x@y>", ""},
         {"=?utf-8?B?w6nwn5iA?= <x@y>", "\u00e9\U0001F600", "x@y"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [from, name, address] : cases) {
         CZnMail mail;
-        const std::string from = c.from;
         mail.LoadFromText(("From: " + from + "\r\nReply-To: " + from + "\r\n\r\nx").c_str());
-        EXPECT_EQ(utf8(mail.m_wstrFromName), c.name) << c.from;
-        EXPECT_EQ(utf8(mail.m_wstrFromAddress), c.address) << c.from;
-        EXPECT_EQ(utf8(mail.m_wstrReplyAddress), c.address) << c.from;
+        EXPECT_EQ(utf8(mail.m_wstrFromName), name) << from;
+        EXPECT_EQ(utf8(mail.m_wstrFromAddress), address) << from;
+        EXPECT_EQ(utf8(mail.m_wstrReplyAddress), address) << from;
     }
 }
 
 TEST(Decoding, ReadsRecipientLists) {
-    const struct {
-        const char* field;
-        const char* recipients;
-    } cases[] = {
+    const std::tuple<std::string, const char*> cases[] = {
         {"\"Doe, John\" <a@b>, c@d", "Doe, John  <a@b>| <c@d>"},
         {"a@b,, ;<c@d>,", " <a@b>| <>| <c@d>"},
         {"\"unclosed, <a@b>", "unclosed,  <a@b>"},
         {"x A@B y a@b", "x  y  <a@b>"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [field, recipients] : cases) {
         CZnMail mail;
         std::string text;
-        for (const char* field : {"To: ", "Cc: ", "Bcc: "}) {
-            text += std::string(field) + c.field + "\r\n";
+        for (const char* header : {"To: ", "Cc: ", "Bcc: "}) {
+            text += header + field + "\r\n";
         }
         mail.LoadFromText((text + "\r\nx").c_str());
         for (const RecipientList* list : {&mail.m_lstTo, &mail.m_lstCc, &mail.m_lstBcc}) {
-            EXPECT_EQ(support::showRecipients(*list), c.recipients) << c.field;
+            EXPECT_EQ(support::showRecipients(*list), recipients) << field;
         }
     }
 }
@@ -61,12 +54,7 @@ TEST(Decoding, ReadsRecipientLists) {
 TEST(Decoding, SortsPartsIntoBodiesAndAttachments) {
     const std::string multipart = "Content-Type: multipart/x; boundary=b\r\n\r\n--b\r\n";
     const std::string plain = "Content-Type: text/plain\r\n\r\nplain\r\n--b\r\n";
-    const struct {
-        std::string text;
-        const char* plain;
-        const char* html;
-        const char* attachments;  ///< Name and type of each.
-    } cases[] = {
+    const std::tuple<std::string, const char*, const char*, const char*> cases[] = {
         {"Content-Type: text/plain; name=n\r\n\r\nbody", "body", "", ""},
         {"Content-Type: application/pdf\r\n\r\nbody", "body", "", ""},
         {multipart + plain + "Content-Type: TEXT/HTML\r\n\r\nhtml\r\n--b--", "plain", "html", ""},
@@ -81,17 +69,17 @@ TEST(Decoding, SortsPartsIntoBodiesAndAttachments) {
                      "Content-Type: message/rfc822\r\n\r\nSubject: s\r\n\r\nx\r\n--b--",
          "", "", "n:image/gif;f:image/png;:message/rfc822;"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [text, plain, html, attachments] : cases) {
         CZnMail mail;
-        EXPECT_EQ(mail.LoadFromText(c.text.c_str()), 0);
-        EXPECT_EQ(utf8(mail.m_wstrBodyPlainText), c.plain) << c.text;
-        EXPECT_EQ(utf8(mail.m_wstrBodyHtml), c.html) << c.text;
-        std::string attachments;
+        EXPECT_EQ(mail.LoadFromText(text.c_str()), 0);
+        EXPECT_EQ(utf8(mail.m_wstrBodyPlainText), plain) << text;
+        EXPECT_EQ(utf8(mail.m_wstrBodyHtml), html) << text;
+        std::string found;
         for (const auto& attachment : mail.m_lstAttachments) {
-            attachments += attachment->m_strFileName.GetString() + ":" +
-                           attachment->m_strContentType.GetString() + ";";
+            found += attachment->m_strFileName.GetString() + ":" +
+                     attachment->m_strContentType.GetString() + ";";
         }
-        EXPECT_EQ(attachments, c.attachments) << c.text;
+        EXPECT_EQ(found, attachments) << text;
     }
 }
 

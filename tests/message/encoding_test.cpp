@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "message/boundary_maker.h"
 #include "message/message_date.h"
@@ -106,13 +107,7 @@ std::string showTree(borvik::BvMime& node) {
 }
 
 TEST_F(Encoding, ChoosesTheTreeByWhatThereIs) {
-    const struct {
-        int files;
-        const char16_t* plain;
-        const char16_t* html;
-        const char* tree;
-        std::size_t boundaries;  ///< Occurrences in the text.
-    } cases[] = {
+    const std::tuple<int, const char16_t*, const char16_t*, const char*, std::size_t> cases[] = {
         {0, u"", u"h", "text/html", 0},
         {0, u"p", u"h", "multipart/alternative(text/plain,text/html)", 4},
         {2, u"", u"", "multipart/mixed(image/gif,image/gif)", 4},
@@ -121,31 +116,26 @@ TEST_F(Encoding, ChoosesTheTreeByWhatThereIs) {
         {1, u"p", u"h", "multipart/mixed(multipart/alternative(text/plain,text/html),image/gif)",
          8},
     };
-    for (const auto& c : cases) {
+    for (const auto& [files, plain, html, tree, boundaries] : cases) {
         CZnMail mail;
-        mail.m_wstrBodyPlainText = c.plain;
-        mail.m_wstrBodyHtml = c.html;
-        for (int i = 0; i < c.files; ++i) {
+        mail.m_wstrBodyPlainText = plain;
+        mail.m_wstrBodyHtml = html;
+        for (int i = 0; i < files; ++i) {
             ASSERT_EQ(mail.AddFiles(folder_.write("p.gif", "GIF")), 0);
         }
         mail.Encode();
         const CZncString first = mail.m_strBoundary;
         mail.Encode();
         EXPECT_FALSE(mail.m_strBoundary == first);
-        EXPECT_EQ(showTree(*mail.m_pMime), c.tree);
-        EXPECT_EQ(countOf(sourceOf(mail), mail.m_strBoundary.View()), c.boundaries) << c.tree;
+        EXPECT_EQ(showTree(*mail.m_pMime), tree);
+        EXPECT_EQ(countOf(sourceOf(mail), mail.m_strBoundary.View()), boundaries) << tree;
     }
 }
 
 TEST_F(Encoding, DrawsAgainWhenATextHoldsTheBoundary) {
     const std::string outer = BoundaryMaker::boundary(1, kFirstMiddle);
     const std::string inner = BoundaryMaker::boundary(2, kFirstMiddle);
-    const struct {
-        std::string plain;
-        const char16_t* html;
-        std::string attached;
-        bool drawsAgain;
-    } cases[] = {
+    const std::tuple<std::string, const char16_t*, std::string, bool> cases[] = {
         {"x" + outer + "y", u"h", "", true},
         {outer, u"", "", false},
         {outer.substr(0, outer.size() - 1), u"h", "", false},
@@ -156,20 +146,20 @@ TEST_F(Encoding, DrawsAgainWhenATextHoldsTheBoundary) {
         {"p", u"", "a" + outer, true},
         {"p", u"h", "a" + inner, false},
     };
-    for (const auto& c : cases) {
+    for (const auto& [plain, html, attached, drawsAgain] : cases) {
         CZnMail mail;
-        if (!c.attached.empty()) {
+        if (!attached.empty()) {
             const std::string text =
                 "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n"
                 "Content-Type: message/rfc822\r\n\r\n" +
-                c.attached + "\r\n--b--\r\n";
+                attached + "\r\n--b--\r\n";
             mail.LoadFromText(text.c_str());
         }
-        Utf8ToWide(c.plain.c_str(), mail.m_wstrBodyPlainText);
-        mail.m_wstrBodyHtml = c.html;
+        Utf8ToWide(plain.c_str(), mail.m_wstrBodyPlainText);
+        mail.m_wstrBodyHtml = html;
         platform::srand(1);
         mail.Encode();
-        EXPECT_EQ(mail.m_strBoundary, c.drawsAgain ? kSecondMiddle : kFirstMiddle) << c.plain;
+        EXPECT_EQ(mail.m_strBoundary, drawsAgain ? kSecondMiddle : kFirstMiddle) << plain;
     }
 }
 
@@ -191,14 +181,11 @@ TEST_F(Encoding, StaysLinearForGuessedBoundariesAndManyRecipients) {
 }
 
 TEST(FormatDate, WritesDayAndZone) {
-    const struct {
-        int bias;
-        const char* zone;
-    } cases[] = {{0, "-0000"},   {300, "-0500"}, {-330, "+0530"},
-                 {210, "-0330"}, {-30, "+0030"}, {-840, "+1400"}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(FormatDate({1999, 8, 1, 0, 4, 5, 6, 0}, c.bias),
-                  std::string("Sun, 1 Aug 1999 04:05:06 ") + c.zone);
+    const std::tuple<int, std::string> cases[] = {{0, "-0000"},   {300, "-0500"}, {-330, "+0530"},
+                                                  {210, "-0330"}, {-30, "+0030"}, {-840, "+1400"}};
+    for (const auto& [bias, zone] : cases) {
+        EXPECT_EQ(FormatDate({1999, 8, 1, 0, 4, 5, 6, 0}, bias),
+                  "Sun, 1 Aug 1999 04:05:06 " + zone);
     }
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "message/record_text.h"
 #include "platform/code_page.h"
@@ -13,12 +14,7 @@ using support::sourceOf;
 using support::utf8;
 
 TEST(HeaderText, IsOneEncodedWord) {
-    const struct {
-        std::uint32_t ansiPage;
-        std::int32_t encoding;
-        const char16_t* text;
-        const char* expected;
-    } cases[] = {
+    const std::tuple<std::uint32_t, std::int32_t, const char16_t*, std::string> cases[] = {
         {1252, 0, u"", ""},
         {1252, 28595, u"a\"\x7f", "a\"\x7f"},
         {1252, 0, u"caf\u00e9", "=?windows-1252?B?Y2Fm6Q==?="},
@@ -31,22 +27,17 @@ TEST(HeaderText, IsOneEncodedWord) {
         {932, 0, u"\u00a7", "=?shift_jis?B?gZg=?="},
         {65001, 0, u"caf\u00e9", "=?utf-8?B?Y2Fmw6k=?="},
     };
-    for (const auto& c : cases) {
-        const platform::ScopedAnsiCodePage page(c.ansiPage);
+    for (const auto& [ansiPage, encoding, text, expected] : cases) {
+        const platform::ScopedAnsiCodePage page(ansiPage);
         CZnMail mail;
-        mail.m_nEncoding = c.encoding;
-        EXPECT_EQ(mail.EncodeHeaderText(c.text, false), c.expected);
-        EXPECT_EQ(mail.EncodeHeaderText(c.text, true), '"' + std::string(c.expected) + '"');
+        mail.m_nEncoding = encoding;
+        EXPECT_EQ(mail.EncodeHeaderText(text, false), expected);
+        EXPECT_EQ(mail.EncodeHeaderText(text, true), '"' + expected + '"');
     }
 }
 
 TEST(TextBody, IsLabelledByClassAndEncoding) {
-    const struct {
-        std::int32_t encoding;
-        const char16_t* text;
-        const char16_t* html;
-        const char* expected;
-    } cases[] = {
+    const std::tuple<std::int32_t, const char16_t*, const char16_t*, const char*> cases[] = {
         {28595, u"a", u"", "text/plain\r\nContent-Transfer-Encoding: 7bit\r\n\r\na"},
         {28595, u"caf\u00e9", u"",
          "charset=iso-8859-5\r\nContent-Transfer-Encoding: base64\r\n\r\nY2Fm6Q=="},
@@ -57,23 +48,18 @@ TEST(TextBody, IsLabelledByClassAndEncoding) {
         {28595, u"caf\u00e9", u"h", "\r\n\r\nY2Fm6Q=="},
         {936, u"caf\u00e9", u"h", "\r\n\r\nY2Fm\r\n"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [encoding, text, html, expected] : cases) {
         CZnMail mail;
-        mail.m_nEncoding = c.encoding;
-        mail.m_wstrBodyPlainText = c.text;
-        mail.m_wstrBodyHtml = c.html;
+        mail.m_nEncoding = encoding;
+        mail.m_wstrBodyPlainText = text;
+        mail.m_wstrBodyHtml = html;
         mail.Encode();
-        EXPECT_THAT(sourceOf(mail), testing::HasSubstr(c.expected)) << c.encoding;
+        EXPECT_THAT(sourceOf(mail), testing::HasSubstr(expected)) << encoding;
     }
 }
 
 TEST(RoundTrip, KeepsWhatTheAnsiPageCanHold) {
-    const struct {
-        std::uint32_t ansiPage;
-        const char* text;
-        const char* body;  ///< What comes back of it as a body.
-        const char* name;  ///< And as a display name.
-    } cases[] = {
+    const std::tuple<std::uint32_t, const char*, const char*, const char*> cases[] = {
         {1252, "caf\u00e9 \u20ac", "caf\u00e9 \u20ac", "caf\u00e9 \u20ac"},
         {1252, "a\u65e5b", "ab", "a\u65e5b"},
         {1251, "\u041f\u0440\u0438", "\u041f\u0440\u0438", "\u041f\u0440\u0438"},
@@ -82,17 +68,17 @@ TEST(RoundTrip, KeepsWhatTheAnsiPageCanHold) {
         {65001, "\u00e9\u041f\u65e5\U0001F600", "\u00e9\u041f\u65e5\U0001F600",
          "\u00e9\u041f\u65e5\U0001F600"},
     };
-    for (const auto& c : cases) {
-        const platform::ScopedAnsiCodePage page(c.ansiPage);
+    for (const auto& [ansiPage, text, body, name] : cases) {
+        const platform::ScopedAnsiCodePage page(ansiPage);
         CZnMail mail;
-        Utf8ToWide(c.text, mail.m_wstrBodyPlainText);
+        Utf8ToWide(text, mail.m_wstrBodyPlainText);
         mail.m_wstrFromName = mail.m_wstrBodyPlainText;
         mail.m_wstrFromAddress = u"a@b";
         mail.Encode();
         CZnMail loaded;
         ASSERT_EQ(loaded.LoadFromText(sourceOf(mail).c_str()), 0);
-        EXPECT_EQ(utf8(loaded.m_wstrBodyPlainText), c.body) << c.ansiPage;
-        EXPECT_EQ(utf8(loaded.m_wstrFromName), c.name) << c.ansiPage;
+        EXPECT_EQ(utf8(loaded.m_wstrBodyPlainText), body) << ansiPage;
+        EXPECT_EQ(utf8(loaded.m_wstrFromName), name) << ansiPage;
         EXPECT_EQ(utf8(loaded.m_wstrFromAddress), "a@b");
     }
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "message/address_text.h"
 #include "message/record_text.h"
@@ -21,11 +22,7 @@ TEST(IsValidEmailAddress, AcceptsWhatLooksLikeAnAddress) {
 }
 
 TEST(CZnMail, AddToReadsAListOfAddresses) {
-    const struct {
-        const char16_t* addresses;
-        bool valid;
-        const char* recipients;
-    } cases[] = {
+    const std::tuple<const char16_t*, bool, const char*> cases[] = {
         {u"\r\n a@b \t", true, "Name <a@b>"},
         {u"a@b;c@d|e@f , g@h", true, "a@b <a@b>|c@d <c@d>|e@f <e@f>|g@h <g@h>"},
         {u"a@b,", true, "Name <a@b>"},
@@ -35,13 +32,13 @@ TEST(CZnMail, AddToReadsAListOfAddresses) {
         {u"a@b, bad", false, ""},
         {u"a@b, ,c@d", false, ""},
     };
-    for (const auto& c : cases) {
+    for (const auto& [addresses, valid, recipients] : cases) {
         CZnMail mail;
-        EXPECT_EQ(mail.AddTo(c.addresses, u" Name "), c.valid ? 0 : kMailBadToAddress);
-        EXPECT_EQ(mail.AddCc(c.addresses, u" Name "), c.valid ? 0 : kMailBadCcAddress);
-        EXPECT_EQ(mail.AddBcc(c.addresses, u" Name "), c.valid ? 0 : kMailBadBccAddress);
+        EXPECT_EQ(mail.AddTo(addresses, u" Name "), valid ? 0 : kMailBadToAddress);
+        EXPECT_EQ(mail.AddCc(addresses, u" Name "), valid ? 0 : kMailBadCcAddress);
+        EXPECT_EQ(mail.AddBcc(addresses, u" Name "), valid ? 0 : kMailBadBccAddress);
         for (const RecipientList* list : {&mail.m_lstTo, &mail.m_lstCc, &mail.m_lstBcc}) {
-            EXPECT_EQ(support::showRecipients(*list), c.recipients);
+            EXPECT_EQ(support::showRecipients(*list), recipients);
         }
     }
 }
