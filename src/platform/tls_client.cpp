@@ -87,8 +87,11 @@ struct TlsClient::State {
     BIO* input = nullptr;
     BIO* output = nullptr;
     std::vector<std::string> identities;
+    bool failed = false;  ///< The library forgets how a channel ended.
     std::string checkedName;
     std::string refusal;
+
+    static int onVerdict(int good, X509_STORE_CTX* verification);
 
     TlsStart makeContext(const TlsSettings& settings);
     TlsStart makeChannel(const TlsSettings& settings);
@@ -97,6 +100,19 @@ struct TlsClient::State {
 
 TlsClient::TlsClient() : state_(std::make_unique<State>()) {}
 TlsClient::~TlsClient() = default;
+
+/// Called for every certificate of the chain and for every failure; keeps the cause of the first.
+int TlsClient::State::onVerdict(int good, X509_STORE_CTX* verification) {
+    const auto* ssl = static_cast<SSL*>(
+        X509_STORE_CTX_get_ex_data(verification, SSL_get_ex_data_X509_STORE_CTX_idx()));
+    auto* state = static_cast<State*>(SSL_get_app_data(ssl));
+    if (good == 0 && state->refusal.empty()) {
+        state->refusal =
+            describeRefusal(X509_STORE_CTX_get_error(verification),
+                            X509_STORE_CTX_get_current_cert(verification), state->checkedName);
+    }
+    return good;
+}
 
 TlsStart TlsClient::State::makeContext(const TlsSettings& settings) {
     if (!settings.clientCertificateFolder.empty() &&
@@ -111,8 +127,9 @@ TlsStart TlsClient::State::makeContext(const TlsSettings& settings) {
     SSL_CTX_set_options(context, SSL_OP_CLEANSE_PLAINTEXT);
     SSL_CTX_set_mode(context, SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER |
                                   SSL_MODE_NO_AUTO_CHAIN);
-    SSL_CTX_set_verify(context, settings.verifyServer ? SSL_VERIFY_PEER : SSL_VERIFY_NONE, nullptr);
+    SSL_CTX_set_verify(context, SSL_VERIFY_NONE, nullptr);
     if (settings.verifyServer) {
+        SSL_CTX_set_verify(context, SSL_VERIFY_PEER, onVerdict);
         const bool trusting =
             settings.trustFile.empty()
                 ? SSL_CTX_set_default_verify_paths(context) == 1
@@ -142,13 +159,13 @@ TlsStart TlsClient::State::makeChannel(const TlsSettings& settings) {
     }
     SSL_set_bio(ssl, input, output);
     SSL_set_connect_state(ssl);
+    SSL_set_app_data(ssl, this);
     if (!settings.serverName.empty() && !isAddressLiteral(settings.serverName)) {
         // A name that can't be one in TLS is left out: the server then shows its usual certificate.
         SSL_set_tlsext_host_name(ssl, settings.serverName.c_str());
         ERR_clear_error();
     }
-    checkedName = settings.checkedName;
-    if (settings.verifyServer && !requireServerName(ssl, checkedName)) {
+    if (settings.verifyServer && !requireServerName(ssl, settings.checkedName)) {
         refusal = "there is no name to check it for";
         return TlsStart::kNoChannel;
     }
@@ -156,12 +173,16 @@ TlsStart TlsClient::State::makeChannel(const TlsSettings& settings) {
 }
 
 TlsStart TlsClient::start(const TlsSettings& settings) {
+    state_->checkedName = settings.checkedName;
     ERR_clear_error();
     const TlsStart made = state_->makeContext(settings);
     return made == TlsStart::kReady ? state_->makeChannel(settings) : made;
 }
 
 TlsStep TlsClient::State::outcome(int result) {
+    if (failed) {
+        return TlsStep::kFailed;
+    }
     switch (SSL_get_error(ssl, result)) {
         case SSL_ERROR_NONE:
             return TlsStep::kDone;
@@ -171,20 +192,14 @@ TlsStep TlsClient::State::outcome(int result) {
         case SSL_ERROR_ZERO_RETURN:
             return TlsStep::kClosed;
         default:
+            failed = true;
             return TlsStep::kFailed;
     }
 }
 
 TlsStep TlsClient::handshake() {
     ERR_clear_error();
-    const TlsStep step = state_->outcome(SSL_do_handshake(state_->ssl));
-    const long verdict = SSL_get_verify_result(state_->ssl);
-    if (step == TlsStep::kFailed && verdict != X509_V_OK &&
-        SSL_get_verify_mode(state_->ssl) != SSL_VERIFY_NONE) {
-        state_->refusal =
-            describeRefusal(verdict, SSL_get0_peer_certificate(state_->ssl), state_->checkedName);
-    }
-    return step;
+    return state_->outcome(SSL_do_handshake(state_->ssl));
 }
 
 bool TlsClient::addInput(const void* bytes, std::size_t size) {

@@ -24,6 +24,8 @@ constexpr std::uint32_t kDefaultHandshakeLimit = 20000;
 constexpr std::uint32_t kSendIdleLimit = 3000;
 /// A server that sends more than this before it lets the client answer is not shaking hands.
 constexpr std::uint32_t kMaxHandshakeFlight = 256 * 1024;
+/// Reads in a row that bring no plaintext; then the caller looks at its limit.
+constexpr int kMaxSilentRounds = 16;
 constexpr std::uint32_t kCipherBufferBytes = 64 * 1024;
 constexpr std::size_t kFirstLineBuffer = 16 * 1024;
 constexpr std::size_t kLargestLineBuffer = kMaxLineBytes + kWireLineEnd.size();
@@ -312,34 +314,40 @@ std::int32_t CZnSecureProtocol::FeedChannel(bool& anyOut) {
 
 std::int32_t CZnSecureProtocol::DecryptBuffered(void* dest, std::uint32_t capacity,
                                                 std::uint32_t& receivedOut) {
+    if (m_bPeerEnded) {
+        return 0;
+    }
     std::size_t got = 0;
     const platform::TlsStep step = m_pChannel->read(dest, capacity, got);
     receivedOut = static_cast<std::uint32_t>(got);
-    const std::int32_t sent = SendOutput();
+    m_bPeerEnded = step == platform::TlsStep::kClosed;
     if (step == platform::TlsStep::kFailed) {
+        SendOutput();  // the alert; the failure counts, however far that comes
         return kSecureDecryptFailed;
     }
-    m_bPeerEnded = step == platform::TlsStep::kClosed;
-    // An answer that didn't reach the server is no reason to withhold what came from there.
-    return got > 0 ? 0 : sent;
+    return 0;
 }
 
 std::int32_t CZnSecureProtocol::DecryptMore(void* dest, std::uint32_t capacity,
                                             std::uint32_t& receivedOut) {
     receivedOut = 0;
-    // What is buffered goes first: a whole record must not get lost to a close that follows it.
-    if (!m_bPeerEnded) {
-        const std::int32_t result = DecryptBuffered(dest, capacity, receivedOut);
+    for (int round = 0; round < kMaxSilentRounds; ++round) {
+        // What is buffered goes first: a whole record must not get lost to a close that follows it.
+        std::int32_t result = DecryptBuffered(dest, capacity, receivedOut);
+        bool any = false;
+        if (result == 0 && receivedOut == 0) {
+            result = FeedChannel(any);
+        }
         if (result != 0 || receivedOut > 0) {
             return result;
         }
+        if (!any) {
+            break;
+        }
     }
-    bool any = false;
-    const std::int32_t result = FeedChannel(any);
-    if (result != 0 || !any || m_bPeerEnded) {
-        return result;
-    }
-    return DecryptBuffered(dest, capacity, receivedOut);
+    // Answers that the channel owes the server, new keys for one, wait until there is nothing left
+    // to read: where the server has gone already, sending them would cost what it sent before.
+    return SendOutput();
 }
 
 std::int32_t CZnSecureProtocol::ReceiveSecure(void* dest, std::uint32_t capacity,

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -54,7 +55,8 @@ public:
         std::vector<char> block(atOnce);
         while (all.size() < count) {
             std::uint32_t got = 0;
-            const std::int32_t result = ReceiveSecure(block.data(), atOnce, got);
+            const auto room = std::min(atOnce, static_cast<std::uint32_t>(count - all.size()));
+            const std::int32_t result = ReceiveSecure(block.data(), room, got);
             if (result != 0) {
                 return all + std::to_string(result);
             }
@@ -147,7 +149,7 @@ TEST_P(SecureVersions, LinesComeWholeHoweverTheRecordsAreCut) {
                             peer.hold(true);
                             peer.send("one\r\ntwo\r\n");  // many lines in one record
                             peer.send("three\r\n", 1);    // one line over many records
-                            peer.send("fo\rur\r\nfi\nve\r\nsi\0x\r\n" + std::string("\r\r\n\r\n"));
+                            peer.send("fo\rur\r\nfi\nve\r\n\r\r\n\r\n");
                             peer.send(std::string("a\0b\r\nrest", 9));
                             peer.hold(false);
                             peer.stall();
@@ -155,10 +157,11 @@ TEST_P(SecureVersions, LinesComeWholeHoweverTheRecordsAreCut) {
                         setup()),
                     delivery());
     ASSERT_EQ(session.channel.Handshake(), 0);
-    for (const char* expected : {"one", "two", "three", "fo", "fi", "si", "", "", "ab"}) {
+    for (const char* expected : {"one", "two", "three", "fo", "fi", "", "", "ab"}) {
         EXPECT_EQ(session.channel.line(), expected);
     }
-    EXPECT_EQ(session.channel.bytes(1, 1) + session.channel.bytes(3, 2), "rest");
+    EXPECT_EQ(session.channel.bytes(1, 1), "r");
+    EXPECT_EQ(session.channel.bytes(3, 2), "est");
     EXPECT_EQ(session.channel.line(20), "-1014");
 }
 
@@ -169,20 +172,38 @@ TEST_P(SecureVersions, BytesSurviveNewKeysInTheMiddleAndACloseBehindThem) {
                             peer.send(text);
                             peer.rekey();
                             if (peer.readBytes(text.size()) == text) {
-                                peer.send(text);
                                 peer.rekey();
                                 peer.send(text);
+                                peer.readBytes(1);  // and closes without a word
                             }
-                        },  // and closes without a word
+                        },
                         setup()),
                     delivery());
     ASSERT_EQ(session.channel.Handshake(), 0);
     EXPECT_TRUE(session.channel.bytes(text.size(), 7000) == text);
     EXPECT_EQ(session.channel.SendRecords(text), 0);
-    const std::string rest = session.channel.bytes(3 * text.size());
-    EXPECT_TRUE(rest.starts_with(text + text));
-    EXPECT_EQ(rest.substr(2 * text.size()), "-9");
+    EXPECT_TRUE(session.channel.bytes(text.size()) == text);
+    EXPECT_EQ(session.channel.SendRecords("x"), 0);
+    EXPECT_EQ(session.channel.line(), "-9");
     EXPECT_FALSE(session.channel.IsConnected());
+}
+
+TEST(SecureProtocol, AnAnswerOwedToAServerThatHasGoneCostsNothing) {
+    TlsServerSetup setup(serverIdentity());
+    setup.version = TLS1_3_VERSION;
+    Session session(overTls(
+        [](TlsPeer& peer) {
+            peer.hold(true);
+            peer.rekey();
+            peer.send("last\r\n" + std::string(100000, 'x') + "\r\n");
+            peer.hold(false);
+        },
+        setup));
+    ASSERT_EQ(session.channel.Handshake(), 0);
+    session.server.receivedBy(1);
+    EXPECT_EQ(session.channel.line(), "last");
+    EXPECT_EQ(session.channel.line().size(), 100000u);
+    EXPECT_EQ(session.channel.line(), "-9");
 }
 
 TEST(SecureProtocol, EchoesEverySizeAroundARecord) {
@@ -277,7 +298,7 @@ TEST(SecureProtocol, TheEndOfAChannelShowsInItsKind) {
         {"forged record",
          [](auto& c, auto&) { c.send(std::string("\x17\x03\x03\x00\x04oops", 9)), c.stall(); },
          "-1011"},
-        {"reset", [](auto& c, auto& p) { p.readLine(), c.reset(); }, "-10"},
+        {"reset", [](auto& c, auto&) { c.delay(50ms), c.reset(); }, "-10"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -289,9 +310,11 @@ TEST(SecureProtocol, TheEndOfAChannelShowsInItsKind) {
         });
         ASSERT_EQ(session.channel.Handshake(), 0);
         EXPECT_EQ(session.channel.line(), "last words");
-        CZncString bye("bye");
-        EXPECT_EQ(session.channel.SendSecure(bye), 0);
-        EXPECT_EQ(session.channel.line(300), c.expected);
+        EXPECT_EQ(session.channel.line(200), c.expected);
+        // Nor does it say anything else afterwards, as long as there is a connection.
+        if (session.channel.IsConnected()) {
+            EXPECT_EQ(session.channel.line(50), c.expected);
+        }
     }
 }
 
@@ -482,7 +505,9 @@ TEST(SecureProtocol, ChecksTheServerWhereTheSettingAsksForIt) {
         EXPECT_EQ(result, *c.cause != '\0' ? -1007 : 0);
         const std::string line = "] Server certificate refused: ";
         EXPECT_EQ(log.find(line + c.cause) != std::string::npos, *c.cause != '\0') << log;
-        EXPECT_NE(run("\"VerifyServer\"=\"1\"\n").first, 0) << "the system doesn't know us";
+        if (&c == &cases[0]) {
+            EXPECT_NE(run("\"VerifyServer\"=\"1\"\n").first, 0) << "the system doesn't know us";
+        }
     }
     const Settings noTrust("\"VerifyServer\"=\"1\"\n\"TrustFile\"=\"/no/such/file\"\n");
     Session session([](ScriptedConnection& connection) { connection.stall(); });

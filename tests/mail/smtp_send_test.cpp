@@ -1,0 +1,266 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "mail/scramble.h"
+#include "mail/smtp.h"
+#include "mail_servers.h"
+#include "message/znmail.h"
+#include "platform/c_random.h"
+#include "support/fake_clock.h"
+#include "support/temporary_folder.h"
+
+namespace tessolt {
+namespace {
+
+using support::ScriptedServer;
+
+void compose(CZnMail& mail) {
+    mail.m_wstrFromAddress.Assign(u"from@x.test");
+    mail.AddTo(u"one@x.test;two@x.test");
+    mail.AddCc(u"three@x.test");
+    mail.AddBcc(u"four@x.test");
+    mail.m_wstrSubject.Assign(u"A subject");
+    mail.m_wstrBodyPlainText.Assign(u"first\r\n.\r\n.last\r\n.");
+}
+
+/// A connection to a server that takes part.
+struct Session {
+    explicit Session(ServerPart part) : server(served(std::move(part))) {
+        smtp.m_strHost = "localhost";
+        smtp.m_lHostPort = server.port();
+        EXPECT_EQ(smtp.Connect(), 0);
+        compose(mail);
+    }
+    /// The lines of the connection, without greeting and message text.
+    std::string commands() {
+        smtp.Disconnect();
+        std::string received = server.receivedBy(1).at(0);
+        const std::string begin = "DATA\r\n";
+        const std::string end = "\r\n.\r\n";
+        for (std::size_t at = received.find(begin); at != std::string::npos;
+             at = received.find(begin, at + begin.size())) {
+            const std::size_t from = at + begin.size();
+            const std::size_t stop = received.find(end, from);
+            if (stop != std::string::npos) {
+                received.erase(from, stop + end.size() - from);
+            }
+        }
+        return linesOf(received);
+    }
+
+    ScriptedServer server;
+    CZnSmtp smtp;
+    CZnMail mail;
+};
+
+const std::string kFrom = "MAIL FROM: <from@x.test>|";
+const std::string kOne = "RCPT TO: <one@x.test>|";
+const std::string kRest = "RCPT TO: <two@x.test>|RCPT TO: <three@x.test>|RCPT TO: <four@x.test>|";
+const std::string kAll = kFrom + kOne + kRest + "DATA|";
+
+TEST(SmtpSend, ATransactionReachesEverybodyOrNobody) {
+    struct Case {
+        const char* name;
+        std::map<std::string, std::vector<std::string>> replies;
+        std::int32_t first, second;
+        std::string lines;
+    };
+    const Case cases[] = {
+        {"all well", {}, 0, 0, kAll + kAll},
+        {"251 is fine",
+         {{"RCPT", {"251 will forward\r\n"}}, {"MAIL", {"399 x\r\n"}}},
+         0,
+         0,
+         kAll + kAll},
+        {"sender refused",
+         {{"MAIL", {"550 no\r\n", "250 ok\r\n"}}},
+         550,
+         0,
+         kFrom + "RSET|" + kAll},
+        {"code below", {{"MAIL", {"199 x\r\n", "250 ok\r\n"}}}, 199, 0, kFrom + "RSET|" + kAll},
+        {"second recipient refused",
+         {{"RCPT", {"250 ok\r\n", "550 no\r\n", "250 ok\r\n"}}},
+         550,
+         0,
+         kFrom + kOne + "RCPT TO: <two@x.test>|RSET|" + kAll},
+        {"no data", {{"DATA", {"250 what\r\n", "354 go\r\n"}}}, 250, 0, kAll + "RSET|" + kAll},
+        {"message refused", {{".", {"554 spam\r\n", "250 ok\r\n"}}}, 554, 0, kAll + kAll},
+        {"message taken oddly", {{".", {"251 ok\r\n"}}}, 251, 251, kAll + kAll},
+        {"reset refused",
+         {{"MAIL", {"450 no\r\n"}}, {"RSET", {"500 no\r\n"}}},
+         450,
+         500,
+         kFrom + "RSET|"},
+        {"unreadable reply",
+         {{"MAIL", {"no code\r\n", "250 ok\r\n"}}},
+         -2004,
+         0,
+         kFrom + "RSET|" + kAll},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ServerPart part = smtpPart();
+        for (const auto& [verb, replies] : c.replies) {
+            part.replies[verb] = replies;
+        }
+        Session session(part);
+        EXPECT_EQ(session.smtp.Send(session.mail), c.first);
+        EXPECT_EQ(session.smtp.Send(session.mail), c.second);
+        EXPECT_EQ(session.commands(), "EHLO|" + c.lines + "QUIT");
+        EXPECT_EQ(session.smtp.Send(session.mail), -2008);
+    }
+}
+
+TEST(SmtpSend, ARecipientWithALineBreakIsNeverSent) {
+    Session session(smtpPart());
+    session.mail.m_lstCc.front()->m_wstrAddress.Assign(u"x@y\r\nQUIT\r\nz");
+    EXPECT_EQ(session.smtp.Send(session.mail), -2010);
+    EXPECT_EQ(session.commands(), "EHLO|" + kFrom + kOne + "RCPT TO: <two@x.test>|QUIT");
+}
+
+TEST(SmtpSend, LongAddressesAreCutInTheSenderOnly) {
+    Session session(smtpPart());
+    const std::u16string address(3000, u'a');
+    session.mail.m_wstrFromAddress.Assign(address);
+    session.mail.m_lstTo.resize(1);
+    session.mail.m_lstTo.front()->m_wstrAddress.Assign(address);
+    session.mail.m_lstCc.clear();
+    session.mail.m_lstBcc.clear();
+    EXPECT_EQ(session.smtp.Send(session.mail), 0);
+    EXPECT_EQ(session.commands(), "EHLO|MAIL FROM: <" + std::string(2047 - 12, 'a') +
+                                      "|RCPT TO: <" + std::string(3000, 'a') + ">|DATA|QUIT");
+}
+
+TEST(SmtpSend, TheMessageGoesOutAsItStandsButForLoneDots) {
+    const std::string big(300000, 'x');
+    const std::pair<std::string, std::string> cases[] = {
+        {"", ""},
+        {".", ".."},
+        {"a\r\n.\r\n.\r\n.b\r\n.", "a\r\n..\r\n..\r\n.b\r\n.."},
+        {big + "\r\n", big + "\r\n"},
+        {big + "\r\n.\r\n" + big + "\n.", big + "\r\n..\r\n" + big + "\n.."},
+    };
+    for (const auto& [text, wire] : cases) {
+        Session session(smtpPart());
+        EXPECT_EQ(session.smtp.Data(text), 0);
+        session.smtp.Disconnect();
+        const std::string received = session.server.receivedBy(1).at(0);
+        EXPECT_TRUE(received.ends_with("DATA\r\n" + wire + "\r\n.\r\nQUIT\r\n"));
+    }
+}
+
+TEST(SmtpSend, AServerThatTakesNothingIsGivenUp) {
+    const ScriptedServer server([](support::ScriptedConnection& c) {
+        c.send("220 hi\r\n"), c.readLine(), c.send("250 ok\r\n");
+        c.readLine(), c.send("354 go\r\n"), c.stall(true);
+    });
+    CZnSmtp smtp;
+    smtp.m_strHost = "localhost";
+    smtp.m_lHostPort = server.port();
+    ASSERT_EQ(smtp.Connect(), 0);
+    smtp.m_lTimeoutCommand = 200;
+    EXPECT_EQ(smtp.Data(std::string(30'000'000, 'x')), -2010);
+}
+
+TEST(Scramble, WritesTheFormOfTheQueue) {
+    // The key bytes 29 23 BE, each byte of the text and a zero with one of them added in turn, and
+    // whole random numbers up to 28 digits.
+    const std::pair<const char*, const char*> cases[] = {
+        {"", ""},
+        {"a", "2923BE8A2367844AE13D6C2CD672AE"},
+        {"secret", "2923BE9C88219B88322967844AE1"},
+        {"a password of some length", "2923BE8A432E8A9631A092308D432D8F4331989023498F23978A329123"},
+        {"\xFF\xE9", "2923BE280CBE67844AE13D6C2CD6"},
+    };
+    for (const auto& [clear, expected] : cases) {
+        CZncString text(clear);
+        Scramble(text);
+        EXPECT_EQ(text, expected);
+    }
+}
+
+class SmtpQueue : public testing::Test {
+protected:
+    std::vector<std::string> names() const {
+        std::vector<std::string> found;
+        for (const auto& entry : std::filesystem::directory_iterator(folder_.path())) {
+            found.push_back(entry.path().filename().string());
+        }
+        return found;
+    }
+    std::int32_t queue(const std::string& folder, const char* host = "mail.test") {
+        return smtp_.Queue(mail_, folder.c_str(), host, 587, true, "tim", "secret");
+    }
+
+    support::TemporaryFolder folder_;
+    CZnSmtp smtp_;
+    CZnMail mail_;
+};
+
+TEST_F(SmtpQueue, WritesACompleteFile) {
+    compose(mail_);
+    ASSERT_EQ(queue(folder_.path()), 0);
+    ASSERT_EQ(names().size(), 1u);
+    const std::string name = names().front();
+    EXPECT_EQ(name.size(), 24u);
+    EXPECT_TRUE(name.ends_with(".znq"));
+    struct stat info {};
+    ASSERT_EQ(stat(folder_.file(name).c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07u, 0u) << "nobody else may read it";
+    const std::string text = support::TemporaryFolder::read(folder_.file(name));
+    CZncString source;
+    EXPECT_EQ(text, mail_.GetSource(source).GetString());
+    const std::string prefix = "X-ZnQueueService-RemoveBeforeSending-";
+    for (const char* header : {"Host: mail.test", "Port: 587", "Secure: True", "Account: tim",
+                               "Password: 2923BE9C8821"}) {
+        EXPECT_NE(text.find("\r\n" + prefix + header), std::string::npos) << header;
+    }
+    EXPECT_NE(text.find("\r\nTo: "), std::string::npos);
+}
+
+TEST_F(SmtpQueue, ASecondTimeReplacesTheHeadersAndMakesAnotherFile) {
+    ASSERT_EQ(queue(folder_.path(), "first.test"), 0);
+    const std::string first = names().front();
+    ASSERT_EQ(
+        smtp_.Queue(mail_, folder_.path().c_str(), "second.test", -5, false, nullptr, nullptr), 0);
+    ASSERT_EQ(names().size(), 2u);
+    for (const std::string& name : names()) {
+        const std::string text = support::TemporaryFolder::read(folder_.file(name));
+        EXPECT_EQ(text.find(name == first ? "second.test" : "first.test"), std::string::npos);
+        EXPECT_EQ(text.find("-Port: -5") != std::string::npos, name != first);
+        EXPECT_EQ(text.find("-Secure: False") != std::string::npos, name != first);
+    }
+}
+
+TEST_F(SmtpQueue, AValueCannotAddAHeader) {
+    ASSERT_EQ(queue(folder_.path(), "h\r\nBcc: evil@x.test"), 0);
+    const std::string text = support::TemporaryFolder::read(folder_.file(names().front()));
+    EXPECT_EQ(text.find("\nBcc:"), std::string::npos);
+}
+
+TEST_F(SmtpQueue, WhatStandsInTheWayIsLeftAlone) {
+    EXPECT_EQ(queue(folder_.file("missing")), -2016);
+    // With the time standing still and the random numbers begun anew, names come again.
+    const support::FakeClock clock;
+    const auto again = [&] { return queue(folder_.path()); };
+    ASSERT_EQ(again(), 0);
+    const std::string name = names().front();
+    std::filesystem::remove(folder_.file(name));
+    folder_.write("target", "precious");
+    std::filesystem::create_symlink(folder_.file("target"), folder_.file(name + "_"));
+    EXPECT_EQ(again(), -2016) << "a link in the place of the file being written";
+    std::filesystem::remove(folder_.file(name + "_"));
+    // A dangling link doesn't count as a file of that name, but must not be replaced.
+    std::filesystem::create_symlink(folder_.file("nowhere"), folder_.file(name));
+    EXPECT_EQ(again(), -2017);
+    EXPECT_TRUE(std::filesystem::is_symlink(folder_.file(name)));
+    EXPECT_TRUE(std::filesystem::exists(folder_.file(name + "_"))) << "the text stays";
+    EXPECT_EQ(support::TemporaryFolder::read(folder_.file("target")), "precious");
+}
+
+}  // namespace
+}  // namespace tessolt
