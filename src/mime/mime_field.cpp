@@ -21,7 +21,7 @@ constexpr std::size_t kNone = std::string_view::npos;
 /// Not wanted in a name that is read: they become "-".
 constexpr ByteSet kNotInNames(" <>\"'");
 /// Must not reach the wire inside a field.
-constexpr ByteSet kLineBreakers("\r\n\0"sv);
+constexpr std::string_view kLineBreakers = "\r\n\0"sv;
 
 void replaceAll(std::string& text, std::string_view wanted, std::string_view replacement) {
     std::size_t hit = find(text, wanted);
@@ -178,13 +178,16 @@ void MimeField::store(std::string_view name, std::string_view value) {
 
 void MimeField::emitField(std::string& out, const _bvCharset& charset, LogBase* log) const {
     const HeaderCharset target{charset.getCodePage(), charset.getName()};
-    if (kLineBreakers.findIn(text_) == kNone) {
+    const bool harmlessAlready = std::all_of(kLineBreakers.begin(), kLineBreakers.end(),
+                                             [this](char c) { return text_.find(c) == kNone; });
+    if (harmlessAlready) {
         FieldWriter(traits_, noFold_, target, log).write(name(), value(), out);
         return;
     }
     std::string harmless = text_;
     std::replace_if(
-        harmless.begin(), harmless.end(), [](char c) { return kLineBreakers.contains(c); }, ' ');
+        harmless.begin(), harmless.end(), [](char c) { return kLineBreakers.find(c) != kNone; },
+        ' ');
     const std::string_view text = harmless;
     FieldWriter(traits_, noFold_, target, log)
         .write(text.substr(0, nameLength_), text.substr(nameLength_), out);

@@ -37,16 +37,17 @@ constexpr std::array<char, 513> makeHexPairs() {
 }
 constexpr std::array<char, 513> kPairs = makeHexPairs();
 
-constexpr std::array<std::int8_t, 128> makeHexValues() {
-    std::array<std::int8_t, 128> values{};
+constexpr std::array<int, 128> makeHexValues() {
+    std::array<int, 128> values{};
     values.fill(-1);
-    for (std::int8_t i = 0; i < 16; ++i) {
-        values[static_cast<std::size_t>(kPairs[2 * i + 1])] = i;
-        values[static_cast<std::size_t>(kPairs[2 * i + 1] | 0x20)] = i;
+    for (unsigned i = 0; i < 16; ++i) {
+        const auto digit = static_cast<unsigned char>(kPairs[2 * i + 1]);
+        values[digit] = static_cast<int>(i);
+        values[digit | 0x20U] = static_cast<int>(i);
     }
     return values;
 }
-constexpr std::array<std::int8_t, 128> kHexValues = makeHexValues();
+constexpr std::array<int, 128> kHexValues = makeHexValues();
 
 constexpr char low7(char c) {
     return static_cast<char>(c & 0x7F);
@@ -264,8 +265,8 @@ int hexPair(const char* digits, const char* end) {
     if (end - digits < 2) {
         return -1;
     }
-    const int high = kHexValues[static_cast<std::size_t>(low7(digits[0]))];
-    const int low = kHexValues[static_cast<std::size_t>(low7(digits[1]))];
+    const int high = hexValue(digits[0]);
+    const int low = hexValue(digits[1]);
     return (high | low) < 0 ? -1 : high << 4 | low;
 }
 
@@ -322,7 +323,7 @@ constexpr bool isTrailingBlank(char c) {
 const char* const kHexPairs = kPairs.data();
 
 int hexValue(char c) {
-    return kHexValues[static_cast<std::size_t>(low7(c))];
+    return kHexValues[static_cast<unsigned char>(c) & 0x7FU];
 }
 
 bool appendQuotedPrintable(std::string_view bytes, DataBuffer& out) {
