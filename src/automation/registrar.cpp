@@ -1,12 +1,15 @@
 #include "automation/registrar.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "platform/settings_file.h"
 #include "platform/settings_store.h"
 
 namespace tessolt {
 namespace {
 
+using platform::SettingsEditor;
 using Replacements = std::map<std::string, std::string, std::less<>>;
 
 /// Keys that stand inside each other more deeply than this are no script of ours.
@@ -170,38 +173,57 @@ bool parseBody(Tokenizer& tokens, ScriptKey& key, int depth) {
     return true;
 }
 
-bool enterKey(const ScriptKey& key, const std::string& path) {
-    if (key.forceRemove && !platform::deleteSettingKey(path)) {
-        return false;
+bool enterKey(SettingsEditor& settings, const ScriptKey& key, const std::string& path) {
+    if (key.forceRemove) {
+        settings.removeKey(path);
     }
     // A key that holds something exists by that.
     const bool holdsNothing = !key.text && key.values.empty() && key.keys.empty();
-    bool done = !holdsNothing || platform::createSettingKey(path);
-    done = done && (!key.text || platform::writeSetting(path, "", *key.text));
+    bool done = !holdsNothing || settings.createKey(path);
+    done = done && (!key.text || settings.write(path, "", *key.text));
     for (const ScriptKey::Value& value : key.values) {
-        done = done && platform::writeSetting(path, value.name, value.text);
+        done = done && settings.write(path, value.name, value.text);
     }
     for (const ScriptKey& below : key.keys) {
-        done = done && enterKey(below, path + "\\" + below.name);
+        done = done && enterKey(settings, below, path + "\\" + below.name);
     }
     return done;
 }
 
-bool removeKey(const ScriptKey& key, const std::string& path) {
+bool holdsKeys(const SettingsEditor& settings, const std::string& path) {
+    const std::optional<std::string> content = settings.result();
+    return content && !platform::SettingsIndex(*content).keysBelow(path).empty();
+}
+
+bool removeKey(SettingsEditor& settings, const ScriptKey& key, const std::string& path) {
     if (key.forceRemove) {
-        return platform::deleteSettingKey(path);
+        settings.removeKey(path);
+        return true;
     }
-    bool done = true;
     for (const ScriptKey& below : key.keys) {
-        done = removeKey(below, path + "\\" + below.name) && done;
+        removeKey(settings, below, path + "\\" + below.name);
     }
     for (const ScriptKey::Value& value : key.values) {
-        done = platform::deleteSetting(path, value.name) && done;
+        settings.remove(path, value.name);
     }
-    if (!key.noRemove && platform::listSettingKeys(path).empty()) {
-        done = platform::deleteSettingKey(path) && done;
+    if (!key.noRemove && !holdsKeys(settings, path)) {
+        settings.removeKey(path);
     }
-    return done;
+    return true;
+}
+
+using Visit = bool (*)(SettingsEditor& settings, const ScriptKey& key, const std::string& path);
+
+/// Runs over the roots of a script in one change of the settings.
+HRESULT run(const std::optional<std::vector<ScriptKey>>& roots, Visit visit) {
+    if (!roots) {
+        return E_FAIL;
+    }
+    const bool done = platform::editSettings([&](SettingsEditor& settings) {
+        return std::all_of(roots->begin(), roots->end(),
+                           [&](const ScriptKey& root) { return visit(settings, root, root.name); });
+    });
+    return done ? S_OK : SELFREG_E_CLASS;
 }
 
 }  // namespace
@@ -228,28 +250,11 @@ std::optional<std::vector<ScriptKey>> Registrar::parse(std::string_view script) 
 }
 
 HRESULT Registrar::registerScript(std::string_view script) const {
-    const auto roots = parse(script);
-    if (!roots) {
-        return E_FAIL;
-    }
-    for (const ScriptKey& root : *roots) {
-        if (!enterKey(root, root.name)) {
-            return SELFREG_E_CLASS;
-        }
-    }
-    return S_OK;
+    return run(parse(script), &enterKey);
 }
 
 HRESULT Registrar::unregisterScript(std::string_view script) const {
-    const auto roots = parse(script);
-    if (!roots) {
-        return E_FAIL;
-    }
-    bool done = true;
-    for (const ScriptKey& root : *roots) {
-        done = removeKey(root, root.name) && done;
-    }
-    return done ? S_OK : SELFREG_E_CLASS;
+    return run(parse(script), &removeKey);
 }
 
 }  // namespace tessolt

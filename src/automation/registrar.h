@@ -51,8 +51,8 @@ public:
     /// From now on %`name`% stands for `text` wherever a script names or sets something.
     void addReplacement(std::string name, std::string text);
 
-    /// Enters what the script tells. E_FAIL for a script that can't be read, which changes nothing;
-    /// SELFREG_E_CLASS when the settings can't be written, which leaves what was written till then.
+    /// Enters what the script tells, all of it or nothing: E_FAIL for a script that can't be read,
+    /// SELFREG_E_CLASS when the settings can't be written.
     HRESULT registerScript(std::string_view script) const;
     /// Removes it again: values, texts, and keys that hold no other key by then.
     HRESULT unregisterScript(std::string_view script) const;

@@ -113,37 +113,6 @@ bool replaceFile(const std::string& path, const std::string& content) {
     return written;
 }
 
-bool edit(const std::function<bool(SettingsEditor&)>& change) {
-    std::string path = settingsPath();
-    std::error_code unresolved;
-    // A link stays a link: what it points to is replaced.
-    const std::filesystem::path target = std::filesystem::weakly_canonical(path, unresolved);
-    if (!unresolved) {
-        path = target.string();
-    }
-    const std::string folder = std::filesystem::path(path).parent_path().string();
-    const std::lock_guard lock(storeMutex);
-    makeFolders(folder);
-    const FolderLock folderLock(folder);
-    std::optional<std::string> before{std::string()};
-    const int error = readWholeFile(path, *before);
-    if (error == ENOENT) {
-        before.reset();
-    } else if (error != 0) {
-        return false;
-    }
-    SettingsEditor editor(before);
-    if (!change(editor)) {
-        return false;
-    }
-    const std::optional<std::string> after = editor.result();
-    cache().index.reset();
-    if (after == before) {
-        return true;
-    }
-    return after ? replaceFile(path, *after) : removeFile(path) == 0;
-}
-
 }  // namespace
 
 std::string settingsPath() {
@@ -179,23 +148,54 @@ std::vector<std::string> listSettingKeys(std::string_view key) {
     return currentIndex()->keysBelow(key);
 }
 
+bool editSettings(const std::function<bool(SettingsEditor&)>& change) {
+    std::string path = settingsPath();
+    std::error_code unresolved;
+    // A link stays a link: what it points to is replaced.
+    const std::filesystem::path target = std::filesystem::weakly_canonical(path, unresolved);
+    if (!unresolved) {
+        path = target.string();
+    }
+    const std::string folder = std::filesystem::path(path).parent_path().string();
+    const std::lock_guard lock(storeMutex);
+    makeFolders(folder);
+    const FolderLock folderLock(folder);
+    std::optional<std::string> before{std::string()};
+    const int error = readWholeFile(path, *before);
+    if (error == ENOENT) {
+        before.reset();
+    } else if (error != 0) {
+        return false;
+    }
+    SettingsEditor editor(before);
+    if (!change(editor)) {
+        return false;
+    }
+    const std::optional<std::string> after = editor.result();
+    cache().index.reset();
+    if (after == before) {
+        return true;
+    }
+    return after ? replaceFile(path, *after) : removeFile(path) == 0;
+}
+
 bool createSettingKey(std::string_view key) {
-    return edit([&](SettingsEditor& editor) { return editor.createKey(key); });
+    return editSettings([&](SettingsEditor& editor) { return editor.createKey(key); });
 }
 
 bool writeSetting(std::string_view key, std::string_view name, std::string_view text) {
-    return edit([&](SettingsEditor& editor) { return editor.write(key, name, text); });
+    return editSettings([&](SettingsEditor& editor) { return editor.write(key, name, text); });
 }
 
 bool deleteSetting(std::string_view key, std::string_view name) {
-    return edit([&](SettingsEditor& editor) {
+    return editSettings([&](SettingsEditor& editor) {
         editor.remove(key, name);
         return true;
     });
 }
 
 bool deleteSettingKey(std::string_view key) {
-    return edit([&](SettingsEditor& editor) {
+    return editSettings([&](SettingsEditor& editor) {
         editor.removeKey(key);
         return true;
     });

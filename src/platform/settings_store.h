@@ -14,12 +14,15 @@
 /// byte for byte, and deleting what was written restores the file as it was, down to its absence.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace platform {
+
+class SettingsEditor;
 
 /// The settings file in use: $TESSOLT_SETTINGS, else the first that exists of
 /// $XDG_CONFIG_HOME/tessolt/settings (~/.config without that variable) and /etc/tessolt/settings,
@@ -43,5 +46,8 @@ bool writeSetting(std::string_view key, std::string_view name, std::string_view 
 bool deleteSetting(std::string_view key, std::string_view name);
 /// Removes a key with its texts and every key below it. True when they are gone.
 bool deleteSettingKey(std::string_view key);
+/// Makes several changes with one rewrite of the file. False when `change` says so, which leaves
+/// the file alone, or when the file can't be written. `change` must not use the functions above.
+bool editSettings(const std::function<bool(SettingsEditor&)>& change);
 
 }  // namespace platform
