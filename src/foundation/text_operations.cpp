@@ -31,10 +31,10 @@ std::size_t FindText(std::string_view text, std::string_view needle, std::size_t
     if (needle.empty() || from >= text.size()) {
         return std::string_view::npos;
     }
-    const void* hit =
-        needle.size() == 1
-            ? std::memchr(text.data() + from, needle[0], text.size() - from)
-            : memmem(text.data() + from, text.size() - from, needle.data(), needle.size());
+    if (needle.size() <= kShortNeedle) {
+        return text.find(needle, from);
+    }
+    const void* hit = memmem(text.data() + from, text.size() - from, needle.data(), needle.size());
     return hit ? static_cast<std::size_t>(static_cast<const char*>(hit) - text.data())
                : std::string_view::npos;
 }

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -10,6 +11,9 @@
 
 namespace platform {
 namespace {
+
+static_assert(offsetof(VARIANT, lVal) == 8 && sizeof(VARIANT) == 8 + 2 * sizeof(void*),
+              "callers in other languages rely on this layout");
 
 /// Significant digits of a number as text.
 constexpr int kNumberDigits = 15;
