@@ -17,7 +17,7 @@ using support::ScriptedConnection;
 using support::ScriptedServer;
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t kShort = 150;
+constexpr std::uint32_t kShort = 100;
 constexpr std::size_t kFlood = 300'000'000;
 constexpr long kMaxGrowthKib = 64 * 1024;
 
@@ -33,8 +33,7 @@ std::vector<Fault> faults() {
         {"close", [](auto& c) { c.drop(); }},
         {"reset", [](auto& c) { c.reset(); }},
         {"half a line and a close", [](auto& c) { c.send("25"), c.drop(); }},
-        {"garbage",
-         [](auto& c) { c.send(std::string("\xFF\x00\xFE\x01 \r\n\x80", 8)), c.stall(); }},
+        {"garbage", [](auto& c) { c.send(std::string("\xFF\xFE\x01 \0\x80\r\n", 8)), c.drop(); }},
         {"silence", [](auto& c) { c.stall(); }, true},
         {"half a line", [](auto& c) { c.send("250-so\r\n25"), c.stall(); }, true},
         {"one long line", [](auto& c) { c.flood("x", kFlood); }},

@@ -129,7 +129,8 @@ std::string ScriptedConnection::readUntil(std::string_view end) {
         const std::size_t hit = received_.find(end, searched);
         if (hit != std::string::npos) {
             const std::size_t stop = hit + end.size();
-            return received_.substr(handedOut_, stop - std::exchange(handedOut_, stop));
+            const std::size_t start = std::exchange(handedOut_, stop);
+            return received_.substr(start, stop - start);
         }
         searched = std::max(handedOut_, received_.size() - std::min(received_.size(), end.size()));
         if (!readMore()) {
