@@ -138,6 +138,7 @@ TEST_F(LogTest, NoTextBecomesStructureOfTheActivityFile) {
 TEST_F(LogTest, ObjectsOnDifferentThreadsDoNotTearLines) {
     const std::string text(300, 'z');
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&] {
             CZncBase own;
