@@ -81,6 +81,8 @@ public:
     /// failure `mail` stays as it was. After a body that didn't end the rest of it may still
     /// come: `Disconnect` then.
     std::int32_t Retrieve(std::int32_t id, bool full, CZnMail& mail);
+    /// The first half of it: the message as text, the dot-stuffing undone.
+    std::int32_t RetrieveText(std::int32_t id, bool full, std::string& text);
     /// Marks message `id` for deletion.
     std::int32_t DeleteMessage(std::int32_t id);
 

@@ -41,6 +41,18 @@ void UndoTransfer(std::string& body) {
 }  // namespace
 
 std::int32_t CZnPop3::Retrieve(std::int32_t id, bool full, CZnMail& mail) {
+    std::string text;
+    const std::int32_t result = RetrieveText(id, full, text);
+    if (result != 0) {
+        return result;
+    }
+    mail.LoadFromText(text.c_str());
+    mail.m_uID = static_cast<std::uint32_t>(id);
+    Log(kLogProtocol, "Response: [<Message data>] ");
+    return 0;
+}
+
+std::int32_t CZnPop3::RetrieveText(std::int32_t id, bool full, std::string& text) {
     if (!IsConnected()) {
         return kPop3NotConnected;
     }
@@ -58,16 +70,12 @@ std::int32_t CZnPop3::Retrieve(std::int32_t id, bool full, CZnMail& mail) {
     if (IsNegative()) {
         return kPop3RetrieveFailed;
     }
-    std::string body;
-    const std::int32_t result = ReadBody(body);
-    if (result != 0) {
-        return result;
+    text.clear();
+    const std::int32_t result = ReadBody(text);
+    if (result == 0) {
+        UndoTransfer(text);
     }
-    UndoTransfer(body);
-    mail.LoadFromText(body.c_str());
-    mail.m_uID = static_cast<std::uint32_t>(id);
-    Log(kLogProtocol, "Response: [<Message data>] ");
-    return 0;
+    return result;
 }
 
 /// Reads up to the end mark. The limit starts again with every byte, so that only a body that
