@@ -32,3 +32,7 @@ TESSOLT_API int StringFromGUID2(REFGUID id, LPOLESTR text, int size);
 /// `iid`. REGDB_E_CLASSNOTREG for any other class. `context` is ignored.
 TESSOLT_API HRESULT CoCreateInstance(REFCLSID classId, IUnknown* outer, uint32_t context,
                                      REFIID iid, void** object);
+
+/// Reads property `id` of `object` into `value`, which must not own anything: IDispatch::Invoke
+/// without what a plain read doesn't need.
+TESSOLT_API HRESULT DispGetProperty(IDispatch* object, DISPID id, VARIANT* value);

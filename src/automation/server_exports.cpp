@@ -131,3 +131,11 @@ HRESULT CoCreateInstance(REFCLSID classId, IUnknown* outer, uint32_t, REFIID iid
     factory->Release();
     return created;
 }
+
+HRESULT DispGetProperty(IDispatch* object, DISPID id, VARIANT* value) {
+    if (!object || !value) {
+        return E_POINTER;
+    }
+    DISPPARAMS none = {};
+    return object->Invoke(id, IID_NULL, 0, DISPATCH_PROPERTYGET, &none, value, nullptr, nullptr);
+}

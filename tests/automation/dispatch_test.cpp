@@ -227,6 +227,11 @@ TEST(Dispatch, MalformedCallsAreRefused) {
     EXPECT_EQ(smtp->GetIDsOfNames(IID_IUnknown, &none, 1, 0, &id), DISP_E_UNKNOWNINTERFACE);
     EXPECT_EQ(smtp->GetIDsOfNames(IID_NULL, &none, 0, 0, &id), E_INVALIDARG);
     EXPECT_EQ(smtp->GetIDsOfNames(IID_NULL, nullptr, 1, 0, &id), E_POINTER);
+    Variant port;
+    EXPECT_EQ(DispGetProperty(smtp.get(), kHostPort, &port), S_OK);
+    EXPECT_EQ(port.lVal, 465);
+    EXPECT_EQ(DispGetProperty(smtp.get(), kSetSecure, &port), DISP_E_MEMBERNOTFOUND);
+    EXPECT_EQ(DispGetProperty(nullptr, kHostPort, &port), E_POINTER);
     EXPECT_EQ(smtp->get_HostPort(nullptr), E_POINTER);
     EXPECT_EQ(smtp->get_LogFile(nullptr), E_POINTER);
 }

@@ -3,10 +3,10 @@
 import ctypes
 import inspect
 import os
-from ctypes import byref, c_int32, c_uint32, c_void_p
+from ctypes import addressof, byref, c_int32, c_uint32, c_void_p, string_at
 
 from . import _library as lib
-from ._errors import DISP_E_PARAMNOTFOUND, ArgumentError, RangeError, DISP_E_OVERFLOW, make_error
+from ._errors import DISP_E_OVERFLOW, DISP_E_PARAMNOTFOUND, ArgumentError, RangeError, make_error
 
 _METHOD, _GET, _PUT = 1, 2, 4
 _DISPID_PROPERTYPUT = -3
@@ -14,9 +14,12 @@ _INT32 = range(-(2**31), 2**31)
 
 _TYPES = {lib.VT_I4: int, lib.VT_BSTR: str, lib.VT_BOOL: bool}
 
-_NO_PARAMETERS = lib.DISPPARAMS()
-_IID_NULL = byref(lib.IID_NULL)
-_BYREF_NO_PARAMETERS = byref(_NO_PARAMETERS)
+# What every call passes, as addresses: they cost less than references made anew.
+_IID_NULL = addressof(lib.IID_NULL)
+_PUT_NUMBER_HOLDER = c_int32(_DISPID_PROPERTYPUT)
+_PUT_NUMBER = addressof(_PUT_NUMBER_HOLDER)
+#: Where a text keeps its length in bytes, seen from its first unit.
+_LENGTH_OFFSET = -4
 
 
 class _MissingType:
@@ -128,23 +131,31 @@ class _Member:
         return "%s: %s, %s. Dispid %d." % (self.name, self.type.__name__, access, self.id)
 
     def _reader(self):
-        name, dispid, variant = self.name, self.id, lib.VARIANT
+        name, dispid = self.name, self.id
+        get, variant, take = lib.disp_get_property, lib.VARIANT, _take
 
         def read(self):
             result = variant()
-            status = self._invoke(
-                self._pointer, dispid, _IID_NULL, 0, _GET, _BYREF_NO_PARAMETERS, byref(result),
-                None, None,
-            )
+            status = get(self._pointer, dispid, addressof(result))
             if status < 0:
                 raise make_error(status, name)
-            return _take(result)
+            return take(result)
 
         return read
 
     def _writer(self):
-        def write(target, value):
-            _call(target, self, self.id, _PUT, (value,), {})
+        name, dispid = self.name, self.id
+
+        def write(self, value):
+            argument = lib.VARIANT()
+            string = _fill(argument, value)
+            parameters = lib.DISPPARAMS(addressof(argument), _PUT_NUMBER, 1, 1)
+            status = self._invoke(
+                self._pointer, dispid, _IID_NULL, 0, _PUT, addressof(parameters), None, None, None
+            )
+            lib.free_string(string)
+            if status < 0:
+                raise make_error(status, name)
 
         return write
 
@@ -225,63 +236,52 @@ def _take(variant):
         return variant.lVal
     if vt == lib.VT_BSTR:
         pointer = variant.pointer
-        text = ctypes.string_at(pointer, lib.string_bytes(pointer)) if pointer else b""
+        if not pointer:
+            return ""
+        length = c_uint32.from_address(pointer + _LENGTH_OFFSET).value
+        text = string_at(pointer, length)
         lib.free_string(pointer)
         return text.decode("utf-16-le", "surrogatepass")
     if vt == lib.VT_BOOL:
         return variant.iVal != 0
     if vt == lib.VT_DISPATCH and variant.pointer:
         return _wrap(variant.pointer)
-    lib.variant_clear(byref(variant))
+    lib.variant_clear(addressof(variant))
     return None
 
 
-class _Arguments:
-    """The arguments of one call as the library wants them. The strings are freed in the end, the
-    objects stay with the caller."""
-
-    def __init__(self, count):
-        self._variants = (lib.VARIANT * count)()
-        self._strings = []
-
-    def __enter__(self):
-        return self._variants
-
-    def __exit__(self, *_):
-        for string in self._strings:
-            lib.free_string(string)
-
-    def put(self, index, value):
-        """Makes argument `index` of a value. TypeError for one of no type that objects take."""
-        variant = self._variants[index]
-        if isinstance(value, str):
-            units = value.encode("utf-16-le", "surrogatepass")
-            variant.vt = lib.VT_BSTR
-            variant.pointer = lib.alloc_string(units, len(units))
-            if not variant.pointer:
-                raise MemoryError
-            self._strings.append(variant.pointer)
-        elif isinstance(value, bool):
-            variant.vt = lib.VT_BOOL
-            variant.iVal = -1 if value else 0
-        elif isinstance(value, int):
-            if value not in _INT32:
-                raise RangeError(DISP_E_OVERFLOW, "number %d" % value)
-            variant.vt = lib.VT_I4
-            variant.lVal = value
-        elif isinstance(value, Object):
-            variant.vt = lib.VT_DISPATCH
-            variant.pointer = value._pointer
-        elif value is None:
-            variant.vt = lib.VT_DISPATCH
-        elif isinstance(value, float):
-            variant.vt = lib.VT_R8
-            variant.dblVal = value
-        elif value is Missing:
-            variant.vt = lib.VT_ERROR
-            variant.lVal = DISP_E_PARAMNOTFOUND
-        else:
-            raise TypeError("objects take no %s" % type(value).__name__)
+def _fill(variant, value):
+    """Makes an empty variant of a value. Returns the string that was made for it, to be freed
+    after the call; objects stay with the caller. TypeError for what no object takes."""
+    if isinstance(value, str):
+        units = value.encode("utf-16-le", "surrogatepass")
+        variant.vt = lib.VT_BSTR
+        variant.pointer = string = lib.alloc_string(units, len(units))
+        if not string:
+            raise MemoryError
+        return string
+    if isinstance(value, bool):
+        variant.vt = lib.VT_BOOL
+        variant.iVal = -1 if value else 0
+    elif isinstance(value, int):
+        if value not in _INT32:
+            raise RangeError(DISP_E_OVERFLOW, "number %d" % value)
+        variant.vt = lib.VT_I4
+        variant.lVal = value
+    elif isinstance(value, Object):
+        variant.vt = lib.VT_DISPATCH
+        variant.pointer = value._pointer
+    elif value is None:
+        variant.vt = lib.VT_DISPATCH
+    elif isinstance(value, float):
+        variant.vt = lib.VT_R8
+        variant.dblVal = value
+    elif value is Missing:
+        variant.vt = lib.VT_ERROR
+        variant.lVal = DISP_E_PARAMNOTFOUND
+    else:
+        raise TypeError("objects take no %s" % type(value).__name__)
+    return None
 
 
 def _number_of(member, name):
@@ -303,31 +303,35 @@ def _offender(member, index, count, names):
 
 def _call(target, member, dispid, kind, arguments, named):
     """Calls a member; `member` is None for a dispid that the type information doesn't have."""
-    count = len(arguments) + len(named)
+    # The library wants the last argument first, and the named ones ahead of the others.
     names = list(named)
-    holder = _Arguments(count)
-    with holder as variants:
-        # The library wants the last argument first, and the named ones ahead of the others.
-        for index, name in enumerate(names):
-            holder.put(index, named[name])
-        for index, value in enumerate(arguments):
-            holder.put(count - 1 - index, value)
-        numbers = [_number_of(member, name) for name in names]
-        if kind == _PUT and arguments:
-            numbers = [_DISPID_PROPERTYPUT]
-        parameters = lib.DISPPARAMS(
-            variants, (c_int32 * len(numbers))(*numbers), count, len(numbers)
-        )
-        result, offender = lib.VARIANT(), c_uint32()
+    values = list(named.values()) + list(arguments[::-1])
+    numbers = [_number_of(member, name) for name in names]
+    if kind == _PUT and values:
+        numbers = [_DISPID_PROPERTYPUT]
+    count = len(values)
+    variants = (lib.VARIANT * count)()
+    ids = (c_int32 * len(numbers))(*numbers)
+    parameters = lib.DISPPARAMS(addressof(variants), addressof(ids), count, len(numbers))
+    result, offender = lib.VARIANT(), c_uint32()
+    strings = []
+    try:
+        for variant, value in zip(variants, values):
+            string = _fill(variant, value)
+            if string:
+                strings.append(string)
         status = target._invoke(
-            target._pointer, dispid, _IID_NULL, 0, kind, byref(parameters), byref(result), None,
-            byref(offender),
+            target._pointer, dispid, _IID_NULL, 0, kind, addressof(parameters), addressof(result),
+            None, addressof(offender),
         )
-        if status < 0:
-            where = member.name if member else "dispid %d" % dispid
-            if kind != _PUT and count > offender.value:
-                where += "(%s)" % _offender(member, offender.value, count, names)
-            raise make_error(status, where)
+    finally:
+        for string in strings:
+            lib.free_string(string)
+    if status < 0:
+        where = member.name if member else "dispid %d" % dispid
+        if kind != _PUT and count > offender.value:
+            where += "(%s)" % _offender(member, offender.value, count, names)
+        raise make_error(status, where)
     return _take(result)
 
 

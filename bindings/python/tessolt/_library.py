@@ -40,8 +40,8 @@ class VARIANT(Structure):
 
 class DISPPARAMS(Structure):
     _fields_ = [
-        ("rgvarg", POINTER(VARIANT)),
-        ("rgdispidNamedArgs", POINTER(c_int32)),
+        ("rgvarg", c_void_p),
+        ("rgdispidNamedArgs", c_void_p),
         ("cArgs", c_uint32),
         ("cNamedArgs", c_uint32),
     ]
@@ -112,9 +112,9 @@ clsid_from_prog_id = _function(_long, "CLSIDFromProgID", c_int32, c_void_p, c_vo
 co_create_instance = _function(
     _long, "CoCreateInstance", c_int32, c_void_p, c_void_p, c_uint32, c_void_p, c_void_p
 )
+disp_get_property = _function(_long, "DispGetProperty", c_int32, c_void_p, c_int32, c_void_p)
 alloc_string = _function(_short, "SysAllocStringByteLen", c_void_p, ctypes.c_char_p, c_uint32)
 free_string = _function(_short, "SysFreeString", None, c_void_p)
-string_bytes = _function(_short, "SysStringByteLen", c_uint32, c_void_p)
 variant_clear = _function(_short, "VariantClear", c_int32, c_void_p)
 
 #: The slots of IUnknown, IDispatch and ITypeInfo.
