@@ -35,4 +35,31 @@ inline constexpr std::uint32_t kUtf8 = 65001;
 inline constexpr std::uint32_t kUtf32Le = 65005;
 inline constexpr std::uint32_t kUtf32Be = 65006;
 
+/// True for pages, of those in wide use, in which every ASCII byte but zero stands for itself and
+/// nothing else: converting ASCII text between two of them changes nothing.
+constexpr bool isAsciiCompatible(std::uint32_t codePage) {
+    constexpr std::uint32_t kThai = 874;
+    constexpr std::uint32_t kKoi8R = 20866;
+    constexpr std::uint32_t kKoi8U = 21866;
+    constexpr std::uint32_t kWindowsFirst = 1250;
+    constexpr std::uint32_t kWindowsLast = 1258;
+    constexpr std::uint32_t kIsoLast = 28605;
+    switch (codePage) {
+        case kUsAscii:
+        case kThai:
+        case kKoi8R:
+        case kKoi8U:
+        case kShiftJis:
+        case kGbk:
+        case kKoreanUhc:
+        case kBig5:
+        case kEucKr:
+        case kUtf8:
+            return true;
+        default:
+            return (kWindowsFirst <= codePage && codePage <= kWindowsLast) ||
+                   (kIsoLatin1 <= codePage && codePage <= kIsoLast);
+    }
+}
+
 }  // namespace borvik

@@ -39,6 +39,12 @@ bool convertText(std::uint32_t from, std::uint32_t to, std::string_view text, Da
     return EncodingConvert().convert(from, to, text, out);
 }
 
+/// Whether the ANSI and the UTF-8 face of a text are the same bytes, so that one serves as both.
+bool isSameInBoth(std::string_view text) {
+    return isAscii(text) && isAsciiCompatible(platform::GetACP()) &&
+           text.find('\0') == std::string_view::npos;
+}
+
 /// Gives the converted bytes to a face, without a copy where they are many.
 void takeConverted(StringBuffer& face, DataBuffer& bytes) {
     bytes.appendByte('\0');
@@ -116,8 +122,16 @@ void XString::setFromEither(const char* text, bool isUtf8) {
 }
 
 const StringBuffer& XString::getUtf8Buffer() {
+    if (!utf8Valid_ && ansiValid_ && isSameInBoth(ansi_.view())) {
+        return ansi_;
+    }
+    makeUtf8();
+    return utf8_;
+}
+
+void XString::makeUtf8() {
     if (utf8Valid_) {
-        return utf8_;
+        return;
     }
     DataBuffer converted;
     if (ansiValid_) {
@@ -127,11 +141,10 @@ const StringBuffer& XString::getUtf8Buffer() {
     }
     takeConverted(utf8_, converted);
     utf8Valid_ = true;
-    return utf8_;
 }
 
 StringBuffer& XString::editUtf8() {
-    getUtf8Buffer();
+    makeUtf8();
     keepOnly(utf8Valid_);
     return utf8_;
 }
@@ -169,9 +182,17 @@ bool XString::convertWideOrUtf8ToAnsi(DataBuffer& out) {
                       : convertText(kUtf8, platform::GetACP(), utf8_.view(), out);
 }
 
-const StringBuffer& XString::ansiBuffer() {
+const StringBuffer& XString::ansiFace() {
+    if (!ansiValid_ && utf8Valid_ && isSameInBoth(utf8_.view())) {
+        return utf8_;
+    }
+    makeAnsi();
+    return ansi_;
+}
+
+void XString::makeAnsi() {
     if (ansiValid_) {
-        return ansi_;
+        return;
     }
     DataBuffer converted;
     const bool complete =
@@ -180,7 +201,6 @@ const StringBuffer& XString::ansiBuffer() {
     ansiState_ = complete ? AnsiState::kFits : AnsiState::kDoesNotFit;
     takeConverted(ansi_, converted);
     ansiValid_ = true;
-    return ansi_;
 }
 
 bool XString::fitsAnsi() {
@@ -210,7 +230,7 @@ void XString::appendAnsi(const char* text) {
     if (text == nullptr) {
         return;
     }
-    ansiBuffer();
+    makeAnsi();
     keepOnly(ansiValid_);
     ansi_.append(text);
 }

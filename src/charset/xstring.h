@@ -37,12 +37,12 @@ public:
     // Reading.
 
     const char* getUtf8() { return getUtf8Buffer().getString(); }
-    const char* getAnsi() { return ansiBuffer().getString(); }
+    const char* getAnsi() { return ansiFace().getString(); }
     const char16_t* getWide();
     /// The UTF-8 face itself.
     const StringBuffer& getUtf8Buffer();
     std::string_view utf8View() { return getUtf8Buffer().view(); }
-    std::string_view ansiView() { return ansiBuffer().view(); }
+    std::string_view ansiView() { return ansiFace().view(); }
     /// The units of the UTF-16 face, without their terminator.
     std::u16string_view wideView();
     /// The UTF-8 face for changing it: the other two are given up.
@@ -79,7 +79,9 @@ private:
     /// Whether the text fits the ANSI code page.
     enum class AnsiState : std::uint8_t { kUnknown, kFits, kDoesNotFit };
 
-    const StringBuffer& ansiBuffer();
+    void makeUtf8();
+    void makeAnsi();
+    const StringBuffer& ansiFace();
     void keepOnly(bool& face);
     bool convertWideOrUtf8ToAnsi(DataBuffer& out);
     void appendUnits(std::u16string_view units);

@@ -27,9 +27,6 @@ constexpr PageRange kWindowsPages{1250, 1258};
 constexpr std::array<std::uint32_t, 10> kPairsTellNothing = {
     kUtf16Le, kUtf16Be, kShiftJis, kGbk, kKoreanUhc, kBig5, 28595, kEucJp, kEucKr, 52936};
 
-constexpr std::array<std::uint32_t, 9> kOtherAsciiPages = {
-    kUsAscii, 874, 20866, 21866, kShiftJis, kGbk, kKoreanUhc, kBig5, kEucKr};
-
 bool within(PageRange range, std::uint32_t codePage) {
     return range.first <= codePage && codePage <= range.last;
 }
@@ -43,24 +40,48 @@ bool isEightBit(char c) {
     return static_cast<unsigned char>(c) >= 0x80;
 }
 
-/// Position of the first byte that leads a two-byte UTF-8 character of Latin-1 and has an 8-bit
-/// byte behind it, as Latin text in UTF-8 is sure to hold; `npos` when there is none.
-std::size_t findUtf8Pair(std::string_view bytes) {
-    for (std::size_t i = 0; i + 1 < bytes.size(); ++i) {
-        if ((bytes[i] == '\xC2' || bytes[i] == '\xC3') && isEightBit(bytes[i + 1])) {
-            return i;
+/// Position of the first 8-bit byte at or behind `from`, or the end.
+std::size_t findEightBit(std::string_view bytes, std::size_t from) {
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    std::size_t at = from;
+    for (std::uint64_t word = 0; bytes.size() - at >= sizeof word; at += sizeof word) {
+        std::memcpy(&word, bytes.data() + at, sizeof word);
+        if ((word & kHighBits) != 0) {
+            break;
         }
     }
-    return std::string_view::npos;
+    while (at < bytes.size() && !isEightBit(bytes[at])) {
+        ++at;
+    }
+    return at;
+}
+
+/// What the 8-bit bytes of a text look like.
+struct EightBitLook {
+    /// A byte that leads a two-byte UTF-8 character of Latin-1 has an 8-bit byte behind it, as
+    /// Latin text in UTF-8 is sure to hold. The scan ends there.
+    bool hasUtf8Pair = false;
+    /// A byte that windows-1252 has a character for and iso-8859-1 a control.
+    bool hasC1Byte = false;
+};
+
+/// The last byte isn't looked at, but as the second of a pair.
+EightBitLook lookAt(std::string_view bytes) {
+    EightBitLook look;
+    for (std::size_t i = findEightBit(bytes, 0); i + 1 < bytes.size();
+         i = findEightBit(bytes, i + 1)) {
+        const char c = bytes[i];
+        if ((c == '\xC2' || c == '\xC3') && isEightBit(bytes[i + 1])) {
+            look.hasUtf8Pair = true;
+            break;
+        }
+        look.hasC1Byte = look.hasC1Byte || ('\x82' <= c && c <= '\x9F');
+    }
+    return look;
 }
 
 bool hasUtf8Pair(std::string_view bytes) {
-    return findUtf8Pair(bytes) != std::string_view::npos;
-}
-
-bool hasC1Byte(std::string_view bytes) {
-    return std::any_of(bytes.begin(), bytes.end(),
-                       [](char c) { return '\x82' <= c && c <= '\x9F'; });
+    return lookAt(bytes).hasUtf8Pair;
 }
 
 /// False when characters were dropped.
@@ -69,7 +90,7 @@ bool convertToUtf8(std::uint32_t codePage, const DataBuffer& body, DataBuffer& o
 }
 
 void convertToUtf8(std::uint32_t codePage, DataBuffer& body) {
-    if (keepsAscii(codePage) && body.isAscii() && !body.containsByte('\0')) {
+    if (isAsciiCompatible(codePage) && body.isAscii() && !body.containsByte('\0')) {
         return;
     }
     DataBuffer converted;
@@ -78,11 +99,6 @@ void convertToUtf8(std::uint32_t codePage, DataBuffer& body) {
 }
 
 }  // namespace
-
-bool keepsAscii(std::uint32_t codePage) {
-    return within(kIsoPages, codePage) || within(kWindowsPages, codePage) ||
-           isOneOf(kOtherAsciiPages, codePage);
-}
 
 void decode8BitBody(std::string_view text, std::uint32_t codePage, bool convert, DataBuffer& body) {
     body.assign(text);
@@ -133,17 +149,14 @@ bool decodeQuotedPrintableBody(std::string_view text, std::uint32_t codePage, Da
         return false;
     }
     bool relabelled = false;
-    if (!body.isAscii() && !isOneOf(kPairsTellNothing, codePage)) {
-        const std::size_t pair = findUtf8Pair(bytes);
-        const bool hasPair = pair != std::string_view::npos;
-        if (hasPair && findNoCase(bytes, "utf-8") != std::string_view::npos) {
+    if (!isOneOf(kPairsTellNothing, codePage)) {
+        const EightBitLook look = lookAt(bytes);
+        if (look.hasUtf8Pair && findNoCase(bytes, "utf-8") != std::string_view::npos) {
             return false;
         }
-        // The last byte isn't looked at.
-        const std::size_t end = hasPair ? pair : bytes.size() - 1;
-        if (codePage == kIsoLatin1 && hasC1Byte(bytes.substr(0, end))) {
+        relabelled = look.hasC1Byte && codePage == kIsoLatin1;
+        if (relabelled) {
             codePage = kWindowsLatin1;
-            relabelled = true;
         }
     }
     convertToUtf8(codePage, body);

@@ -26,8 +26,4 @@ void convertBase64Body(std::uint32_t codePage, DataBuffer& body);
 /// are windows-1252 under an iso-8859-1 label, and were read as such.
 bool decodeQuotedPrintableBody(std::string_view text, std::uint32_t codePage, DataBuffer& body);
 
-/// True when ASCII text without zero bytes stands for itself in the code page, so that converting
-/// it from or to UTF-8 changes nothing.
-bool keepsAscii(std::uint32_t codePage);
-
 }  // namespace borvik

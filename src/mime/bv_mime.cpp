@@ -2,8 +2,11 @@
 
 #include <utility>
 
+#include "base/ascii_text.h"
+#include "charset/code_pages.h"
 #include "charset/outward_strings.h"
 #include "mime/cls_mime.h"
+#include "platform/code_page.h"
 
 namespace borvik {
 
@@ -30,8 +33,13 @@ BvMime::BvMime(std::unique_ptr<ClsMime> impl) : impl_(std::move(impl)) {}
 BvMime::~BvMime() = default;
 
 bool BvMime::LoadMime(const char* text) {
-    Argument mime(text, utf8_);
-    return impl_->loadMimeText(mime.view(), true);
+    // The bulk of a message is parsed where it stands if it needs no conversion.
+    const std::string_view given(text == nullptr ? "" : text);
+    const std::uint32_t codePage = utf8_ ? kUtf8 : platform::GetACP();
+    const bool isUtf8Already = isAscii(given)
+                                   ? isAsciiCompatible(codePage)
+                                   : codePage == kUtf8 && !given.starts_with("\xEF\xBB\xBF");
+    return impl_->loadMimeText(isUtf8Already ? given : Argument(text, utf8_).view(), true);
 }
 
 bool BvMime::LoadMimeFile(const char* path) {

@@ -4,7 +4,6 @@
 #include "charset/code_pages.h"
 #include "charset/encoding_convert.h"
 #include "mime/base64.h"
-#include "mime/body_decoding.h"
 #include "mime/content_coding.h"
 #include "mime/message_loader.h"
 #include "mime/mime_message2.h"
@@ -130,7 +129,7 @@ std::string_view MimeMessage2::bodyForWire(DataBuffer& converted, LogBase* log) 
     if (codePage == kUsAscii) {
         codePage = kIsoLatin1;
     }
-    if (keepsAscii(codePage) && body_.isAscii()) {
+    if (isAsciiCompatible(codePage) && body_.isAscii()) {
         return body_.view();
     }
     EncodingConvert().convert(kUtf8, codePage, body_.view(), converted);

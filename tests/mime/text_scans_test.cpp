@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "base/data_buffer.h"
+#include "charset/code_pages.h"
 #include "charset/encoding_convert.h"
-#include "mime/body_decoding.h"
 #include "mime/boundary_search.h"
 #include "mime/html_help.h"
 #include "mime/line_repair.h"
@@ -88,7 +88,7 @@ TEST(HtmlHelp, CleansATag) {
     EXPECT_EQ(HtmlHelp::cleanHtmlTag(many), many.substr(0, many.rfind(' ')));
 }
 
-TEST(BodyDecoding, SkipsOnlyConversionsThatChangeNothing) {
+TEST(CodePages, AsciiIsTheSameInCompatibleOnes) {
     std::string ascii;
     for (char c = 1; c < 0x7F; ++c) {
         ascii += c;
@@ -96,7 +96,7 @@ TEST(BodyDecoding, SkipsOnlyConversionsThatChangeNothing) {
     ascii += '\x7F';
     int pages = 0;
     for (std::uint32_t page = 1; page < 66000; ++page) {
-        if (!keepsAscii(page) || !EncodingConvert::isSupported(page)) {
+        if (!isAsciiCompatible(page) || !EncodingConvert::isSupported(page)) {
             continue;
         }
         ++pages;
