@@ -1,10 +1,12 @@
 #include "charset/ansi_text.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "charset/code_pages.h"
 #include "charset/conversion_tables.h"
-#include "charset/text_blocks.h"
+#include "charset/text_cursor.h"
+#include "charset/text_runs.h"
 #include "charset/utf8_bytes.h"
 #include "platform/code_page.h"
 
@@ -21,57 +23,79 @@ std::uint32_t legalPage(std::uint32_t codePage) {
     return platform::isLegalAnsiPage(codePage) ? codePage : kWindowsLatin1;
 }
 
-const std::uint8_t* bytesOf(std::string_view text) {
-    return reinterpret_cast<const std::uint8_t*>(text.data());
-}
+/// Characters that a loop takes before it tries the fast lanes again.
+constexpr std::size_t kStep = 16;
+
+/// A text with room for the most that a conversion can write, filled through a cursor and then cut.
+template <typename String>
+class Result {
+public:
+    Result(const void* input, std::size_t length, std::size_t mostCharacters)
+        : text_(mostCharacters + TextCursor::kStepRoom, 0) {
+        const auto* in = static_cast<const std::uint8_t*>(input);
+        auto* out = reinterpret_cast<std::uint8_t*>(text_.data());
+        cursor = {in, in + length, out, out + (text_.size() * kSize - TextCursor::kStepRoom)};
+    }
+
+    String take() && {
+        const auto* begin = reinterpret_cast<const std::uint8_t*>(text_.data());
+        text_.resize(static_cast<std::size_t>(cursor.out - begin) / kSize);
+        return std::move(text_);
+    }
+
+    TextCursor cursor;
+
+private:
+    static constexpr std::size_t kSize = sizeof(typename String::value_type);
+
+    String text_;
+};
 
 bool isSurrogate(char16_t unit) {
     return (unit & 0xF800) == kFirstHighSurrogate;
 }
 
-/// Copies blocks of ASCII from `in` to `out` as long as they come, by one of the block steps.
-template <bool (*kStep)(const std::uint8_t*, std::uint8_t*), typename In, typename Out>
-std::size_t asciiBlocks(const In* in, std::size_t length, Out* out) {
-    std::size_t done = 0;
-    while (length - done >= NativeBlocks::kBlock &&
-           kStep(reinterpret_cast<const std::uint8_t*>(in + done),
-                 reinterpret_cast<std::uint8_t*>(out + done))) {
-        done += NativeBlocks::kBlock;
+bool holdsSurrogate(const std::uint8_t* units, const std::uint8_t* end) {
+    unsigned found = 0;
+    for (; units < end; units += 2) {
+        found |= isSurrogate(loadUnit(units)) ? 1U : 0U;
     }
-    return done;
+    return found != 0;
+}
+
+/// A character of a single-byte page; an undefined byte is the unit of the same number.
+void decodeByte(const DecodeTable& table, TextCursor& c) {
+    const std::uint8_t byte = *c.in++;
+    const char16_t unit = table.single[byte];
+    c.out = putUnit(unit != 0 ? unit : byte, c.out);
+}
+
+/// A character of a double-byte page, or "?" for a byte that begins none.
+void decodePair(const DecodeTable& table, TextCursor& c) {
+    const std::uint8_t lead = *c.in;
+    char16_t unit = c.left() >= 2 ? table.pair(lead, c.in[1]) : u'\0';
+    c.in += unit != 0 ? 2 : 1;
+    if (unit == 0) {
+        unit = table.single[lead];
+        if (unit == 0 && lead != 0) {
+            unit = kDefaultCharacter;
+        }
+    }
+    c.out = putUnit(unit, c.out);
 }
 
 std::u16string decodePage(std::string_view text, const DecodeTable& table) {
-    std::u16string out(text.size(), u'\0');
-    const std::uint8_t* in = bytesOf(text);
-    std::size_t made = 0;
-    for (std::size_t i = 0; i < text.size();) {
-        if (table.asciiCompatible) {
-            const std::size_t run =
-                asciiBlocks<NativeBlocks::widenAscii>(in + i, text.size() - i, out.data() + made);
-            i += run;
-            made += run;
-        }
-        const std::size_t stepEnd = std::min(text.size(), i + NativeBlocks::kBlock);
-        while (i < stepEnd) {
-            const std::uint8_t byte = in[i++];
-            char16_t unit = table.single[byte];
-            if (!table.isMultiByte()) {
-                out[made++] = unit != 0 ? unit : byte;
-                continue;
-            }
-            const char16_t pair = i < text.size() ? table.pair(byte, in[i]) : u'\0';
-            if (pair != 0) {
-                ++i;
-                unit = pair;
-            } else if (unit == 0 && byte != 0) {
-                unit = kDefaultCharacter;
-            }
-            out[made++] = unit;
+    Result<std::u16string> result(text.data(), text.size(), text.size());
+    TextCursor& c = result.cursor;
+    const bool multiByte = table.isMultiByte();
+    const auto lane = multiByte ? nativeRuns().doubleByteToUtf16 : nativeRuns().singleByteToUtf16;
+    while (c.in < c.inEnd) {
+        lane(table, c);
+        for (std::size_t i = 0; i < kStep && c.in < c.inEnd; ++i) {
+            multiByte ? decodePair(table, c) : decodeByte(table, c);
         }
     }
-    out.resize(made);
-    return out;
+    return std::move(result).take();
 }
 
 /// The byte of a unit that has no row: the same-numbered one where the page leaves it undefined.
@@ -82,30 +106,26 @@ char encodeUnmapped(char16_t unit, const DecodeTable& table) {
 
 std::string encodePage(std::u16string_view text, const EncodeTable& table,
                        const DecodeTable& decode) {
-    std::string out(2 * text.size(), '\0');
-    char* to = out.data();
-    for (std::size_t i = 0; i < text.size();) {
+    Result<std::string> result(text.data(), 2 * text.size(), 2 * text.size());
+    TextCursor& c = result.cursor;
+    while (c.in < c.inEnd) {
         if (table.asciiCompatible) {
-            const std::size_t run =
-                asciiBlocks<NativeBlocks::narrowAscii>(text.data() + i, text.size() - i, to);
-            i += run;
-            to += run;
+            nativeRuns().utf16ToAscii(c);
         }
-        const std::size_t stepEnd = std::min(text.size(), i + NativeBlocks::kBlock);
-        for (; i < stepEnd; ++i) {
-            const std::uint16_t cell = table.cell(text[i]);
+        for (std::size_t i = 0; i < kStep && c.in < c.inEnd; ++i, c.in += 2) {
+            const char16_t unit = loadUnit(c.in);
+            const std::uint16_t cell = table.cell(unit);
             if (cell == 0) {
-                *to++ = encodeUnmapped(text[i], decode);
+                *c.out++ = static_cast<std::uint8_t>(encodeUnmapped(unit, decode));
                 continue;
             }
-            *to++ = static_cast<char>(cell & 0xFF);
+            *c.out++ = static_cast<std::uint8_t>(cell & 0xFF);
             if (cell > 0xFF) {
-                *to++ = static_cast<char>(cell >> 8);
+                *c.out++ = static_cast<std::uint8_t>(cell >> 8);
             }
         }
     }
-    out.resize(static_cast<std::size_t>(to - out.data()));
-    return out;
+    return std::move(result).take();
 }
 
 /// Reads one character of well-formed UTF-8, or the longest part of one that could have become it.
@@ -145,6 +165,67 @@ std::size_t readUtf8(const std::uint8_t* in, std::size_t left, char32_t& charact
     return length;
 }
 
+/// One character, or U+FFFD for an ill-formed part, as one or two units.
+void readPaired(TextCursor& c) {
+    char32_t character = 0;
+    c.in += readUtf8(c.in, c.left(), character);
+    if (character < kFirstSupplementary) {
+        c.out = putUnit(static_cast<char16_t>(character), c.out);
+        return;
+    }
+    const char32_t offset = character - kFirstSupplementary;
+    c.out = putUnit(static_cast<char16_t>(kFirstHighSurrogate + (offset >> 10)), c.out);
+    c.out = putUnit(static_cast<char16_t>(kFirstLowSurrogate + (offset & 0x3FF)), c.out);
+}
+
+/// One unit, or the two of a pair.
+void writePaired(TextCursor& c) {
+    const char16_t unit = loadUnit(c.in);
+    c.in += 2;
+    if (unit == 0) {
+        *c.out++ = 0;
+        return;
+    }
+    if (!isSurrogate(unit)) {
+        c.out = putUtf8Unit(unit, c.out);
+        return;
+    }
+    const char16_t next = c.in < c.inEnd ? loadUnit(c.in) : u'\0';
+    if (unit >= kFirstLowSurrogate || (next & 0xFC00) != kFirstLowSurrogate) {
+        c.out = putUtf8Unit(kReplacement, c.out);
+        return;
+    }
+    c.in += 2;
+    const char32_t character = kFirstSupplementary + ((unit & 0x3FFU) << 10 | (next & 0x3FFU));
+    *c.out++ = static_cast<std::uint8_t>(0xF0 | character >> 18);
+    *c.out++ = static_cast<std::uint8_t>(0x80 | (character >> 12 & 0x3F));
+    *c.out++ = static_cast<std::uint8_t>(0x80 | (character >> 6 & 0x3F));
+    *c.out++ = static_cast<std::uint8_t>(0x80 | (character & 0x3F));
+}
+
+/// Runs a lane over the next stretch of text, and gives back what it did when surrogates are among
+/// its units: it takes them one by one. Then the plain loop does the same stretch, or the next few
+/// characters.
+template <typename Lane, typename Units, typename Plain>
+void convertPaired(TextCursor& c, Lane lane, Units unitsOf, Plain plain) {
+    constexpr std::size_t kStretch = 4096;
+    while (c.in < c.inEnd) {
+        TextCursor run = c;
+        run.inEnd = c.in + std::min(c.left(), kStretch);
+        lane(run);
+        const auto [units, end] = unitsOf(c, run);
+        const std::uint8_t* plainEnd = run.in;
+        if (!holdsSurrogate(units, end)) {
+            c.in = run.in;
+            c.out = run.out;
+            plainEnd += std::min<std::size_t>(c.left(), kStep);
+        }
+        while (c.in < plainEnd) {
+            plain(c);
+        }
+    }
+}
+
 }  // namespace
 
 std::uint32_t ansiCodePage() {
@@ -152,67 +233,21 @@ std::uint32_t ansiCodePage() {
 }
 
 std::u16string utf8ToWidePaired(std::string_view text) {
-    std::u16string out(text.size(), u'\0');
-    const std::uint8_t* in = bytesOf(text);
-    std::size_t made = 0;
-    for (std::size_t i = 0; i < text.size();) {
-        const std::size_t run =
-            asciiBlocks<NativeBlocks::widenAscii>(in + i, text.size() - i, out.data() + made);
-        i += run;
-        made += run;
-        const std::size_t stepEnd = std::min(text.size(), i + NativeBlocks::kBlock);
-        while (i < stepEnd) {
-            char32_t character = 0;
-            i += readUtf8(in + i, text.size() - i, character);
-            if (character < kFirstSupplementary) {
-                out[made++] = static_cast<char16_t>(character);
-                continue;
-            }
-            const char32_t offset = character - kFirstSupplementary;
-            out[made++] = static_cast<char16_t>(kFirstHighSurrogate + (offset >> 10));
-            out[made++] = static_cast<char16_t>(kFirstLowSurrogate + (offset & 0x3FF));
-        }
-    }
-    out.resize(made);
-    return out;
+    Result<std::u16string> result(text.data(), text.size(), text.size());
+    const auto written = [](const TextCursor& before, const TextCursor& after) {
+        return std::pair<const std::uint8_t*, const std::uint8_t*>(before.out, after.out);
+    };
+    convertPaired(result.cursor, nativeRuns().utf8ToUtf16, written, readPaired);
+    return std::move(result).take();
 }
 
 std::string wideToUtf8Paired(std::u16string_view text) {
-    std::string out(kLongestUtf8Unit * text.size(), '\0');
-    auto* const begin = reinterpret_cast<std::uint8_t*>(out.data());
-    std::uint8_t* to = begin;
-    for (std::size_t i = 0; i < text.size();) {
-        const std::size_t run =
-            asciiBlocks<NativeBlocks::narrowAscii>(text.data() + i, text.size() - i, to);
-        i += run;
-        to += run;
-        const std::size_t stepEnd = std::min(text.size(), i + NativeBlocks::kBlock);
-        while (i < stepEnd) {
-            const char16_t unit = text[i++];
-            if (unit == 0) {
-                *to++ = 0;
-                continue;
-            }
-            if (!isSurrogate(unit)) {
-                to = putUtf8Unit(unit, to);
-                continue;
-            }
-            const char16_t next = i < text.size() ? text[i] : u'\0';
-            if (unit >= kFirstLowSurrogate || (next & 0xFC00) != kFirstLowSurrogate) {
-                to = putUtf8Unit(kReplacement, to);
-                continue;
-            }
-            ++i;
-            const char32_t character =
-                kFirstSupplementary + ((unit & 0x3FFU) << 10 | (next & 0x3FFU));
-            *to++ = static_cast<std::uint8_t>(0xF0 | character >> 18);
-            *to++ = static_cast<std::uint8_t>(0x80 | (character >> 12 & 0x3F));
-            *to++ = static_cast<std::uint8_t>(0x80 | (character >> 6 & 0x3F));
-            *to++ = static_cast<std::uint8_t>(0x80 | (character & 0x3F));
-        }
-    }
-    out.resize(static_cast<std::size_t>(to - begin));
-    return out;
+    Result<std::string> result(text.data(), 2 * text.size(), kLongestUtf8Unit * text.size());
+    const auto read = [](const TextCursor& before, const TextCursor& after) {
+        return std::pair<const std::uint8_t*, const std::uint8_t*>(before.in, after.in);
+    };
+    convertPaired(result.cursor, nativeRuns().utf16ToUtf8, read, writePaired);
+    return std::move(result).take();
 }
 
 std::u16string ansiToWide(std::string_view text) {

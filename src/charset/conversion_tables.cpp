@@ -7,14 +7,13 @@
 
 #include "charset/code_pages.h"
 #include "charset/stored_tables.h"
-#include "charset/utf8_bytes.h"
 
 namespace borvik {
 namespace {
 
 constexpr std::size_t kTableCount = 103;
 constexpr char16_t kFirstNonAscii = 0x80;
-constexpr std::size_t kPairCount = (0x100 - DecodeTable::kLowestLead) * std::size_t{0x100};
+constexpr std::size_t kPairCount = 0x10000;
 
 struct Slot {
     std::atomic<const DecodeTable*> decode{nullptr};
@@ -54,34 +53,26 @@ const Table* load(std::atomic<const Table*>& slot, Make make) {
     }
 }
 
-std::vector<std::uint32_t> utf8OfBytes(const UnicodeLookup& units) {
-    std::vector<std::uint32_t> packed(units.size());
-    for (std::size_t byte = 1; byte < units.size(); ++byte) {
-        if (units[byte] == 0) {
-            packed[byte] = DecodeTable::kNoCharacter;
-            continue;
-        }
-        std::array<std::uint8_t, kLongestUtf8Unit> bytes{};
-        const std::uint8_t* end = putUtf8Unit(units[byte], bytes.data());
-        const auto count = static_cast<std::uint32_t>(end - bytes.data());
-        packed[byte] = count << DecodeTable::kUtf8CountShift;
-        for (std::uint32_t i = 0; i < count; ++i) {
-            packed[byte] |= static_cast<std::uint32_t>(bytes[i]) << (8 * i);
-        }
-    }
-    return packed;
-}
-
 /// Where two rows have one byte code, the first one counts; ASCII comes before any row.
 void addRow(DecodeTable& table, const TableRow& row) {
     char16_t* place = nullptr;
-    if (row.code <= 0xFF) {
+    const unsigned lead = row.code >> 8;
+    if (lead == 0) {
         place = &table.single[row.code];
-    } else if (row.code >> 8 >= DecodeTable::kLowestLead) {
-        place = &table.pairs[row.code - (DecodeTable::kLowestLead << 8)];
+    } else if (lead >= DecodeTable::kLowestLead) {
+        place = &table.units[row.code];
+        table.leadRows[lead & 0x0F] |= static_cast<std::uint8_t>(1U << (lead >> 4 & 7U));
     }
     if (place != nullptr && *place == 0) {
         *place = row.unit;
+    }
+}
+
+void spreadSingleBytes(DecodeTable& table) {
+    for (unsigned byte = 1; byte <= 0xFF; ++byte) {
+        if (!table.isLead(static_cast<std::uint8_t>(byte))) {
+            std::fill_n(table.units.begin() + (byte << 8), 0x100, table.single[byte]);
+        }
     }
 }
 
@@ -108,7 +99,7 @@ std::unique_ptr<const DecodeTable> makeDecodeTable(const StoredTable& stored) {
     }
     auto table = std::make_unique<DecodeTable>();
     if (stored.multiByte) {
-        table->pairs.resize(kPairCount);
+        table->units.resize(kPairCount);
     }
     table->asciiCompatible = source.asciiCompatible;
     for (char16_t c = 1; source.asciiCompatible && c < kFirstNonAscii; ++c) {
@@ -117,8 +108,8 @@ std::unique_ptr<const DecodeTable> makeDecodeTable(const StoredTable& stored) {
     for (const TableRow& row : source.rows) {
         addRow(*table, row);
     }
-    if (!stored.multiByte) {
-        table->utf8 = utf8OfBytes(table->single);
+    if (stored.multiByte) {
+        spreadSingleBytes(*table);
     }
     return table;
 }
@@ -149,6 +140,11 @@ void addArabicDigits(EncodeTable& table) {
 
 std::unique_ptr<const EncodeTable> makeEncodeTable(const StoredTable& stored) {
     auto table = std::make_unique<EncodeTable>();
+    if (stored.multiByte) {
+        table->cells.resize(EncodeTable::kUnitCount);
+    } else {
+        table->bytes.resize(EncodeTable::kUnitCount);
+    }
     const TableRows source = readTableRows(stored.text);
     if (source.isPatch) {
         apply(*table, readTableRows(findStored(kShiftJis)->text));
@@ -157,23 +153,17 @@ std::unique_ptr<const EncodeTable> makeEncodeTable(const StoredTable& stored) {
     if (stored.codePage == kWindowsArabic || stored.codePage == kIsoArabic) {
         addArabicDigits(*table);
     }
-    table->cells.shrink_to_fit();
     return table;
 }
 
 }  // namespace
 
 void EncodeTable::set(char16_t unit, std::uint16_t code) {
-    std::uint16_t& start = blockStart[unit >> 8];
-    if (start == 0) {
-        if (code == 0) {
-            return;
-        }
-        start = static_cast<std::uint16_t>(cells.size());
-        cells.resize(cells.size() + kBlockSize);
+    if (isMultiByte()) {
+        cells[unit] = code > 0xFF ? static_cast<std::uint16_t>(code << 8 | code >> 8) : code;
+    } else {
+        bytes[unit] = static_cast<std::uint8_t>(code);
     }
-    cells[start + (unit & 0xFFU)] =
-        code > 0xFF ? static_cast<std::uint16_t>(code << 8 | code >> 8) : code;
 }
 
 const DecodeTable* decodeTable(std::uint32_t codePage) {

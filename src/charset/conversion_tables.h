@@ -15,48 +15,46 @@ using UnicodeLookup = std::array<char16_t, 256>;
 
 /// Bytes to UTF-16, compiled for one index a character.
 ///
-/// Memory: 1.5 KB for a single-byte page, 64.5 KB for a double-byte one.
+/// Memory: 0.5 KB for a single-byte page, 128.5 KB for a double-byte one.
 struct DecodeTable {
     bool asciiCompatible = false;
     UnicodeLookup single{};
-    /// Single-byte pages only: the UTF-8 bytes of each byte in stream order, from the low byte up.
-    /// The top byte holds their number, and `kNoCharacter` for a byte that has no character. Byte 0
-    /// gives no bytes at all, since U+0000 is left out of UTF-8.
-    std::vector<std::uint32_t> utf8;
-    /// Double-byte pages only: the unit of the pair (lead, trail) at (lead - 0x80) * 256 + trail, 0
-    /// when there is none.
-    std::vector<char16_t> pairs;
+    /// Double-byte pages only: the unit of the character that begins with the high byte of the
+    /// index, when the low byte follows; 0 when there is none. Where the high byte begins no pair,
+    /// this is its single character whatever follows.
+    std::vector<char16_t> units;
+    /// Double-byte pages only: the bytes that begin a pair. That of high nibble h (from 8 up) and
+    /// low nibble l does so when bit h - 8 is set in `leadRows[l]`.
+    std::array<std::uint8_t, 16> leadRows{};
 
-    static constexpr unsigned kLowestLead = 0x80;
-    static constexpr std::uint32_t kNoCharacter = 0x80000000;
-    static constexpr unsigned kUtf8CountShift = 24;
+    static constexpr std::uint8_t kLowestLead = 0x80;
 
-    bool isMultiByte() const { return !pairs.empty(); }
+    bool isMultiByte() const { return !units.empty(); }
+    bool isLead(std::uint8_t byte) const {
+        return byte >= kLowestLead && (leadRows[byte & 0x0FU] >> (byte >> 4 & 7U) & 1U) != 0;
+    }
     /// The unit of a pair; 0 when there is none.
     char16_t pair(std::uint8_t lead, std::uint8_t trail) const {
-        return lead < kLowestLead ? char16_t{0} : pairs[(lead - kLowestLead) << 8 | trail];
+        return isLead(lead) ? units[static_cast<unsigned>(lead) << 8 | trail] : u'\0';
     }
 };
 
-/// UTF-16 to bytes, compiled to an index of 256 blocks of 256 cells.
+/// UTF-16 to bytes, compiled for one index a unit.
 ///
-/// Memory: 512 bytes for the index and for each block in use; 2 to 6 KB for a single-byte page, and
-/// 45 to 115 KB for a double-byte one. No page uses all blocks.
+/// Memory: 64 KB for a single-byte page, 128 KB for a double-byte one.
 struct EncodeTable {
-    EncodeTable() : cells(kBlockSize) {}
-
     bool asciiCompatible = false;
-    /// Where the block of a unit's high byte begins in `cells`; block 0 is empty.
-    std::array<std::uint16_t, 256> blockStart{};
-    /// The bytes of a character in stream order, from the low byte up; 0 when there are none. A
-    /// code of two bytes never ends in a 0 byte.
+    /// Single-byte pages only: the byte of each unit, 0 when there is none.
+    std::vector<std::uint8_t> bytes;
+    /// Double-byte pages only: the bytes of each unit in stream order, from the low byte up; 0 when
+    /// there are none. A code of two bytes never ends in a 0 byte.
     std::vector<std::uint16_t> cells;
 
-    static constexpr std::size_t kBlockSize = 256;
+    static constexpr std::size_t kUnitCount = 0x10000;
 
-    std::uint16_t cell(char16_t unit) const {
-        return cells[blockStart[unit >> 8] + (unit & 0xFFU)];
-    }
+    bool isMultiByte() const { return !cells.empty(); }
+    /// The bytes of a unit as in `cells`.
+    std::uint16_t cell(char16_t unit) const { return isMultiByte() ? cells[unit] : bytes[unit]; }
     void set(char16_t unit, std::uint16_t code);
 };
 

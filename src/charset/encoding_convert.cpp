@@ -12,6 +12,7 @@
 #include "charset/korean.h"
 #include "charset/mac_arabic.h"
 #include "charset/output_room.h"
+#include "charset/text_kernels.h"
 #include "charset/utf32.h"
 #include "charset/utf7.h"
 #include "platform/code_page.h"
@@ -19,34 +20,38 @@
 namespace borvik {
 namespace {
 
-using kernels::Cursor;
-
 bool isIso2022Jp(std::uint32_t codePage) {
     return codePage == kIso2022Jp || codePage == kIso2022JpCs || codePage == kIso2022Jp2;
 }
 
-/// The loops of the two tables and of UTF-8, ready to be run or piped.
+/// The loops with the best lanes, ready to be run or piped.
 auto decoder(const DecodeTable& table) {
-    return [&table](Cursor& c) {
-        return table.isMultiByte() ? kernels::multiByteToUnicode<NativeBlocks>(table, c)
-                                   : kernels::singleByteToUnicode<NativeBlocks>(table, c);
+    return [&table](TextCursor& c) {
+        return table.isMultiByte() ? kernels::multiByteToUnicode(nativeRuns(), table, c)
+                                   : kernels::singleByteToUnicode(nativeRuns(), table, c);
     };
 }
 
 auto encoder(const EncodeTable& table) {
-    return [&table](Cursor& c) { return kernels::unicodeToMultiByte<NativeBlocks>(table, c); };
+    return [&table](TextCursor& c) { return kernels::unicodeToMultiByte(nativeRuns(), table, c); };
+}
+
+bool readUtf8(TextCursor& c) {
+    return kernels::utf8ToUnicode(nativeRuns(), c);
+}
+
+bool writeUtf8(TextCursor& c) {
+    return kernels::unicodeToUtf8(nativeRuns(), c);
 }
 
 bool utf8ToUnicode(std::string_view input, DataBuffer& out) {
-    return appendConverted(input.data(), input.size(), out, 2 * input.size(),
-                           kernels::utf8ToUnicode<NativeBlocks>);
+    return appendConverted(input.data(), input.size(), out, 2 * input.size(), readUtf8);
 }
 
 /// An odd byte at the end is dropped, which counts as a failure here.
 bool unicodeToUtf8(std::string_view input, DataBuffer& out) {
     const std::size_t length = input.size() & ~std::size_t{1};
-    return appendConverted(input.data(), length, out, length / 2,
-                           kernels::unicodeToUtf8<NativeBlocks>) &&
+    return appendConverted(input.data(), length, out, length / 2, writeUtf8) &&
            length == input.size();
 }
 
@@ -77,8 +82,8 @@ bool utf8ToPage(std::uint32_t to, std::string_view input, DataBuffer& out) {
         utf8ToUnicode(input, units);
         return units.empty();
     }
-    return appendConverted(input.data(), input.size(), out, input.size(), [table](Cursor& c) {
-        return kernels::pipe(c, kernels::utf8ToUnicode<NativeBlocks>, encoder(*table));
+    return appendConverted(input.data(), input.size(), out, input.size(), [table](TextCursor& c) {
+        return kernels::pipe(c, readUtf8, encoder(*table));
     });
 }
 
@@ -88,13 +93,8 @@ bool pageToUtf8(std::uint32_t from, std::string_view input, DataBuffer& out) {
         return false;
     }
     const std::size_t expected = input.size() + input.size() / 4;
-    if (!table->isMultiByte()) {
-        return appendConverted(input.data(), input.size(), out, expected, [table](Cursor& c) {
-            return kernels::singleByteToUtf8<NativeBlocks>(*table, c);
-        });
-    }
-    return appendConverted(input.data(), input.size(), out, expected, [table](Cursor& c) {
-        return kernels::pipe(c, decoder(*table), kernels::unicodeToUtf8<NativeBlocks>);
+    return appendConverted(input.data(), input.size(), out, expected, [table](TextCursor& c) {
+        return kernels::pipe(c, decoder(*table), writeUtf8);
     });
 }
 
@@ -105,7 +105,7 @@ bool pageToPage(std::uint32_t from, std::uint32_t to, std::string_view input, Da
         DataBuffer units;
         return decodeToUnicode(from, input, units) && encodeFromUnicode(to, units.view(), out);
     }
-    return appendConverted(input.data(), input.size(), out, input.size(), [&](Cursor& c) {
+    return appendConverted(input.data(), input.size(), out, input.size(), [&](TextCursor& c) {
         return kernels::pipe(c, decoder(*source), encoder(*target));
     });
 }

@@ -2,16 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
 #include "base/data_buffer.h"
 #include "charset/output_room.h"
+#include "charset/text_runs.h"
 
 namespace borvik {
 namespace {
-
-using kernels::Cursor;
 
 constexpr std::uint8_t kEscape = 0x1B;
 constexpr std::uint8_t kCellsPerRow = 94;
@@ -81,6 +81,25 @@ std::uint8_t* putPair(unsigned first, unsigned second, std::uint8_t* out) {
     return out + 2;
 }
 
+/// The bytes of a Shift_JIS character by the row and the cell of JIS. There are two kinds of trail
+/// bytes: those of even rows, at 0, and those of odd ones, at 256.
+struct ShiftJisOfJis {
+    std::array<std::uint8_t, 256> leads{};
+    std::array<std::uint8_t, 512> trails{};
+};
+
+constexpr ShiftJisOfJis makeShiftJisOfJis() {
+    ShiftJisOfJis tables;
+    for (unsigned i = 0; i < 256; ++i) {
+        tables.leads[i] = static_cast<std::uint8_t>((i + 1) / 2 + (i >= 0x5F ? 0xB0 : 0x70));
+        tables.trails[i] = static_cast<std::uint8_t>(i + 0x7E);
+        tables.trails[256 + i] = static_cast<std::uint8_t>(i + (i < 0x60 ? 0x1F : 0x20));
+    }
+    return tables;
+}
+
+constexpr ShiftJisOfJis kShiftJisOfJis = makeShiftJisOfJis();
+
 /// A JIS character as Shift_JIS.
 std::uint8_t* putShiftJis(unsigned row, unsigned cell, std::uint8_t* out) {
     if (isWithin(row, kFirstExtensionRow, kLastExtensionRow)) {
@@ -91,10 +110,7 @@ std::uint8_t* putShiftJis(unsigned row, unsigned cell, std::uint8_t* out) {
             return putPair(code >> 8, code, out);
         }
     }
-    const unsigned rowOffset = row >= 0x5F ? 0xB0 : 0x70;
-    const unsigned oddOffset = cell < 0x60 ? 0x1F : 0x20;
-    const unsigned cellOffset = (row & 1) == 0 ? 0x7E : oddOffset;
-    return putPair((row + 1) / 2 + rowOffset, cell + cellOffset, out);
+    return putPair(kShiftJisOfJis.leads[row], kShiftJisOfJis.trails[(row & 1) << 8 | cell], out);
 }
 
 /// A Shift_JIS character as JIS, without regard to ranges.
@@ -111,7 +127,7 @@ struct Decoder {
     bool doubleByte = false;
     bool kana = false;
 
-    bool operator()(Cursor& c) {
+    bool operator()(TextCursor& c) {
         while (c.goesOn()) {
             if (*c.in == kEscape) {
                 readEscape(c);
@@ -129,7 +145,7 @@ struct Decoder {
 private:
     static bool isLineEnd(std::uint8_t byte) { return byte == '\r' || byte == '\n'; }
 
-    void readEscape(Cursor& c) {
+    void readEscape(TextCursor& c) {
         const std::size_t length = c.left();
         const unsigned kind = length > 1 ? c.in[1] : 0;
         if (kind != '$' && kind != '(') {
@@ -147,38 +163,60 @@ private:
         c.in += std::min<std::size_t>(length, 3);
     }
 
-    void readPairs(Cursor& c) {
+    void readPairs(TextCursor& c) {
+        nativeRuns().jisToShiftJis(c);
+        if (!c.goesOn()) {
+            return;
+        }
         const std::uint8_t* in = c.in;
+        const std::uint8_t* end = in + std::min<std::size_t>(c.left(), kBytesPerStep) / 2 * 2;
         std::uint8_t* out = c.out;
-        for (int i = 0; i < kernels::kCharactersPerStep && in < c.inEnd; ++i) {
-            const std::uint8_t row = *in;
-            if (row == kEscape) {
-                break;
-            }
-            if (isLineEnd(row)) {
-                doubleByte = kana = false;
-                *out++ = *in++;
-                break;
-            }
-            if (c.inEnd - in < 2) {
-                in = c.inEnd;
-                break;
-            }
-            out = putShiftJis(row, in[1], out);
-            in += 2;
+        for (; in<end&& * in> kEscape; in += 2) {
+            out = putShiftJis(in[0], in[1], out);
         }
         c.in = in;
         c.out = out;
+        if (in == c.inEnd || *in == kEscape) {
+            return;
+        }
+        if (isLineEnd(*in)) {
+            doubleByte = kana = false;
+            *c.out++ = *c.in++;
+        } else if (c.left() < 2) {
+            c.in = c.inEnd;
+        } else {
+            c.out = putShiftJis(in[0], in[1], out);
+            c.in += 2;
+        }
     }
 
-    static void readKatakana(Cursor& c) {
+    static void readKatakana(TextCursor& c) {
         const std::uint8_t byte = *c.in++;
         *c.out++ = isLineEnd(byte) ? byte : static_cast<std::uint8_t>(byte + 0x80);
     }
 
-    static void copyToEscape(Cursor& c) {
-        const auto room = static_cast<std::size_t>(c.outLimit - c.out) + kernels::kStepRoom;
-        std::size_t length = std::min(c.left(), room);
+    /// Most runs between two characters are short: a word of bytes settles them. Long ones are
+    /// worth a search.
+    static void copyToEscape(TextCursor& c) {
+        constexpr std::uint64_t kLowBits = 0x0101010101010101;
+        constexpr std::uint64_t kHighBits = 0x8080808080808080;
+        std::uint64_t word;
+        if (c.left() >= sizeof word) {
+            std::memcpy(&word, c.in, sizeof word);
+            std::memcpy(c.out, &word, sizeof word);
+            // The lowest of these bits is that of the first escape.
+            const std::uint64_t others = word ^ (kLowBits * kEscape);
+            const std::uint64_t found = (others - kLowBits) & ~others & kHighBits;
+            const std::size_t length =
+                found == 0 ? sizeof word : static_cast<std::size_t>(std::countr_zero(found)) / 8;
+            c.in += length;
+            c.out += length;
+            if (found != 0) {
+                return;
+            }
+        }
+        std::size_t length = std::min(
+            c.left(), static_cast<std::size_t>(c.outLimit - c.out) + TextCursor::kStepRoom / 2);
         if (const void* escape = std::memchr(c.in, kEscape, length)) {
             length = static_cast<std::size_t>(static_cast<const std::uint8_t*>(escape) - c.in);
         }
@@ -186,21 +224,23 @@ private:
         c.in += length;
         c.out += length;
     }
+
+    static constexpr std::size_t kBytesPerStep = 128;
 };
 
 /// Shift_JIS to ISO-2022-JP.
 struct Encoder {
     bool doubleByte = false;
 
-    bool operator()(Cursor& c) {
+    bool operator()(TextCursor& c) {
         while (c.goesOn()) {
-            if (!doubleByte && c.left() >= NativeBlocks::kBlock &&
-                NativeBlocks::copyAscii(c.in, c.out)) {
-                c.in += NativeBlocks::kBlock;
-                c.out += NativeBlocks::kBlock;
-                continue;
+            if (!doubleByte) {
+                nativeRuns().copyAscii(c);
+                if (!c.goesOn()) {
+                    break;
+                }
             }
-            for (int i = 0; i < kCharactersBetweenRuns && c.in < c.inEnd; ++i) {
+            for (int i = 0; i < kCharactersPerStep && c.in < c.inEnd; ++i) {
                 step(c);
             }
         }
@@ -213,9 +253,9 @@ struct Encoder {
 
 private:
     /// A character takes at most 5 bytes with its escape.
-    static constexpr int kCharactersBetweenRuns = 8;
+    static constexpr int kCharactersPerStep = TextCursor::kStepRoom / 5;
 
-    void switchTo(bool wanted, Cursor& c) {
+    void switchTo(bool wanted, TextCursor& c) {
         if (doubleByte != wanted) {
             doubleByte = wanted;
             std::memcpy(c.out, wanted ? kToDoubleByte : kToAscii, kEscapeLength);
@@ -223,7 +263,7 @@ private:
         }
     }
 
-    void step(Cursor& c) {
+    void step(TextCursor& c) {
         const std::uint8_t lead = *c.in;
         if (lead < 0x80) {
             switchTo(false, c);
@@ -239,7 +279,7 @@ private:
         }
     }
 
-    void stepPair(std::uint8_t lead, Cursor& c) {
+    void stepPair(std::uint8_t lead, TextCursor& c) {
         if (c.left() < 2) {
             c.in = c.inEnd;
             return;
@@ -255,7 +295,7 @@ private:
     }
 
     /// Takes in a sound mark behind the character where the two make one full-width character.
-    void stepKatakana(Cursor& c) {
+    void stepKatakana(TextCursor& c) {
         constexpr std::uint8_t kVoiced = 0xDE;
         constexpr std::uint8_t kSemiVoiced = 0xDF;
         constexpr std::uint8_t kU = 0xB3;
@@ -275,7 +315,7 @@ private:
         c.out = putJis(code >> 8, code & 0xFF, c.out);
     }
 
-    void stepExtension(std::uint8_t lead, Cursor& c) {
+    void stepExtension(std::uint8_t lead, TextCursor& c) {
         if (c.left() < 2) {
             c.in = c.inEnd;
             return;
@@ -295,7 +335,7 @@ private:
     }
 
     /// Bytes that begin no character: within a double-byte run they are taken for one.
-    void stepOther(std::uint8_t lead, Cursor& c) {
+    void stepOther(std::uint8_t lead, TextCursor& c) {
         ++c.in;
         if (lead == 0x80 || !doubleByte) {
             switchTo(false, c);
@@ -315,7 +355,7 @@ void Japanese::iso2022JpToShiftJis(const void* input, std::size_t length, DataBu
 void Japanese::shiftJisToIso2022Jp(const void* input, std::size_t length, DataBuffer& out) const {
     Encoder encoder;
     appendConverted(input, length, out, length + length / 8,
-                    [&encoder](Cursor& c) { return encoder(c); });
+                    [&encoder](TextCursor& c) { return encoder(c); });
     if (encoder.doubleByte) {
         out.append(Encoder::kToAscii, Encoder::kEscapeLength);
     }

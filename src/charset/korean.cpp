@@ -1,5 +1,6 @@
 #include "charset/korean.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
@@ -14,13 +15,14 @@ constexpr std::uint8_t kEscape = 0x1B;
 constexpr std::uint8_t kShiftOut = 0x0E;
 constexpr std::uint8_t kShiftIn = 0x0F;
 constexpr std::uint8_t kHighBit = 0x80;
+constexpr int kBytesPerStep = 64;
 constexpr std::string_view kDesignation = "\x1B$)C";
 
 /// Reads the 7-bit form. Writes at most as many bytes as it reads.
 struct Decoder {
     bool shifted = false;
 
-    bool operator()(kernels::Cursor& c) {
+    bool operator()(TextCursor& c) {
         while (c.goesOn()) {
             step(c);
         }
@@ -28,7 +30,7 @@ struct Decoder {
     }
 
 private:
-    void step(kernels::Cursor& c) {
+    void step(TextCursor& c) {
         const std::uint8_t byte = *c.in++;
         if (byte == kEscape) {
             if (c.left() >= 3 && std::memcmp(c.in, kDesignation.data() + 1, 3) == 0) {
@@ -39,8 +41,7 @@ private:
             shifted = byte == kShiftOut;
         } else if (!shifted) {
             *c.out++ = byte;
-            for (int i = 0; i < kernels::kCharactersPerStep && c.in<c.inEnd&& * c.in> kEscape;
-                 ++i) {
+            for (int i = 0; i < kBytesPerStep && c.in<c.inEnd&& * c.in> kEscape; ++i) {
                 *c.out++ = *c.in++;
             }
         } else if (c.in < c.inEnd) {
@@ -53,7 +54,7 @@ private:
 struct Encoder {
     bool shifted = false;
 
-    bool operator()(kernels::Cursor& c) {
+    bool operator()(TextCursor& c) {
         while (c.goesOn()) {
             const std::uint8_t byte = *c.in;
             const bool doubleByte = byte >= kHighBit;
@@ -77,11 +78,9 @@ struct Encoder {
     }
 
 private:
-    static void copyAscii(kernels::Cursor& c) {
-        if (c.left() >= NativeBlocks::kBlock && NativeBlocks::copyAscii(c.in, c.out)) {
-            c.in += NativeBlocks::kBlock;
-            c.out += NativeBlocks::kBlock;
-        } else {
+    static void copyAscii(TextCursor& c) {
+        const std::uint8_t* end = c.in + std::min<std::size_t>(c.left(), kBytesPerStep);
+        while (c.in < end && *c.in < kHighBit) {
             *c.out++ = *c.in++;
         }
     }

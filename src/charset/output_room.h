@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "base/data_buffer.h"
-#include "charset/text_kernels.h"
+#include "charset/text_cursor.h"
 
 namespace borvik {
 
@@ -15,10 +15,10 @@ namespace borvik {
 template <typename Kernel>
 bool appendConverted(const void* input, std::size_t length, DataBuffer& out, std::size_t expected,
                      Kernel kernel) {
-    constexpr std::size_t kSmallestRoom = 512;
+    constexpr std::size_t kSmallestRoom = 1024;
     const auto* bytes = static_cast<const std::uint8_t*>(input);
     const std::size_t before = out.getSize();
-    kernels::Cursor c{bytes, bytes + length, nullptr, nullptr};
+    TextCursor c{bytes, bytes + length, nullptr, nullptr};
     bool complete = true;
     while (c.in < c.inEnd) {
         const std::size_t size = out.getSize();
@@ -31,7 +31,7 @@ bool appendConverted(const void* input, std::size_t length, DataBuffer& out, std
         }
         auto* begin = reinterpret_cast<std::uint8_t*>(out.getData());
         c.out = begin + size;
-        c.outLimit = begin + out.getCapacity() - kernels::kStepRoom;
+        c.outLimit = begin + out.getCapacity() - TextCursor::kStepRoom;
         complete = kernel(c) && complete;
         out.setLength(static_cast<std::size_t>(c.out - begin));
         const std::size_t made = out.getSize() - before;

@@ -10,8 +10,6 @@
 namespace borvik {
 namespace {
 
-using kernels::Cursor;
-
 constexpr std::uint32_t kReplacement = 0xFFFD;
 constexpr std::uint32_t kFirstTooLarge = 0x200000;
 
@@ -59,7 +57,7 @@ std::uint32_t swapBytes(std::uint32_t value) {
 
 template <bool kSwapped>
 bool toUtf32(std::string_view utf8, DataBuffer& out) {
-    return appendConverted(utf8.data(), utf8.size(), out, 4 * utf8.size(), [](Cursor& c) {
+    return appendConverted(utf8.data(), utf8.size(), out, 4 * utf8.size(), [](TextCursor& c) {
         while (c.goesOn()) {
             std::uint32_t value = 0;
             const std::size_t length = readCharacter(c.in, c.left(), value);
@@ -117,7 +115,7 @@ bool utf32ToUtf8(std::string_view utf32, DataBuffer& out) {
     if (length == 0) {
         return false;
     }
-    return appendConverted(utf32.data(), length, out, length / 2, [](Cursor& c) {
+    return appendConverted(utf32.data(), length, out, length / 2, [](TextCursor& c) {
         while (c.goesOn()) {
             std::uint32_t value;
             std::memcpy(&value, c.in, sizeof value);

@@ -1,0 +1,232 @@
+#include "charset/encoding_convert.h"
+
+#include <gtest/gtest.h>
+
+#include "base/data_buffer.h"
+#include "charset/charset_oracle.h"
+#include "charset/code_pages.h"
+#include "platform/code_page.h"
+
+namespace borvik {
+namespace {
+
+using namespace std::string_literals;
+using testing::bytesOf;
+using testing::converted;
+using testing::hex;
+using testing::oracleFromUtf8;
+using testing::oracleToUtf8;
+using testing::Outcome;
+using testing::PageOracle;
+using testing::tablePages;
+
+void expectSame(const Outcome& got, const Outcome& wanted, const std::string& what) {
+    EXPECT_EQ(got.complete, wanted.complete) << what;
+    EXPECT_TRUE(got.bytes == wanted.bytes) << what << " gave " << hex(got.bytes).substr(0, 400)
+                                           << "\nfor " << hex(wanted.bytes).substr(0, 400);
+}
+
+std::string allUnits() {
+    std::u16string units;
+    for (unsigned unit = 0; unit <= 0xFFFF; ++unit) {
+        units += static_cast<char16_t>(unit);
+    }
+    return bytesOf(units);
+}
+
+std::string allBytes() {
+    std::string bytes;
+    for (int byte = 0; byte < 256; ++byte) {
+        bytes.push_back(static_cast<char>(byte));
+    }
+    return bytes;
+}
+
+Outcome then(const Outcome& first, Outcome second) {
+    second.complete = second.complete && first.complete;
+    return second;
+}
+
+TEST(EncodingConvert, GivesWhatTheStoredRowsSayForEveryByteAndUnit) {
+    const std::string units = allUnits();
+    for (const std::uint32_t page : tablePages()) {
+        const PageOracle oracle(page);
+        const std::string name = std::to_string(page);
+        expectSame(converted(kUtf16Le, page, units), oracle.encode(units), name + " encode");
+        if (page == kMacArabic) {
+            continue;  // Its bytes are put in another order first.
+        }
+        const Outcome decoded = oracle.decode(allBytes());
+        expectSame(converted(page, kUtf16Le, allBytes()), decoded, name + " decode");
+        expectSame(converted(page, kUtf8, allBytes()), then(decoded, oracleToUtf8(decoded.bytes)),
+                   name + " to UTF-8");
+    }
+}
+
+TEST(EncodingConvert, GivesWhatTheStoredRowsSayForEveryPairOfBytes) {
+    for (const std::uint32_t page : tablePages(true)) {
+        const PageOracle oracle(page);
+        for (int lead = 0; lead < 256; ++lead) {
+            std::string pairs;
+            for (const char trail : allBytes()) {
+                pairs += {static_cast<char>(lead), trail, '\n'};
+            }
+            expectSame(converted(page, kUtf16Le, pairs), oracle.decode(pairs),
+                       std::to_string(page) + " lead " + std::to_string(lead));
+        }
+    }
+}
+
+// Every way through the engine that has a fast form, on texts whose runs begin and end at every
+// place of a block, and are cut at every place.
+TEST(EncodingConvert, FastFormsEqualThePlainOnesOnMixedText) {
+    const PageOracle other(949);
+    for (unsigned seed = 0; seed < 4; ++seed) {
+        const std::string utf8 = testing::mixedUtf8(seed, seed == 0 ? 20000 : 300);
+        const Outcome units = oracleFromUtf8(utf8);
+        for (std::size_t cut = 0; cut < utf8.size(); cut += seed == 0 ? 1999 : 1) {
+            const auto rest = std::string_view(utf8).substr(cut);
+            expectSame(converted(kUtf8, kUtf16Le, rest), oracleFromUtf8(rest), "from UTF-8");
+            const auto restUnits =
+                std::string_view(units.bytes).substr(std::min(cut, units.bytes.size()));
+            expectSame(converted(kUtf16Le, kUtf8, restUnits), oracleToUtf8(restUnits), "to UTF-8");
+        }
+        for (const std::uint32_t page : {1251U, 932U, 51932U, 500U, 1256U}) {
+            const PageOracle oracle(page);
+            const std::string name = std::to_string(page);
+            const Outcome encoded = oracle.encode(units.bytes);
+            const std::size_t step = seed == 0 ? 4999 : 7;
+            for (std::size_t cut = seed % step; cut < utf8.size(); cut += step) {
+                const auto rest = std::string_view(utf8).substr(cut);
+                expectSame(converted(kUtf8, page, rest), oracle.encode(oracleFromUtf8(rest).bytes),
+                           name + " from UTF-8");
+                const Outcome decoded = oracle.decode(rest);
+                expectSame(converted(page, kUtf16Le, rest), decoded, name + " garbage");
+                expectSame(converted(page, kUtf8, rest), then(decoded, oracleToUtf8(decoded.bytes)),
+                           name + " garbage to UTF-8");
+                expectSame(converted(page, 949, rest), then(decoded, other.encode(decoded.bytes)),
+                           name + " garbage to 949");
+                const auto tail =
+                    std::string_view(encoded.bytes).substr(std::min(cut, encoded.bytes.size()));
+                const Outcome back = oracle.decode(tail);
+                expectSame(converted(page, kUtf8, tail), then(back, oracleToUtf8(back.bytes)),
+                           name + " to UTF-8");
+            }
+        }
+    }
+}
+
+TEST(EncodingConvert, ConvertsWhatTheTablesDoNotTell) {
+    struct Case {
+        std::uint32_t from;
+        std::uint32_t to;
+        std::string input;
+        std::string output;
+        bool complete;
+    };
+    const Case cases[] = {
+        // No charset, and equal ones: the bytes as they are.
+        {0, 0, "\xEF\xBB\xBF\x81", "\xEF\xBB\xBF\x81", true},
+        {0, 28591, "\x81", "\x81", true},
+        {1252, 0, "\x81", "\x81", true},
+        {65001, 65001, "\xEF\xBB\xBF\xF0\x9F\x98\x80", "\xEF\xBB\xBF\xF0\x9F\x98\x80", true},
+        // Byte-order marks go, and overrule the label.
+        {65001, 1252, "\xEF\xBB\xBF", "", true},
+        {65001, 1252,
+         "\xEF\xBB\xBF"
+         "a\xEF\xBB\xBF",
+         "a", false},
+        {1200, 65001, "\xFE\xFF\0A"s, "A", true},
+        {1201, 65001,
+         "\xFF\xFE"
+         "A\0"s,
+         "A", true},
+        {1201, 1200,
+         "\xFF\xFE"
+         "A\0"s,
+         "A\0"s, true},
+        {1200, 1201, "\xFE\xFF\0A"s, "A\0"s, true},
+        {65006, 65001, "\xFF\xFE\0\0A\0\0\0"s, "A", true},
+        {65005, 65001, "\0\0\xFE\xFF\0\0\0A"s, "A", true},
+        {1200, 65000,
+         "\xFE\xFF"
+         "A\0"s,
+         "A", true},
+        {1200, 1252, "\xFF\xFE", "", true},
+        // Odd bytes of UTF-16.
+        {1201, 65001, "\0A\0"s, "A", true},
+        {1201, 65001, "A", "", true},
+        {1200, 65001, "A\0B"s, "A", false},
+        {1200, 65001, "A", "", false},
+        {1200, 1252, "A\0B"s, "A", true},
+        {1200, 1252, "A", "", false},
+        // Dropped characters.
+        {65001, 20127, "a\xC3\xA9\xE2\x82\xAC\xC2\xA0", "a ", false},
+        {65001, 1252, "\xF0\x9F\x98\x80", "", true},
+        {65001, 1252, "a\xC3", "a", true},
+        {1200, 65001, bytesOf(u"\xD83D\xDE00"), "\xED\xA0\xBD\xED\xB8\x80", true},
+        {1200, 65001, bytesOf({u"a\0b", 3}), "ab", true},
+        {1200, 932, bytesOf({u"a\0b", 3}), "a\0b"s, true},
+        {1252, 65001, "\x81", "", false},
+        {65001, 1256, "\xD9\xA3\xDB\xB7", "37", true},
+        {65001, 28596, "\xD9\xA3\xDB\xB7", "37", true},
+        {65001, 1252, "\xD9\xA3\xDB\xB7", "", false},
+        // Pages without tables.
+        {54936, 65001, "a", "", false},
+        {65001, 54936, "a", "", false},
+        {65001, 54936, "\xFF", "", true},
+        {1252, 54936, "a", "", false},
+        {54936, 1200, "a", "", false},
+        {54936, 65001, "", "", true},
+        // Mac Arabic: right-to-left runs of ASCII twins.
+        {10004, 65001, "\xB1\xB2\xB3", "321", true},
+        {10004, 65001,
+         "\xB1"
+         "A\xB2",
+         "1A2", true},
+        {10004, 65001, "x\xA8\xB1\xB2\xA9y\xDB\xDD", "x)21(y][", true},
+        {10004, 65001, "\xA5\xAC", "\xD9\xAA\xD8\x8C", true},
+        // UTF-32.
+        {65001, 65005, "a\xE2\x82\xAC\xF0\x9F\x98\x80", "a\0\0\0\xAC\x20\0\0\0\xF6\x01\0"s, true},
+        {65001, 65006, "a\xC3\xA9", "\0\0\0a\0\0\0\xE9"s, true},
+        {65001, 65005, "a\xC3", "a\0\0\0"s, false},
+        {65001, 65005, "a\xF4\x90\x80\x80", "a\0\0\0"s, false},
+        {65001, 65005, "\xE0\x9F\xBF", "", false},
+        {1252, 65005, "a\x81", "", false},
+        {1200, 65006, bytesOf(u"\xD83D"), "\0\0\xD8\x3D"s, true},
+        {65005, 65001, "\0\xD8\0\0\xFF\x07\0\0\xFF\xFF\x1F\0\0\0\x20\0!"s,
+         "\xED\xA0\x80\xDF\xBF\xF7\xBF\xBF\xBF\xEF\xBF\xBD", true},
+        {65006, 65001, "\0\0\0"s, "", true},
+        {65006, 1252, "\0\0\0A\0\0"s, "A", true},
+    };
+    for (const Case& test : cases) {
+        const std::string what =
+            std::to_string(test.from) + " to " + std::to_string(test.to) + " of " + hex(test.input);
+        expectSame(converted(test.from, test.to, test.input), {test.output, test.complete}, what);
+    }
+}
+
+TEST(EncodingConvert, AppendsAndTakesNamesAndTheAnsiPage) {
+    const platform::ScopedAnsiCodePage ansi(1251);
+    EncodingConvert convert;
+    DataBuffer out;
+    EXPECT_TRUE(convert.convert(1252, 65001, "\xE9", 1, out));
+    EXPECT_TRUE(convert.convertByNames("ISO-8859-1", "utf-8", "\xE8", 1, out));
+    EXPECT_TRUE(convert.convertFromName("koi8-r", 65001, "\xC1", 1, out));
+    EXPECT_TRUE(convert.convertAnsiTo(65001, "\xE1", 1, out));
+    EXPECT_TRUE(convert.convertToAnsi(65001, "\xD0\xB2", 2, out));
+    EXPECT_EQ(out.view(), "\xC3\xA9\xC3\xA8\xD0\xB0\xD0\xB1\xE2");
+    EXPECT_FALSE(convert.convertByNames("ISO-8859-1", "no-such", "a", 1, out));
+    EXPECT_FALSE(convert.convertByNames("no-such", "utf-8", "a", 1, out));
+    EXPECT_FALSE(convert.convertFromName(nullptr, 65001, "a", 1, out));
+    EXPECT_EQ(out.getSize(), 9U);
+    EXPECT_TRUE(convert.convert(932, 65001, nullptr, 5, out));
+    for (const std::uint32_t page : tablePages()) {
+        EXPECT_TRUE(EncodingConvert::isSupported(page));
+    }
+    EXPECT_TRUE(EncodingConvert::isSupported(50225) && EncodingConvert::isSupported(65000));
+    EXPECT_FALSE(EncodingConvert::isSupported(54936) || EncodingConvert::isSupported(0));
+}
+
+}  // namespace
+}  // namespace borvik
