@@ -76,7 +76,6 @@ TEST(BvMime, ReadsAndWritesHeaderFields) {
     EXPECT_FALSE(mime.GetHeaderField("X-A", value));
     EXPECT_EQ(utf8Of(value), "");
 
-    mime.Disposition(" attachment ");
     mime.SetHeaderField("Content-Disposition", "inline; filename=\" n.txt \"");
     mime.Disposition("attachment");
     EXPECT_STREQ(mime.header("Content-Disposition"), "attachment; filename=\"n.txt\"");

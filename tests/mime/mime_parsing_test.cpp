@@ -111,12 +111,19 @@ TEST(MimeParsing, BoundsTheHeadersThatAreReadBehindTheirParts) {
     for (int i = 0; i < kParts; ++i) {
         text += "--b\r\nX-Long-Enough-To-Count: of part\r\n";
     }
+    text += "--b\r\nX: y\r\n\r\nend\r\n--b--";
     MimeMessage2 node;
-    ASSERT_TRUE(
-        node.LoadMimeComplete2(text + "--b\r\nX: y\r\n\r\nend\r\n--b--", false, nullptr, false));
+    ASSERT_TRUE(node.LoadMimeComplete2(text, false, nullptr, false));
     ASSERT_EQ(node.getNumParts(), kParts + 1);
-    std::string value;
-    EXPECT_TRUE(node.getPart(kParts - 2)->getHeaderDecoded("X-Long-Enough-To-Count", value));
+    std::size_t read = 0;
+    for (int i = 0; i < kParts; ++i) {
+        const auto& fields = node.getPart(i)->header().fields();
+        ASSERT_FALSE(fields.empty());
+        for (const MimeField& field : fields) {
+            read += field.name().size() + field.value().size();
+        }
+    }
+    EXPECT_LE(read, 5 * text.size() + (std::size_t{1} << 20));
     EXPECT_EQ(node.getPart(kParts)->body().view(), "end");
 }
 
