@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
@@ -31,10 +30,7 @@ void UndoTransfer(std::string& body) {
         body.clear();
         return;
     }
-    const void* zero = std::memchr(body.data(), '\0', body.size());
-    if (zero != nullptr) {
-        body.resize(static_cast<std::size_t>(static_cast<const char*>(zero) - body.data()));
-    }
+    body.resize(std::min(body.find('\0'), body.size()));
     body.resize(RemoveDotStuffing(body.data(), body.size()));
 }
 

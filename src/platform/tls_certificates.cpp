@@ -68,7 +68,7 @@ bool loadIdentity(const std::string& path, PemIdentity& identity) {
             if (!next || sk_X509_push(identity.chain.get(), next.get()) == 0) {
                 break;
             }
-            next.release();
+            (void)next.release();
         }
         identity.key.reset(PEM_read_bio_PrivateKey(keys.get(), nullptr, refusePassword, nullptr));
     }
@@ -229,9 +229,8 @@ bool requireServerName(SSL* ssl, const std::string& name) {
 }
 
 std::string describeRefusal(long error, X509* certificate, const std::string& checkedName) {
-    const std::string text = X509_verify_cert_error_string(error);
     if (certificate == nullptr) {
-        return text;
+        return X509_verify_cert_error_string(error);
     }
     switch (error) {
         case X509_V_ERR_CERT_HAS_EXPIRED:
@@ -250,7 +249,7 @@ std::string describeRefusal(long error, X509* certificate, const std::string& ch
         case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
             return "unknown issuer [" + distinguishedName(X509_get_issuer_name(certificate)) + "]";
         default:
-            return text;
+            return X509_verify_cert_error_string(error);
     }
 }
 

@@ -1,8 +1,10 @@
 #include "mail_servers.h"
 
 #include <algorithm>
-#include <cctype>
 #include <utility>
+
+#include "base/ascii_text.h"
+#include "support/tls_peer.h"
 
 namespace tessolt {
 
@@ -12,134 +14,117 @@ using support::TlsPeer;
 
 namespace {
 
-constexpr const char* kMessageEnd = "\r\n.\r\n";
+std::vector<std::string> split(std::string_view text, char separator) {
+    std::vector<std::string> parts;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find(separator, at), text.size());
+        parts.emplace_back(text.substr(at, end - at));
+        at = end + 1;
+    }
+    return parts;
+}
 
-/// Answers one connection command by command, over whatever carries the text.
-template <typename Stream>
-class Conversation {
-public:
-    Conversation(ServerPart& part, ScriptedConnection& connection, Stream& stream)
-        : part_(part), connection_(connection), stream_(stream) {}
-
-    /// Returns true when the client and this server have agreed on TLS.
-    bool serve(bool welcomes) {
-        if (welcomes && !answer("")) {
-            return false;
-        }
-        for (std::string line = stream_.readLine(); !line.empty(); line = stream_.readLine()) {
-            std::string verb = line.substr(0, 4);
-            std::transform(verb.begin(), verb.end(), verb.begin(),
-                           [](unsigned char c) { return std::toupper(c); });
-            if (!answer(verb)) {
-                return false;
-            }
-            if (verb == "STAR" && last_.starts_with("220")) {
-                return true;
-            }
-            if (verb == "DATA" && last_.starts_with("354")) {
-                stream_.readUntil(kMessageEnd);
-                if (!answer(".")) {
-                    return false;
+ServerPart changed(std::string_view base, std::string_view changes) {
+    ServerPart part;
+    for (const std::string_view list : {base, changes}) {
+        for (const std::string& entry : split(list, '|')) {
+            const std::size_t colon = entry.find(':');
+            std::vector<std::string>& replies = part.replies[entry.substr(0, colon)];
+            replies.clear();
+            for (const std::string& reply : split(entry.substr(colon + 1), ';')) {
+                replies.emplace_back();
+                for (const std::string& line : split(reply, '~')) {
+                    replies.back() += line + "\r\n";
                 }
             }
         }
-        return false;
     }
+    return part;
+}
 
-private:
-    bool answer(const std::string& verb) {
-        if (const auto fault = part_.faults.find(verb); fault != part_.faults.end()) {
-            fault->second(connection_);
+/// Answers command by command over whatever carries the text. True when TLS was agreed on.
+template <typename Stream>
+bool converse(ServerPart& part, ScriptedConnection& connection, Stream& stream, bool welcomes) {
+    std::string last;
+    const auto answer = [&](const std::string& verb) {
+        if (const auto fault = part.faults.find(verb); fault != part.faults.end()) {
+            fault->second(connection);
             return false;
         }
-        std::vector<std::string>& replies = part_.replies[verb];
-        last_ = replies.empty() ? "500 what?\r\n" : replies.front();
+        std::vector<std::string>& replies = part.replies[verb];
+        last = replies.empty() ? "500 what?\r\n" : replies.front();
         if (replies.size() > 1) {
             replies.erase(replies.begin());
         }
-        return stream_.send(last_);
+        return stream.send(last);
+    };
+    bool goesOn = !welcomes || answer("");
+    for (std::string line; goesOn && !(line = stream.readLine()).empty();) {
+        std::string verb = line.substr(0, 4);
+        std::transform(verb.begin(), verb.end(), verb.begin(), borvik::asciiUpper);
+        goesOn = answer(verb);
+        if (verb == "STAR" && last.starts_with("220")) {
+            return true;
+        }
+        if (verb == "DATA" && last.starts_with("354")) {
+            stream.readUntil("\r\n.\r\n");
+            goesOn = answer(".");
+        }
     }
-
-    ServerPart& part_;
-    ScriptedConnection& connection_;
-    Stream& stream_;
-    std::string last_;
-};
+    return false;
+}
 
 }  // namespace
 
-ServerPart smtpPart() {
-    return {{{"", {"220 hello\r\n"}},
-             {"EHLO", {"250-mail.test\r\n250-AUTH PLAIN\r\n250 ok\r\n"}},
-             {"AUTH", {"235 in\r\n"}},
-             {"MAIL", {"250 ok\r\n"}},
-             {"RCPT", {"250 ok\r\n"}},
-             {"DATA", {"354 go\r\n"}},
-             {".", {"250 taken\r\n"}},
-             {"RSET", {"250 ok\r\n"}},
-             {"QUIT", {"221 bye\r\n"}}}};
+ServerPart smtpPart(std::string_view changes) {
+    return changed(
+        ":220 hello|EHLO:250-mail.test~250-AUTH PLAIN~250 ok|AUTH:235 in|MAIL:250 ok|RCPT:250 ok"
+        "|DATA:354 go|.:250 taken|RSET:250 ok|QUIT:221 bye",
+        changes);
 }
 
-ServerPart pop3Part() {
-    return {{{"", {"+OK hello\r\n"}},
-             {"USER", {"+OK\r\n"}},
-             {"PASS", {"+OK\r\n"}},
-             {"APOP", {"+OK\r\n"}},
-             {"CAPA", {"+OK\r\nTOP\r\nUSER\r\n.\r\n"}},
-             {"STAT", {"+OK 2 600\r\n"}},
-             {"RETR", {"+OK\r\nSubject: s\r\n\r\nbody\r\n.\r\n"}},
-             {"TOP ", {"+OK\r\nSubject: s\r\n\r\n.\r\n"}},
-             {"DELE", {"+OK\r\n"}},
-             {"QUIT", {"+OK bye\r\n"}}}};
+ServerPart pop3Part(std::string_view changes) {
+    return changed(
+        ":+OK hello|USER:+OK|PASS:+OK|APOP:+OK|CAPA:+OK~TOP~USER~.|STAT:+OK 2 600|DELE:+OK"
+        "|RETR:+OK~Subject: s~~body~.|TOP :+OK~Subject: s~~.|QUIT:+OK bye",
+        changes);
 }
 
-ScriptedServer::Script served(ServerPart part) {
-    return [part = std::move(part)](ScriptedConnection& connection) mutable {
-        Conversation(part, connection, connection).serve(true);
-    };
-}
-
-ScriptedServer::Script servedOverTls(ServerPart part, support::TlsServerSetup setup) {
-    return [part = std::move(part), setup = std::move(setup)](ScriptedConnection& c) mutable {
-        TlsPeer peer(c, setup);
+ScriptedServer::Script served(ServerPart part, Tls tls) {
+    static const support::Identity identity({.commonName = "localhost"});
+    return [part = std::move(part), tls](ScriptedConnection& connection) mutable {
+        if (tls != Tls::kFromStart &&
+            (!converse(part, connection, connection, true) || tls == Tls::kNone)) {
+            return;
+        }
+        TlsPeer peer(connection, support::TlsServerSetup(identity));
         if (peer.accept()) {
-            Conversation(part, c, peer).serve(true);
+            converse(part, connection, peer, tls == Tls::kFromStart);
+        } else {
+            connection.stall();
         }
     };
-}
-
-ScriptedServer::Script servedWithStartTls(ServerPart part, ServerPart secured,
-                                          support::TlsServerSetup setup) {
-    return [part = std::move(part), secured = std::move(secured),
-            setup = std::move(setup)](ScriptedConnection& c) mutable {
-        if (Conversation(part, c, c).serve(true)) {
-            TlsPeer peer(c, setup);
-            if (peer.accept()) {
-                Conversation(secured, c, peer).serve(false);
-            } else {
-                c.stall();
-            }
-        }
-    };
-}
-
-const support::Identity& mailIdentity() {
-    static const support::Identity made({.commonName = "localhost", .names = {"DNS:localhost"}});
-    return made;
 }
 
 std::string linesOf(const std::string& received) {
     std::string lines;
     for (std::size_t at = 0; at < received.size();) {
         const std::size_t end = std::min(received.find("\r\n", at), received.size());
-        std::string line = received.substr(at, end - at);
-        if (line.starts_with("EHLO ") || line.starts_with("HELO ")) {
-            line.resize(4);
-        }
-        lines += (lines.empty() ? "" : "|") + line;
+        const std::string line = received.substr(at, end - at);
+        const bool greets = line.starts_with("EHLO ") || line.starts_with("HELO ");
+        lines += (lines.empty() ? "" : "|") + line.substr(0, greets ? 4 : line.size());
         at = end + 2;
     }
     return lines;
+}
+
+std::string entriesOf(const std::string& log) {
+    constexpr std::size_t kStamp = 11;
+    std::string entries;
+    for (std::size_t at = 0; at + kStamp < log.size(); at = log.find("\r\n", at) + 2) {
+        entries += log.substr(at + kStamp, log.find("\r\n", at) - at - kStamp) + "\n";
+    }
+    return entries;
 }
 
 }  // namespace tessolt

@@ -25,27 +25,23 @@ constexpr long kMaxGrowthKib = 64 * 1024;
 struct Fault {
     const char* name;
     std::function<void(ScriptedConnection&)> act;
-    bool waits = false;  ///< The client finds out by its limit.
+    bool waits = false;   ///< The client finds out by its limit.
+    bool isLine = false;  ///< It begins with a whole line that is not empty.
 };
 
 std::vector<Fault> faults() {
+    const std::string garbage("\xFF\xFE\x01 \0\x80\r\n", 8);
     return {
         {"close", [](auto& c) { c.drop(); }},
         {"reset", [](auto& c) { c.reset(); }},
         {"half a line and a close", [](auto& c) { c.send("25"), c.drop(); }},
-        {"garbage", [](auto& c) { c.send(std::string("\xFF\xFE\x01 \0\x80\r\n", 8)), c.drop(); }},
+        {"garbage", [=](auto& c) { c.send(garbage), c.drop(); }, false, true},
         {"silence", [](auto& c) { c.stall(); }, true},
-        {"half a line", [](auto& c) { c.send("250-so\r\n25"), c.stall(); }, true},
+        {"half a line", [](auto& c) { c.send("250-so\r\n25"), c.stall(); }, true, true},
         {"one long line", [](auto& c) { c.flood("x", kFlood); }},
-        {"lines without end", [](auto& c) { c.flood("250-and\r\n", kFlood); }},
+        {"lines without end", [](auto& c) { c.flood("250-and\r\n", kFlood); }, false, true},
         {"empty lines", [](auto& c) { c.flood("\r\n", kFlood); }},
     };
-}
-
-void compose(CZnMail& mail) {
-    mail.m_wstrFromAddress.Assign(u"a@x.test");
-    mail.AddTo(u"b@x.test");
-    mail.m_wstrBodyPlainText.Assign(u"text");
 }
 
 long peakKib() {
@@ -54,175 +50,122 @@ long peakKib() {
     return usage.ru_maxrss;
 }
 
-/// Measures one attempt: how long it took beyond its limits, and what memory it cost.
-class Watch {
-public:
-    void expectWithin(std::chrono::milliseconds limits) const {
-        EXPECT_LT(std::chrono::steady_clock::now() - start_, limits + 200ms);
-#ifndef __SANITIZE_ADDRESS__
-        EXPECT_LT(peakKib() - peak_, kMaxGrowthKib);
-#endif
-    }
+/// Lets every fault come in place of the reply to `verb`, and afterwards uses the object again.
+/// `limit` sets the object's limits, `open` runs up to the step in question, `run` the step.
+template <typename Engine>
+struct Drill {
+    ServerPart healthy;
+    std::function<void(Engine&, std::uint32_t)> limit;
+    std::function<void(Engine&)> open;
+    std::function<std::int32_t(Engine&)> run;
 
-private:
-    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-    long peak_ = peakKib();
+    void execute(Engine& engine, const char* verb, const Fault& fault, std::int32_t expected) {
+        SCOPED_TRACE(std::string(verb) + ": " + fault.name);
+        ServerPart part = healthy;
+        part.faults[verb] = fault.act;
+        const ScriptedServer server(served(part));
+        engine.m_lHostPort = server.port();
+        open(engine);
+        if (fault.waits) {
+            limit(engine, kShort);
+        }
+        const auto start = std::chrono::steady_clock::now();
+        const long peak = peakKib();
+        EXPECT_EQ(run(engine), expected);
+        engine.Disconnect();
+        // The failed step, and the QUIT behind it.
+        EXPECT_LT(std::chrono::steady_clock::now() - start,
+                  200ms + std::chrono::milliseconds(fault.waits ? 2 * kShort : 2000));
+#ifndef __SANITIZE_ADDRESS__
+        EXPECT_LT(peakKib() - peak, kMaxGrowthKib);
+#endif
+        limit(engine, 5000);
+        const ScriptedServer good(served(healthy));
+        engine.m_lHostPort = good.port();
+        open(engine);
+        EXPECT_EQ(run(engine), 0);
+        engine.Disconnect();
+    }
 };
 
 TEST(WireFaults, SmtpSurvivesAnythingInPlaceOfAReply) {
-    struct Step {
-        const char* verb;
-        std::int32_t expected;
-        bool connects;  ///< The fault comes after the login.
+    CZnMail mail;
+    mail.m_wstrFromAddress.Assign(u"a@x.test");
+    mail.AddTo(u"b@x.test");
+    CZnSmtp smtp;
+    smtp.m_strHost = "localhost";
+    smtp.m_strAccount = "u";
+    const auto limit = [](CZnSmtp& it, std::uint32_t ms) {
+        it.m_lTimeoutConnect = it.m_lTimeoutAuthentication = ms;
+        it.m_lTimeoutCommand = it.m_lTimeoutData = ms;
     };
-    const Step steps[] = {{"", -2005, false},    {"EHLO", -2004, false}, {"AUTH", -2004, false},
-                          {"MAIL", -2004, true}, {"RCPT", -2004, true},  {"DATA", -2004, true},
-                          {".", -2004, true}};
-    const ScriptedServer healthy(served(smtpPart()));
-    for (const Step& step : steps) {
-        for (const Fault& fault : faults()) {
-            SCOPED_TRACE(std::string(step.verb) + ": " + fault.name);
-            ServerPart part = smtpPart();
-            part.faults[step.verb] = fault.act;
-            const ScriptedServer server(served(part));
-            CZnSmtp smtp;
-            CZnMail mail;
-            compose(mail);
-            smtp.m_strHost = "localhost";
-            smtp.m_strAccount = "u";
-            smtp.m_lHostPort = server.port();
-            const auto limit = [&](std::uint32_t ms) {
-                smtp.m_lTimeoutConnect = smtp.m_lTimeoutAuthentication = ms;
-                smtp.m_lTimeoutCommand = smtp.m_lTimeoutData = ms;
-            };
-            if (fault.waits && !step.connects) {
-                limit(kShort);
-            }
-            const Watch watch;
-            if (step.connects) {
-                ASSERT_EQ(smtp.Connect(), 0);
-                if (fault.waits) {
-                    limit(kShort);
-                }
-                EXPECT_EQ(smtp.Send(mail), step.expected);
-            } else {
-                EXPECT_EQ(smtp.Connect(), step.expected);
-                EXPECT_FALSE(smtp.IsConnected());
-            }
-            smtp.Disconnect();
-            // The failed step, and the QUIT behind it.
-            watch.expectWithin(fault.waits ? 2 * std::chrono::milliseconds(kShort) : 2000ms);
-            limit(5000);
-            smtp.m_lHostPort = healthy.port();
-            EXPECT_EQ(smtp.Connect(), 0);
-            EXPECT_EQ(smtp.Send(mail), 0);
-            smtp.Disconnect();
+    const auto connect = [](CZnSmtp& it) { return it.Connect(); };
+    Drill<CZnSmtp> login{smtpPart(), limit, [](CZnSmtp&) {}, connect};
+    Drill<CZnSmtp> send{smtpPart(), limit, [](CZnSmtp& it) { ASSERT_EQ(it.Connect(), 0); },
+                        [&](CZnSmtp& it) { return it.Send(mail); }};
+    for (const Fault& fault : faults()) {
+        login.execute(smtp, "", fault, -2005);
+        login.execute(smtp, "EHLO", fault, -2004);
+        login.execute(smtp, "AUTH", fault, -2004);
+        for (const char* verb : {"MAIL", "RCPT", "DATA", "."}) {
+            send.execute(smtp, verb, fault, -2004);
         }
     }
 }
 
 TEST(WireFaults, Pop3SurvivesAnythingInPlaceOfAReply) {
-    struct Step {
-        const char* verb;
-        std::int32_t ended, timedOut, garbled;
+    CZnMail mail;
+    CZnPop3 pop3;
+    pop3.m_strServer = "localhost";
+    const auto limit = [](CZnPop3& it, std::uint32_t ms) {
+        it.m_lTimeoutConnect = it.m_lTimeoutCommand = it.m_lTimeoutData = ms;
     };
-    const Step steps[] = {
-        {"", -2122, -2121, -2107},     {"USER", -2122, -2121, -2111}, {"PASS", -2122, -2121, 0},
-        {"STAT", -2122, -2121, -2113}, {"RETR", -2106, -2106, -2119},
-    };
-    const ScriptedServer healthy(served(pop3Part()));
-    for (const Step& step : steps) {
-        for (const Fault& fault : faults()) {
-            const std::string name = fault.name;
-            // Lines that are no status lines pass at PASS, and begin a body at RETR.
-            const bool passes =
-                name == "garbage" || name == "lines without end" || name == "half a line";
-            if (passes && (std::string(step.verb) == "PASS" || std::string(step.verb) == "RETR")) {
-                continue;
-            }
-            SCOPED_TRACE(std::string(step.verb) + ": " + name);
-            ServerPart part = pop3Part();
-            part.faults[step.verb] = fault.act;
-            const ScriptedServer server(served(part));
-            CZnPop3 pop3;
-            CZnMail mail;
-            pop3.m_strServer = "localhost";
-            pop3.m_lHostPort = server.port();
-            const auto limit = [&](std::uint32_t ms) {
-                pop3.m_lTimeoutConnect = pop3.m_lTimeoutCommand = pop3.m_lTimeoutData = ms;
-            };
-            const bool fetches = std::string(step.verb) == "RETR";
-            if (fault.waits && !fetches) {
-                limit(kShort);
-            }
-            const Watch watch;
-            std::int32_t result = pop3.Connect();
-            if (fetches) {
-                ASSERT_EQ(result, 0);
-                if (fault.waits) {
-                    limit(kShort);
-                }
-                result = pop3.Retrieve(1, true, mail);
-            }
-            EXPECT_EQ(result, passes ? step.garbled : fault.waits ? step.timedOut : step.ended);
-            pop3.Disconnect();
-            watch.expectWithin(fault.waits ? 2 * std::chrono::milliseconds(kShort) : 2000ms);
-            limit(5000);
-            pop3.m_lHostPort = healthy.port();
-            EXPECT_EQ(pop3.Connect(), 0);
-            EXPECT_EQ(pop3.Retrieve(1, true, mail), 0);
-            pop3.Disconnect();
+    const auto connect = [](CZnPop3& it) { return it.Connect(); };
+    Drill<CZnPop3> login{pop3Part(), limit, [](CZnPop3&) {}, connect};
+    Drill<CZnPop3> fetch{pop3Part(), limit, [](CZnPop3& it) { ASSERT_EQ(it.Connect(), 0); },
+                         [&](CZnPop3& it) { return it.Retrieve(1, true, mail); }};
+    for (const Fault& fault : faults()) {
+        const std::int32_t failed = fault.waits ? -2121 : -2122;
+        // Any line is a status line, if not the one that is wanted.
+        login.execute(pop3, "", fault, fault.isLine ? -2107 : failed);
+        login.execute(pop3, "USER", fault, fault.isLine ? -2111 : failed);
+        login.execute(pop3, "STAT", fault, fault.isLine ? -2113 : failed);
+        if (!fault.isLine) {
+            login.execute(pop3, "PASS", fault, failed);
+            fetch.execute(pop3, "RETR", fault, -2106);
         }
     }
 }
 
-TEST(WireFaults, ACapabilityListHasAnEnd) {
-    ServerPart part = pop3Part();
-    part.faults["CAPA"] = [](auto& c) {
-        c.send("+OK\r\n"), c.flood("TOP\r\n", 4 * 10000 + 10000), c.send("+OK 5 5\r\n"), c.stall();
-    };
-    const ScriptedServer server(served(part));
-    CZnPop3 pop3;
-    pop3.m_strServer = "localhost";
-    pop3.m_lHostPort = server.port();
-    // The list is left after 10,000 lines; what follows is the reply to the next command.
-    EXPECT_EQ(pop3.Connect(), 0);
-    EXPECT_EQ(pop3.m_lMessageCount, 5);
-    EXPECT_EQ(pop3.m_uCapabilities, kPop3CanTop);
-    pop3.CloseSecure();
-}
-
-TEST(WireFaults, ARefusedReplySizeIsTheFirstOverTheBound) {
-    const auto lines = [](int count) {
+TEST(WireFaults, BoundsAreWhereTheyAreSaidToBe) {
+    const auto times = [](int count, const std::string& piece) {
         std::string text;
-        for (int i = 1; i < count; ++i) {
-            text += "250-x\r\n";
+        for (int i = 0; i < count; ++i) {
+            text += piece;
         }
-        return text + "250 x\r\n";
+        return text;
     };
-    for (const auto& [count, expected] : {std::pair(1000, 0), std::pair(1001, -2004)}) {
+    for (const int over : {0, 1}) {
         ServerPart part = smtpPart();
-        part.replies["NOOP"] = {lines(count)};
+        part.replies["NOOP"] = {times(999 + over, "250-x\r\n") + "250 x\r\n"};
         const ScriptedServer server(served(part));
         CZnSmtp smtp;
         smtp.m_strHost = "localhost";
         smtp.m_lHostPort = server.port();
         ASSERT_EQ(smtp.Connect(), 0);
-        EXPECT_EQ(smtp.SendCommand("NOOP"), expected);
-    }
-    for (const auto& [count, expected] : {std::pair(1000, 0), std::pair(1001, -2122)}) {
-        std::string empty;
-        for (int i = 0; i < count; ++i) {
-            empty += "\r\n";
-        }
-        ServerPart part = pop3Part();
-        part.replies["NOOP"] = {empty + "+OK\r\n"};
-        const ScriptedServer server(served(part));
+        EXPECT_EQ(smtp.SendCommand("NOOP"), over == 0 ? 0 : -2004);
+
+        part = pop3Part();
+        part.replies["NOOP"] = {times(1000 + over, "\r\n") + "+OK\r\n"};
+        // A list is left after 10,000 lines; what follows is the reply to the next command.
+        part.replies["CAPA"] = {"+OK\r\n" + times(10000, "TOP\r\n")};
+        const ScriptedServer other(served(part));
         CZnPop3 pop3;
         pop3.m_strServer = "localhost";
-        pop3.m_lHostPort = server.port();
+        pop3.m_lHostPort = other.port();
         ASSERT_EQ(pop3.Connect(), 0);
-        EXPECT_EQ(pop3.SendCommand("NOOP"), expected);
+        EXPECT_EQ(pop3.m_uCapabilities, kPop3CanTop);
+        EXPECT_EQ(pop3.SendCommand("NOOP"), over == 0 ? 0 : -2122);
     }
 }
 

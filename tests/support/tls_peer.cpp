@@ -1,7 +1,6 @@
 #include "support/tls_peer.h"
 
 #include <openssl/err.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <utility>
@@ -187,28 +186,6 @@ std::string TlsPeer::clientName() const {
                                   sizeof name);
     }
     return name;
-}
-
-ScriptedServer::Script tlsDialog(TlsServerSetup setup, std::string greeting,
-                                 std::vector<DialogStep> steps, std::string mismatchReply) {
-    return [setup = std::move(setup), greeting = std::move(greeting), steps = std::move(steps),
-            mismatchReply = std::move(mismatchReply)](ScriptedConnection& connection) {
-        TlsPeer peer(connection, setup);
-        if (!peer.accept()) {
-            connection.stall();
-            return;
-        }
-        peer.send(greeting);
-        for (const DialogStep& step : steps) {
-            const std::string line = peer.readLine();
-            if (strncasecmp(line.c_str(), step.expect.c_str(), step.expect.size()) != 0) {
-                peer.send(mismatchReply);
-                break;
-            }
-            peer.send(step.reply);
-        }
-        peer.stall();
-    };
 }
 
 }  // namespace support

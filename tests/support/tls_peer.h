@@ -77,9 +77,4 @@ private:
     std::size_t handedOut_ = 0;
 };
 
-/// As `dialog`, in TLS from the start of the connection.
-ScriptedServer::Script tlsDialog(TlsServerSetup setup, std::string greeting,
-                                 std::vector<DialogStep> steps,
-                                 std::string mismatchReply = "500 unexpected\r\n");
-
 }  // namespace support
