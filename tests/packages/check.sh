@@ -13,10 +13,10 @@ trap 'rm -rf "$scratch"' EXIT
 (cd "$build" && cpack -G DEB -B "$scratch/packages" >"$scratch/cpack.log")
 for package in "$scratch"/packages/*.deb; do
     echo "package: $(basename "$package")"
-    dpkg-deb --extract "$package" "$scratch/root"
+    dpkg-deb --extract "$package" "$scratch/system"
 done
 
-prefix=$scratch/root/usr
+prefix=$scratch/system/usr
 libdir=$(dirname "$(find "$prefix" -name libqueltx64.so)")
 export LD_LIBRARY_PATH="$libdir"
 
