@@ -11,12 +11,12 @@ TESSOLT_API HRESULT DllGetClassObject(REFCLSID classId, REFIID iid, void** objec
 /// S_OK when no object lives and no client holds a factory, type information or a lock of the
 /// library; S_FALSE otherwise.
 TESSOLT_API HRESULT DllCanUnloadNow(void);
-/// Enters the application, the four classes and the type library into the settings. What was
-/// entered before a failure stays.
+/// Enters the application, the four classes and the type library into the settings, all of them or
+/// none.
 TESSOLT_API HRESULT DllRegisterServer(void);
 /// Removes them again, so that the settings are as they were.
 TESSOLT_API HRESULT DllUnregisterServer(void);
-/// Registers, and removes everything again when that fails, or unregisters for `install` 0. The
+/// Registers, and removes what is registered when that fails; unregisters for `install` 0. The
 /// command line is ignored.
 TESSOLT_API HRESULT DllInstall(BOOL install, LPCOLESTR commandLine);
 

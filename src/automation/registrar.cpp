@@ -1,10 +1,8 @@
 #include "automation/registrar.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "platform/settings_file.h"
-#include "platform/settings_store.h"
 
 namespace tessolt {
 namespace {
@@ -214,16 +212,17 @@ bool removeKey(SettingsEditor& settings, const ScriptKey& key, const std::string
 
 using Visit = bool (*)(SettingsEditor& settings, const ScriptKey& key, const std::string& path);
 
-/// Runs over the roots of a script in one change of the settings.
-HRESULT run(const std::optional<std::vector<ScriptKey>>& roots, Visit visit) {
+HRESULT run(const std::optional<std::vector<ScriptKey>>& roots, SettingsEditor& settings,
+            Visit visit) {
     if (!roots) {
         return E_FAIL;
     }
-    const bool done = platform::editSettings([&](SettingsEditor& settings) {
-        return std::all_of(roots->begin(), roots->end(),
-                           [&](const ScriptKey& root) { return visit(settings, root, root.name); });
-    });
-    return done ? S_OK : SELFREG_E_CLASS;
+    for (const ScriptKey& root : *roots) {
+        if (!visit(settings, root, root.name)) {
+            return SELFREG_E_CLASS;
+        }
+    }
+    return S_OK;
 }
 
 }  // namespace
@@ -249,12 +248,12 @@ std::optional<std::vector<ScriptKey>> Registrar::parse(std::string_view script) 
     return roots;
 }
 
-HRESULT Registrar::registerScript(std::string_view script) const {
-    return run(parse(script), &enterKey);
+HRESULT Registrar::registerScript(SettingsEditor& settings, std::string_view script) const {
+    return run(parse(script), settings, &enterKey);
 }
 
-HRESULT Registrar::unregisterScript(std::string_view script) const {
-    return run(parse(script), &removeKey);
+HRESULT Registrar::unregisterScript(SettingsEditor& settings, std::string_view script) const {
+    return run(parse(script), settings, &removeKey);
 }
 
 }  // namespace tessolt

@@ -1,4 +1,4 @@
-/// Runs registration scripts on the settings.
+/// Runs registration scripts on the settings, in an edit that its caller has begun.
 ///
 /// A script is a tree of keys under a root:
 ///
@@ -29,6 +29,10 @@
 #include <string_view>
 #include <vector>
 
+namespace platform {
+class SettingsEditor;
+}
+
 namespace tessolt {
 
 /// One key of a script, with what stands in it.
@@ -51,11 +55,11 @@ public:
     /// From now on %`name`% stands for `text` wherever a script names or sets something.
     void addReplacement(std::string name, std::string text);
 
-    /// Enters what the script tells, all of it or nothing: E_FAIL for a script that can't be read,
-    /// SELFREG_E_CLASS when the settings can't be written.
-    HRESULT registerScript(std::string_view script) const;
+    /// Enters what the script tells. E_FAIL for a script that can't be read, which changes nothing;
+    /// SELFREG_E_CLASS for a name or text that the settings can't hold.
+    HRESULT registerScript(platform::SettingsEditor& settings, std::string_view script) const;
     /// Removes it again: values, texts, and keys that hold no other key by then.
-    HRESULT unregisterScript(std::string_view script) const;
+    HRESULT unregisterScript(platform::SettingsEditor& settings, std::string_view script) const;
 
     /// The roots of a script with replacements made; nothing when it can't be read.
     std::optional<std::vector<ScriptKey>> parse(std::string_view script) const;

@@ -9,6 +9,8 @@
 #include "automation/registrar.h"
 #include "automation/registration_scripts.h"
 #include "charset/ansi_text.h"
+#include "platform/settings_file.h"
+#include "platform/settings_store.h"
 
 namespace tessolt {
 namespace {
@@ -44,47 +46,73 @@ void setClass(Registrar& registrar, const TypeDescription& description) {
     registrar.addReplacement("IID", guidText(description.interfaceId));
 }
 
-using Step = HRESULT (Registrar::*)(std::string_view) const;
+using platform::SettingsEditor;
+using Step = HRESULT (Registrar::*)(SettingsEditor&, std::string_view) const;
 
-/// Keeps the first failure.
-void note(HRESULT& status, HRESULT next) {
-    status = FAILED(status) ? status : next;
-}
+/// One way through the scripts on one edit of the settings.
+class ScriptRun {
+public:
+    ScriptRun(SettingsEditor& settings, Step step) : settings_(settings), step_(step) {}
 
-HRESULT runTypeLibrary(Registrar& registrar, Step step) {
-    HRESULT status = (registrar.*step)(kTypeLibraryScript);
-    for (const ObjectMapEntry& entry : objectMap()) {
-        setClass(registrar, entry.description());
-        note(status, (registrar.*step)(kInterfaceScript));
+    void application() { run(registrationScript(kApplicationScript)); }
+    void classes() {
+        for (const ObjectMapEntry& entry : objectMap()) {
+            setClass(registrar_, entry.description());
+            run(registrationScript(entry.script));
+        }
     }
-    return status;
+    void typeLibrary() {
+        run(kTypeLibraryScript);
+        for (const ObjectMapEntry& entry : objectMap()) {
+            setClass(registrar_, entry.description());
+            run(kInterfaceScript);
+        }
+    }
+    /// The first failure, after which nothing more is run.
+    HRESULT status() const { return status_; }
+
+private:
+    void run(std::string_view script) {
+        if (SUCCEEDED(status_)) {
+            status_ = (registrar_.*step_)(settings_, script);
+        }
+    }
+
+    SettingsEditor& settings_;
+    Step step_;
+    Registrar registrar_ = makeRegistrar();
+    HRESULT status_ = S_OK;
+};
+
+/// Changes the settings at once, or not at all when `change` fails.
+template <class Change>
+HRESULT changeSettings(Step step, Change&& change) {
+    HRESULT status = S_OK;
+    const bool written = platform::editSettings([&](SettingsEditor& settings) {
+        ScriptRun run(settings, step);
+        change(run);
+        status = run.status();
+        return SUCCEEDED(status);
+    });
+    return written || FAILED(status) ? status : SELFREG_E_CLASS;
 }
 
 }  // namespace
 
 HRESULT registerServer() {
-    Registrar registrar = makeRegistrar();
-    HRESULT status = registrar.registerScript(registrationScript(kApplicationScript));
-    for (const ObjectMapEntry& entry : objectMap()) {
-        if (FAILED(status)) {
-            return status;
-        }
-        setClass(registrar, entry.description());
-        status = registrar.registerScript(registrationScript(entry.script));
-    }
-    return FAILED(status) ? status : runTypeLibrary(registrar, &Registrar::registerScript);
+    return changeSettings(&Registrar::registerScript, [](ScriptRun& run) {
+        run.application();
+        run.classes();
+        run.typeLibrary();
+    });
 }
 
 HRESULT unregisterServer() {
-    Registrar registrar = makeRegistrar();
-    HRESULT status = S_OK;
-    for (const ObjectMapEntry& entry : objectMap()) {
-        setClass(registrar, entry.description());
-        note(status, registrar.unregisterScript(registrationScript(entry.script)));
-    }
-    note(status, runTypeLibrary(registrar, &Registrar::unregisterScript));
-    note(status, registrar.unregisterScript(registrationScript(kApplicationScript)));
-    return status;
+    return changeSettings(&Registrar::unregisterScript, [](ScriptRun& run) {
+        run.classes();
+        run.typeLibrary();
+        run.application();
+    });
 }
 
 }  // namespace tessolt

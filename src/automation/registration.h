@@ -4,11 +4,10 @@
 
 namespace tessolt {
 
-/// Registers the application, the classes in the order of the object map, and the type library. The
-/// first failure ends it.
+/// Registers the application, the classes in the order of the object map, and the type library, all
+/// of it or nothing. The first failure ends it.
 HRESULT registerServer();
-/// Removes the classes, the type library and the application. Goes on after a failure and returns
-/// the first one.
+/// Removes the classes, the type library and the application.
 HRESULT unregisterServer();
 
 }  // namespace tessolt

@@ -38,36 +38,6 @@ TEST_F(MessageObject, LastErrorStaysUntilTheNextOperation) {
     EXPECT_EQ(lastError(m_), 0) << "set by GetHeaderValue";
 }
 
-TEST_F(MessageObject, TextsAreStoredAsGiven) {
-    const struct {
-        HRESULT (IEMailMessage::*read)(BSTR*);
-        HRESULT (IEMailMessage::*write)(BSTR);
-    } fields[] = {
-        {&IEMailMessage::get_FromName, &IEMailMessage::put_FromName},
-        {&IEMailMessage::get_FromAddress, &IEMailMessage::put_FromAddress},
-        {&IEMailMessage::get_ReplyAddress, &IEMailMessage::put_ReplyAddress},
-        {&IEMailMessage::get_ReadReceiptAddress, &IEMailMessage::put_ReadReceiptAddress},
-        {&IEMailMessage::get_Organization, &IEMailMessage::put_Organization},
-        {&IEMailMessage::get_Subject, &IEMailMessage::put_Subject},
-        {&IEMailMessage::get_BodyPlainText, &IEMailMessage::put_BodyPlainText},
-        {&IEMailMessage::get_BodyHtml, &IEMailMessage::put_BodyHtml},
-    };
-    for (const auto& field : fields) {
-        const std::string sample = "  \xE2\x82\xAC " + std::to_string(&field - fields) + "\r\n ";
-        EXPECT_EQ(((*m_).*field.write)(Text(sample)), S_OK);
-    }
-    for (const auto& field : fields) {
-        EXPECT_EQ(get(field.read), "  \xE2\x82\xAC " + std::to_string(&field - fields) + "\r\n ");
-    }
-    for (const auto& field : fields) {
-        ((*m_).*field.write)(nullptr);
-        Text value;
-        EXPECT_EQ(((*m_).*field.read)(value.put()), S_OK);
-        EXPECT_NE(value.get(), nullptr);
-        EXPECT_EQ(value.utf8(), "");
-    }
-}
-
 TEST_F(MessageObject, TheTreeShowsTheLastEncode) {
     EXPECT_EQ(get(&IEMailMessage::get_MessageSource), "\r\n\r\n");
     EXPECT_EQ(get(&IEMailMessage::get_Size), 4);
@@ -112,35 +82,6 @@ TEST_F(MessageObject, SavingWantsARecipientAndTrimsTheSender) {
     EXPECT_EQ(lastError(m_), 0);
     m_->LoadMIME(Text(folder_.path()));
     EXPECT_EQ(lastError(m_), 37602);
-}
-
-TEST_F(MessageObject, AttachmentsAreNumberedFromOne) {
-    m_->AddAttachment(Text(folder_.write("a.bin", "0123456789")));
-    EXPECT_EQ(lastError(m_), 0);
-    for (const LONG id : {0, 2, -1}) {
-        Text name("left");
-        LONG size = 7;
-        m_->GetAttachmentName(id, name.put());
-        EXPECT_EQ(name.utf8(), "");
-        EXPECT_EQ(lastError(m_), 37613);
-        m_->GetAttachmentSize(id, &size);
-        EXPECT_EQ(size, 0);
-        m_->SaveAttachment(id, Text(folder_.file("out")));
-        EXPECT_EQ(lastError(m_), 37613);
-    }
-    Text name;
-    m_->GetAttachmentName(1, name.put());
-    EXPECT_EQ(name.utf8(), "a.bin");
-    m_->SaveAttachment(1, Text(folder_.path()));
-    EXPECT_EQ(lastError(m_), 37607);
-    m_->SaveAttachment(1, Text(folder_.file("out")));
-    EXPECT_EQ(lastError(m_), 0);
-    EXPECT_EQ(folder_.read(folder_.file("out")), "0123456789");
-    const std::pair<std::string, LONG> failures[] = {{" ", 37604}, {folder_.file("no"), 37605}};
-    for (const auto& [path, error] : failures) {
-        m_->AddAttachment(Text(path));
-        EXPECT_EQ(lastError(m_), error);
-    }
 }
 
 TEST_F(MessageObject, ClearIsANewRecord) {

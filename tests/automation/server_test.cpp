@@ -5,6 +5,7 @@
 #include "automation/object_calls.h"
 #include "automation/quelt_module.h"
 #include "automation/registrar.h"
+#include "platform/settings_file.h"
 #include "platform/settings_store.h"
 #include "support/scoped_env.h"
 #include "support/temporary_folder.h"
@@ -224,41 +225,45 @@ TEST_F(Registration, FailsWhereSettingsCanNotBeWritten) {
     EXPECT_EQ(content(), "a file where a folder should be");
 }
 
-TEST_F(Registration, ScriptsSetAndRemove) {
+TEST(Registrar, SetsAndRemoves) {
     Registrar registrar;
     registrar.addReplacement("NAME", "it's {here}");
     const char* script =
         "HKCR { NoRemove Kept = s'kept' { val V = s '%NAME%' 'Quo''ted' = s '100%NAME%%X%' }\n"
         "  Plain { val V = s x } ForceRemove Forced { Below = s b } Empty }";
-    write("[HKCR\\Forced\\Old]\n@=o\n[HKCR\\Plain\\Other]\n@=o\n");
-    ASSERT_EQ(registrar.registerScript(script), S_OK);
+    platform::SettingsEditor settings("[HKCR\\Forced\\Old]\n@=o\n[HKCR\\Plain\\Other]\n@=o\n");
+    const auto read = [&](const char* key, const char* name = "") -> std::string {
+        const platform::SettingsIndex index(*settings.result());
+        const std::string* text = index.find(key, name);
+        return text ? *text : index.hasKey(key) ? "(empty)" : "(none)";
+    };
+    ASSERT_EQ(registrar.registerScript(settings, script), S_OK);
     EXPECT_EQ(read("HKCR\\Kept"), "kept");
     EXPECT_EQ(read("HKCR\\Kept", "V"), "it's {here}");
     EXPECT_EQ(read("HKCR\\Kept\\Quo'ted"), "100it's {here}%X%");
     EXPECT_EQ(read("HKCR\\Forced\\Old"), "(none)");
-    EXPECT_TRUE(platform::settingKeyExists("HKCR\\Empty"));
-    ASSERT_EQ(registrar.unregisterScript(script), S_OK);
+    EXPECT_EQ(read("HKCR\\Empty"), "(empty)");
+    ASSERT_EQ(registrar.unregisterScript(settings, script), S_OK);
     EXPECT_EQ(read("HKCR\\Kept"), "kept");
-    EXPECT_EQ(read("HKCR\\Kept", "V"), "(none)");
-    EXPECT_EQ(read("HKCR\\Plain", "V"), "(none)");
+    EXPECT_EQ(read("HKCR\\Kept", "V"), "(empty)");
+    EXPECT_EQ(read("HKCR\\Plain", "V"), "(empty)");
     EXPECT_EQ(read("HKCR\\Plain\\Other"), "o");
-    EXPECT_FALSE(platform::settingKeyExists("HKCR\\Forced"));
-    EXPECT_FALSE(platform::settingKeyExists("HKCR\\Empty"));
+    EXPECT_EQ(read("HKCR\\Forced") + read("HKCR\\Empty"), "(none)(none)");
+}
 
-    const std::string before = content();
+TEST(Registrar, RefusesBrokenScripts) {
     std::string deep = "HKCR ";
     for (int i = 0; i < 100000; ++i) {
         deep += "{ a ";
     }
-    for (const std::string& broken :
-         {std::string("HKCR"), std::string("HKCR {"), std::string("HKCR { a = }"),
-          std::string("HKCR { a = d 1 }"), std::string("HKCR { a = s }"),
-          std::string("HKCR { val a }"), std::string("HKCR { 'a }"), std::string("HKCR { } }"),
-          std::string("HKCR { NoRemove }"), deep}) {
-        EXPECT_EQ(registrar.registerScript(broken), E_FAIL) << broken.substr(0, 50);
-        EXPECT_EQ(registrar.unregisterScript(broken), E_FAIL);
+    for (const std::string broken :
+         {"HKCR", "HKCR {", "HKCR { a = }", "HKCR { a = d 1 }", "HKCR { a = s }", "HKCR { val a }",
+          "HKCR { 'a }", "HKCR { } }", "HKCR { NoRemove }", deep.c_str()}) {
+        platform::SettingsEditor settings(std::nullopt);
+        EXPECT_EQ(Registrar().registerScript(settings, broken), E_FAIL) << broken.substr(0, 50);
+        EXPECT_EQ(Registrar().unregisterScript(settings, broken), E_FAIL);
+        EXPECT_EQ(settings.result(), std::nullopt);
     }
-    EXPECT_EQ(content(), before);
 }
 
 }  // namespace
