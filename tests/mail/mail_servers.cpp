@@ -90,14 +90,18 @@ ServerPart pop3Part(std::string_view changes) {
         changes);
 }
 
+const support::Identity& mailIdentity() {
+    static const support::Identity made({.commonName = "localhost"});
+    return made;
+}
+
 ScriptedServer::Script served(ServerPart part, Tls tls) {
-    static const support::Identity identity({.commonName = "localhost"});
     return [part = std::move(part), tls](ScriptedConnection& connection) mutable {
         if (tls != Tls::kFromStart &&
             (!converse(part, connection, connection, true) || tls == Tls::kNone)) {
             return;
         }
-        TlsPeer peer(connection, support::TlsServerSetup(identity));
+        TlsPeer peer(connection, support::TlsServerSetup(mailIdentity()));
         if (peer.accept()) {
             converse(part, connection, peer, tls == Tls::kFromStart);
         } else {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/scripted_server.h"
+#include "support/test_certificates.h"
 
 namespace tessolt {
 
@@ -24,6 +25,9 @@ ServerPart smtpPart(std::string_view changes = {});
 ServerPart pop3Part(std::string_view changes = {});
 
 enum class Tls { kNone, kFromStart, kOnCommand };
+
+/// The certificate of `served`, made out for "localhost" and signed by itself.
+const support::Identity& mailIdentity();
 
 /// Serves one connection.
 support::ScriptedServer::Script served(ServerPart part, Tls tls = Tls::kNone);

@@ -133,7 +133,9 @@ TEST(SmtpSend, AServerThatTakesNothingIsGivenUp) {
     smtp.m_lHostPort = server.port();
     ASSERT_EQ(smtp.Connect(), 0);
     smtp.m_lTimeoutCommand = 200;
-    EXPECT_EQ(smtp.Data(std::string(30'000'000, 'x')), -2010);
+    std::string text;
+    text.resize(30'000'000, 'x');
+    EXPECT_EQ(smtp.Data(text), -2010);
 }
 
 TEST(Scramble, WritesTheFormOfTheQueue) {
