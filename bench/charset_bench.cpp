@@ -31,7 +31,7 @@ using borvik::DataBuffer;
 using borvik::EncodingConvert;
 
 constexpr std::size_t kTextSize = 8 * 1024 * 1024;
-constexpr int kRuns = 7;
+constexpr int kRuns = 9;
 constexpr double kWantedRatio = 2.0;
 
 constexpr std::string_view kFrench =
