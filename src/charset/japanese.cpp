@@ -123,17 +123,17 @@ std::uint8_t* putJis(unsigned lead, unsigned trail, std::uint8_t* out) {
 }
 
 /// ISO-2022-JP to Shift_JIS. Writes at most as many bytes as it reads.
-struct Decoder {
-    bool doubleByte = false;
-    bool kana = false;
+class Decoder {
+public:
+    explicit Decoder(const TextRuns& runs) : runs_(runs) {}
 
     bool operator()(TextCursor& c) {
         while (c.goesOn()) {
             if (*c.in == kEscape) {
                 readEscape(c);
-            } else if (doubleByte) {
+            } else if (doubleByte_) {
                 readPairs(c);
-            } else if (kana) {
+            } else if (kana_) {
                 readKatakana(c);
             } else {
                 copyToEscape(c);
@@ -154,17 +154,17 @@ private:
         }
         const unsigned set = length > 2 ? c.in[2] : 0;
         if (kind == '$' && (set == '@' || set == 'B')) {
-            doubleByte = true;
-            kana = false;
+            doubleByte_ = true;
+            kana_ = false;
         } else if (kind == '(' && (set == 'B' || set == 'J' || set == 'I')) {
-            doubleByte = false;
-            kana = set == 'I';
+            doubleByte_ = false;
+            kana_ = set == 'I';
         }
         c.in += std::min<std::size_t>(length, 3);
     }
 
     void readPairs(TextCursor& c) {
-        nativeRuns().jisToShiftJis(c);
+        runs_.jisToShiftJis(c);
         if (!c.goesOn()) {
             return;
         }
@@ -180,7 +180,7 @@ private:
             return;
         }
         if (isLineEnd(*in)) {
-            doubleByte = kana = false;
+            doubleByte_ = kana_ = false;
             *c.out++ = *c.in++;
         } else if (c.left() < 2) {
             c.in = c.inEnd;
@@ -226,6 +226,10 @@ private:
     }
 
     static constexpr std::size_t kBytesPerStep = 128;
+
+    const TextRuns& runs_;
+    bool doubleByte_ = false;
+    bool kana_ = false;
 };
 
 /// Shift_JIS to ISO-2022-JP.
@@ -348,8 +352,9 @@ private:
 
 }  // namespace
 
-void Japanese::iso2022JpToShiftJis(const void* input, std::size_t length, DataBuffer& out) const {
-    appendConverted(input, length, out, length, Decoder{});
+void Japanese::iso2022JpToShiftJis(const void* input, std::size_t length, DataBuffer& out,
+                                   const TextRuns& runs) const {
+    appendConverted(input, length, out, length, Decoder(runs));
 }
 
 void Japanese::shiftJisToIso2022Jp(const void* input, std::size_t length, DataBuffer& out) const {

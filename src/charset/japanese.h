@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "charset/text_runs.h"
+
 namespace borvik {
 
 class DataBuffer;
@@ -16,7 +18,8 @@ public:
 
     /// Also reads half-width katakana (ESC "(" "I"). Input that ends within an escape or a
     /// character loses that one.
-    void iso2022JpToShiftJis(const void* input, std::size_t length, DataBuffer& out) const;
+    void iso2022JpToShiftJis(const void* input, std::size_t length, DataBuffer& out,
+                             const TextRuns& runs = nativeRuns()) const;
 
     /// Half-width katakana become full-width, with a sound mark behind them joined in. The text
     /// ends in ASCII, and every line does.

@@ -37,7 +37,7 @@ struct TextRuns {
     /// Between UTF-7 and UTF-16.
     void (*utf7ToUtf16)(TextCursor& c, Utf7Run& run);
     void (*utf16ToUtf7)(TextCursor& c, Utf7Run& run);
-    /// Pairs of JIS bytes to pairs of Shift_JIS bytes.
+    /// Pairs of JIS bytes, and ASCII between two escapes, to Shift_JIS.
     void (*jisToShiftJis)(TextCursor& c);
 };
 

@@ -624,6 +624,30 @@ BORVIK_SSE42 void utf16ToUtf7(TextCursor& cursor, Utf7Run& state) {
     state = run;
 }
 
+/// The three bytes at `in` as a number.
+inline std::uint32_t loadEscape(const std::uint8_t* in) {
+    return in[0] | static_cast<std::uint32_t>(in[1]) << 8 | static_cast<std::uint32_t>(in[2]) << 16;
+}
+
+/// A short run of ASCII with the escapes around it: a number or the end of a line. False elsewhere.
+BORVIK_SSE42 inline bool copyAsciiBetweenJis(TextCursor& c) {
+    constexpr std::size_t kEscapeLength = 3;
+    constexpr std::uint32_t kToAscii = 0x1B | '(' << 8 | 'B' << 16;
+    constexpr std::uint32_t kToJis = 0x1B | '$' << 8 | 'B' << 16;
+    if (c.left() < kEscapeLength + kVector || loadEscape(c.in) != kToAscii) {
+        return false;
+    }
+    const __m128i text = load(c.in + kEscapeLength);
+    const unsigned length = firstBit(mask(_mm_cmpeq_epi8(text, bytes(0x1B))));
+    if (length > kVector - kEscapeLength || loadEscape(c.in + kEscapeLength + length) != kToJis) {
+        return false;
+    }
+    store(c.out, text);
+    c.in += kEscapeLength + length + kEscapeLength;
+    c.out += length;
+    return true;
+}
+
 /// 8 pairs at a time: all bytes in 0x21 to 0x7E, and none in the rows that have a list of their
 /// own.
 BORVIK_SSE42 void jisToShiftJis(TextCursor& cursor) {
@@ -656,7 +680,10 @@ BORVIK_SSE42 void jisToShiftJis(TextCursor& cursor) {
             const unsigned count = firstBit(others) & ~1U;
             c.in += count;
             c.out += count;
-            break;
+            if (!copyAsciiBetweenJis(c)) {
+                break;
+            }
+            continue;
         }
         c.in += kVector;
         c.out += kVector;

@@ -4,11 +4,13 @@
 
 #include <array>
 #include <functional>
+#include <random>
 #include <string>
 
 #include "base/data_buffer.h"
 #include "charset/charset_oracle.h"
 #include "charset/code_pages.h"
+#include "charset/japanese.h"
 #include "charset/text_kernels.h"
 #include "charset/utf7.h"
 
@@ -139,6 +141,26 @@ TEST(TextRuns, GiveTheSameUtf7) {
             utf16ToUtf7(plain.view(), fastText, *lanes);
             EXPECT_TRUE(plainText.view() == fastText.view()) << testing::hex(plain.view());
         }
+    }
+}
+
+TEST(TextRuns, GiveTheSameShiftJis) {
+    const std::string_view pieces[] = {
+        "\x1B$B",   "\x1B(B", "\x1B$B",       "\x1B(I", "\x1B",
+        "\n",       "0!",     "F|K\\F|K\\F|", "a",      "14:00 a longer run",
+        "\x79\x21", "\xB1",   "\x81",         "\x1B$",  std::string_view("\0", 1)};
+    std::mt19937 random(5);
+    for (int i = 0; i < 4000; ++i) {
+        std::string text;
+        for (int k = 0; k < 30; ++k) {
+            // The first ones are the usual ones.
+            text += pieces[random() % (random() % 4 == 0 ? std::size(pieces) : 8)];
+        }
+        DataBuffer plain;
+        DataBuffer fast;
+        Japanese().iso2022JpToShiftJis(text.data(), text.size(), plain, portableRuns());
+        Japanese().iso2022JpToShiftJis(text.data(), text.size(), fast);
+        EXPECT_TRUE(plain.view() == fast.view()) << testing::hex(text);
     }
 }
 
