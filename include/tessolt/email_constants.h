@@ -34,6 +34,6 @@
     X(POP3_AUTH_APOP, 91, 2)                           \
     X(POP3_AUTH_AUTO, 92, 0)
 
-#define TESSOLT_CONSTANT(name, dispid, value) name = value,
+#define TESSOLT_CONSTANT(name, dispid, value) name = (value),
 enum EMailConstant { TESSOLT_EMAIL_CONSTANTS(TESSOLT_CONSTANT) };
 #undef TESSOLT_CONSTANT

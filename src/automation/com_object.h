@@ -21,6 +21,8 @@ struct CComSingleThreadModel {
 template <class ThreadModel>
 class CComObjectRootEx {
 public:
+    virtual ~CComObjectRootEx() = default;
+
     ULONG InternalAddRef() { return ThreadModel::Increment(m_dwRef); }
     ULONG InternalRelease() { return ThreadModel::Decrement(m_dwRef); }
 
@@ -33,7 +35,7 @@ template <class T>
 class CComObject final : public T {
 public:
     CComObject() { module().Lock(); }
-    ~CComObject() { module().Unlock(); }
+    ~CComObject() override { module().Unlock(); }
 
     HRESULT QueryInterface(REFIID iid, void** object) override {
         return object ? this->InternalQueryInterface(iid, object) : E_POINTER;
@@ -69,7 +71,7 @@ template <class T>
 class CComAggObject final : public IUnknown, private CComObjectRootEx<CComSingleThreadModel> {
 public:
     explicit CComAggObject(IUnknown* outer) : contained_(outer) { module().Lock(); }
-    ~CComAggObject() { module().Unlock(); }
+    ~CComAggObject() override { module().Unlock(); }
 
     HRESULT QueryInterface(REFIID iid, void** object) override {
         if (!object) {

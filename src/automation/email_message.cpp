@@ -1,5 +1,6 @@
 #include "automation/email_message.h"
 
+#include <cstdint>
 #include <cstring>
 
 #include "automation/build_texts.h"
@@ -21,7 +22,7 @@ std::unique_ptr<CZnMail> makeRecord() {
 /// object of anybody else, another copy of this library included, can have it.
 IID implementationId() {
     IID id = {0x4262B4AA, 0xEB74, 0x4EFC, {}};
-    const CQueltModule* const own = &module();
+    const auto own = reinterpret_cast<std::uintptr_t>(&module());
     static_assert(sizeof own == sizeof id.Data4);
     std::memcpy(id.Data4, &own, sizeof own);
     return id;

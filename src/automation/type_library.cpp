@@ -10,10 +10,10 @@ namespace tessolt {
 namespace {
 
 /// The rows write each name once: as the name of the operation and as the name that callers use.
-#define READ(name, id) readOnly<&Self::get_##name>(u## #name, id)
-#define READ_WRITE(name, id) readWrite<&Self::get_##name, &Self::put_##name>(u## #name, id)
-#define METHOD(name, ...) method<&Self::name>(u## #name, __VA_ARGS__)
-#define FUNCTION(name, ...) function<&Self::name>(u## #name, __VA_ARGS__)
+#define READ(name, id) (readOnly<&Self::get_##name>(u## #name, id))
+#define READ_WRITE(name, id) (readWrite<&Self::get_##name, &Self::put_##name>(u## #name, id))
+#define METHOD(name, ...) (method<&Self::name>(u## #name, __VA_ARGS__))
+#define FUNCTION(name, ...) (function<&Self::name>(u## #name, __VA_ARGS__))
 
 namespace email_message {
 using Self = IEMailMessage;

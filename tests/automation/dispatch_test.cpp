@@ -1,5 +1,3 @@
-#include <cstring>
-
 #include "automation/object_calls.h"
 #include "automation/type_library.h"
 
@@ -37,8 +35,7 @@ void expectSlotsInTableOrder(const char* name) {
     auto object = make<Interface>(name);
     constexpr std::size_t kDispatchSlots = 7;
     std::size_t slot = kDispatchSlots;
-    void* const* slots = nullptr;
-    std::memcpy(&slots, object.get(), sizeof slots);
+    void* const* slots = *reinterpret_cast<void* const* const*>(object.get());
     for (const Member& member : interfaceTable<Interface>().members) {
         SCOPED_TRACE(Text(member.info.name).utf8());
         if (member.info.kind & DISPATCH_PROPERTYGET) {
@@ -109,7 +106,7 @@ TEST(Dispatch, ValuesBecomeTheTypeOfTheProperty) {
         SCOPED_TRACE(&c - cases);
         smtp->put_HostPort(25);
         // Scripts name the value, simple callers don't.
-        for (Arguments arguments :
+        for (const Arguments& arguments :
              {Arguments({c.given}), Arguments({}, {{DISPID_PROPERTYPUT, c.given}})}) {
             EXPECT_EQ(invoke(smtp.get(), kHostPort, DISPATCH_PROPERTYPUT, arguments), c.status);
             EXPECT_EQ(number(*smtp, &ISmtp::get_HostPort), c.status == S_OK ? c.port : 25);

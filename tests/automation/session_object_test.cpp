@@ -65,7 +65,7 @@ ScriptedServer::Script politeSmtp() {
     };
 }
 
-ScriptedServer::Script mailboxOf(std::string message) {
+ScriptedServer::Script mailboxOf(const std::string& message) {
     return support::dialog("+OK ready\r\n", {{"USER", "+OK\r\n"},
                                              {"PASS", "+OK\r\n"},
                                              {"CAPA", "+OK\r\nTOP\r\n.\r\n"},

@@ -49,6 +49,7 @@ TEST(Threads, WorkSideBySideWithObjectsOfTheirOwn) {
     const int count = messagesPerThread();
     std::vector<std::string> failures(kThreads);
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i) {
         threads.emplace_back([&, i] {
             auto smtp = make<ISmtp>("Smtp");
