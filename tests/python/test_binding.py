@@ -83,7 +83,7 @@ class Members(unittest.TestCase):
 
     def test_texts(self):
         m = create()
-        for text in ("", "\u00e9", "\U0001f600", "\ud800 and \udc00", "x" * 100000):
+        for text in ("", "\u00e9", "\U0001f600", "\ud800 and \udc00", "at the end \ud800", "x" * 100000):
             m.Subject = text
             self.assertEqual(m.Subject, text)
         m.Subject = 5

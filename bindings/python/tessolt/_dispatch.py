@@ -241,7 +241,7 @@ def _take(variant):
         length = c_uint32.from_address(pointer + _LENGTH_OFFSET).value
         text = string_at(pointer, length)
         lib.free_string(pointer)
-        return text.decode("utf-16-le", "surrogatepass")
+        return lib.decode(text)
     if vt == lib.VT_BOOL:
         return variant.iVal != 0
     if vt == lib.VT_DISPATCH and variant.pointer:
@@ -254,7 +254,7 @@ def _fill(variant, value):
     """Makes an empty variant of a value. Returns the string that was made for it, to be freed
     after the call; objects stay with the caller. TypeError for what no object takes."""
     if isinstance(value, str):
-        units = value.encode("utf-16-le", "surrogatepass")
+        units = lib.encode(value)
         variant.vt = lib.VT_BSTR
         variant.pointer = string = lib.alloc_string(units, len(units))
         if not string:

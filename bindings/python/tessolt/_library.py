@@ -2,6 +2,7 @@
 
 import ctypes
 import os
+from codecs import utf_16_le_decode, utf_16_le_encode
 from ctypes import POINTER, Structure, Union, c_double, c_int16, c_int32, c_uint16, c_uint32, c_void_p
 
 FILE_NAME = "libqueltx64.so"
@@ -149,9 +150,20 @@ def slot(table, operation):
     return prototype(address)
 
 
+def encode(text):
+    """The UTF-16 bytes of a text, lone surrogates included. The codec itself is called, since the
+    look-up of codecs by name costs more than the work."""
+    return utf_16_le_encode(text, "surrogatepass")[0]
+
+
+def decode(units):
+    """The text of UTF-16 bytes."""
+    return utf_16_le_decode(units, "surrogatepass", True)[0]
+
+
 def wide(text):
     """UTF-16 bytes with a closing zero unit."""
-    return text.encode("utf-16-le", "surrogatepass") + b"\0\0"
+    return encode(text) + b"\0\0"
 
 
 def read_wide(address):
@@ -160,7 +172,7 @@ def read_wide(address):
     length = 0
     while units[length]:
         length += 1
-    return ctypes.string_at(address, 2 * length).decode("utf-16-le", "surrogatepass")
+    return decode(ctypes.string_at(address, 2 * length))
 
 
 #: As Invoke and GetIDsOfNames want it.
