@@ -1,7 +1,7 @@
 # Sourced by quickstart and run-tests: Debian packages on demand.
 
 build_packages=(g++ cmake ninja-build pkg-config libssl-dev libbz2-dev)
-test_packages=(libgtest-dev libgmock-dev python3 openssl postfix dovecot-core dovecot-pop3d)
+test_packages=(libgtest-dev libgmock-dev python3 openssl dpkg-dev file postfix dovecot-core dovecot-pop3d)
 
 # need_packages NAME...: installs those that are missing, as root or by sudo.
 need_packages() {
@@ -14,9 +14,18 @@ need_packages() {
     echo "Installing ${missing[*]}"
     local as_root=()
     [ "$(id -u)" -eq 0 ] || as_root=(sudo)
-    "${as_root[@]}" apt-get update -qq
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends "${missing[@]}" </dev/null >/dev/null
+    quietly "${as_root[@]}" apt-get update -qq
+    quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends "${missing[@]}"
+}
+
+# quietly COMMAND...: shows what the command says only if it fails.
+quietly() {
+    local said
+    said=$("$@" 2>&1 </dev/null) || {
+        echo "$said" >&2
+        return 1
+    }
 }
 
 # configure_and_build PRESET FOLDER TARGET [CMAKE ARGUMENT...]: builds one target of a preset in FOLDER.

@@ -20,7 +20,7 @@ prefix=$scratch/system/usr
 libdir=$(dirname "$(find "$prefix" -name libqueltx64.so)")
 export LD_LIBRARY_PATH="$libdir"
 
-cmake -S "$here" -B "$scratch/consumer" -DCMAKE_PREFIX_PATH="$prefix" >"$scratch/cmake.log"
+cmake -G Ninja -S "$here" -B "$scratch/consumer" -DCMAKE_PREFIX_PATH="$prefix" >"$scratch/cmake.log"
 cmake --build "$scratch/consumer" >>"$scratch/cmake.log"
 echo "by CMake: $("$scratch/consumer/consumer")"
 echo "in C: $("$scratch/consumer/consumer_in_c")"
