@@ -68,7 +68,7 @@ typedef struct ITypeInfoVtbl {
     HRESULT (*GetDescription)(ITypeInfo* self, const TypeDescription** description);
     HRESULT (*GetMember)(ITypeInfo* self, UINT index, const TypeMember** member);
     HRESULT (*GetIDsOfNames)(ITypeInfo* self, LPOLESTR* names, UINT count, DISPID* ids);
-    HRESULT (*Invoke)
+    HRESULT(*Invoke)
     (ITypeInfo* self, void* object, DISPID id, WORD flags, DISPPARAMS* parameters, VARIANT* result,
      EXCEPINFO* exception, UINT* argumentError);
 } ITypeInfoVtbl;
