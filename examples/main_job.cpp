@@ -258,6 +258,7 @@ std::map<std::string, std::string> parseArguments(int argc, char** argv) {
     }
     const std::vector<std::string> wanted{"--password", "--pop3", "--smtp", "--to", "--user"};
     std::vector<std::string> names;
+    names.reserve(given.size());
     for (const auto& [name, value] : given) {
         names.push_back(name);
     }
