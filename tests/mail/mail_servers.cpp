@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "base/ascii_text.h"
-#include "support/tls_peer.h"
+#include "foundation/error_catalogue.h"
 
 namespace tessolt {
 
@@ -42,31 +42,37 @@ ServerPart changed(std::string_view base, std::string_view changes) {
     return part;
 }
 
-/// Answers command by command over whatever carries the text. True when TLS was agreed on.
-template <typename Stream>
-bool converse(ServerPart& part, ScriptedConnection& connection, Stream& stream, bool welcomes) {
-    std::string last;
+/// The reply to a command, the next one of those that are set.
+std::string replyTo(ServerPart& part, const std::string& verb) {
+    std::vector<std::string>& replies = part.replies[verb];
+    std::string reply = replies.empty() ? "500 what?\r\n" : replies.front();
+    if (replies.size() > 1) {
+        replies.erase(replies.begin());
+    }
+    return reply;
+}
+
+/// Answers command by command, `welcome` first unless that was sent. True when TLS was agreed on.
+bool converse(ServerPart& part, support::ServerStream& stream, bool welcomes) {
+    std::string reply;
     const auto answer = [&](const std::string& verb) {
         if (const auto fault = part.faults.find(verb); fault != part.faults.end()) {
-            fault->second(connection);
+            fault->second(stream);
             return false;
         }
-        std::vector<std::string>& replies = part.replies[verb];
-        last = replies.empty() ? "500 what?\r\n" : replies.front();
-        if (replies.size() > 1) {
-            replies.erase(replies.begin());
-        }
-        return stream.send(last);
+        reply = replyTo(part, verb);
+        stream.delay(part.pause);
+        return stream.send(reply);
     };
     bool goesOn = !welcomes || answer("");
     for (std::string line; goesOn && !(line = stream.readLine()).empty();) {
         std::string verb = line.substr(0, 4);
         std::transform(verb.begin(), verb.end(), verb.begin(), borvik::asciiUpper);
         goesOn = answer(verb);
-        if (verb == "STAR" && last.starts_with("220")) {
+        if (verb == "STAR" && reply.starts_with("220")) {
             return true;
         }
-        if (verb == "DATA" && last.starts_with("354")) {
+        if (verb == "DATA" && reply.starts_with("354")) {
             stream.readUntil("\r\n.\r\n");
             goesOn = answer(".");
         }
@@ -95,15 +101,15 @@ const support::Identity& mailIdentity() {
     return made;
 }
 
-ScriptedServer::Script served(ServerPart part, Tls tls) {
-    return [part = std::move(part), tls](ScriptedConnection& connection) mutable {
-        if (tls != Tls::kFromStart &&
-            (!converse(part, connection, connection, true) || tls == Tls::kNone)) {
+ScriptedServer::Script served(ServerPart part, Tls tls, const support::TlsServerSetup& setup) {
+    return [part = std::move(part), tls, setup](ScriptedConnection& connection) mutable {
+        if (tls != Tls::kFromStart && (!converse(part, connection, true) || tls == Tls::kNone)) {
             return;
         }
-        TlsPeer peer(connection, support::TlsServerSetup(mailIdentity()));
-        if (peer.accept()) {
-            converse(part, connection, peer, tls == Tls::kFromStart);
+        TlsPeer peer(connection, setup);
+        const bool welcomes = tls == Tls::kFromStart && part.faults.count("") == 0;
+        if (peer.accept(welcomes ? replyTo(part, "") : std::string())) {
+            converse(part, peer, tls == Tls::kFromStart && !welcomes);
         } else {
             connection.stall();
         }
@@ -129,6 +135,58 @@ std::string entriesOf(const std::string& log) {
         entries += log.substr(at + kStamp, log.find("\r\n", at) - at - kStamp) + "\n";
     }
     return entries;
+}
+
+MailClient::MailClient(Route route) : route_(route) {
+    smtp.m_strAccount = pop3.m_strAccount = "u";
+    smtp.m_strPassword = pop3.m_strPassword = "p";
+    mail_.m_wstrFromAddress.Assign(u"a@x.test");
+    mail_.AddTo(u"b@x.test");
+}
+
+ServerPart MailClient::part(std::string_view changes) const {
+    if (isPop3()) {
+        return pop3Part(changes);
+    }
+    const std::string offer = "EHLO:250-x~250-STARTTLS~250 ok|STAR:220 go|AUTH:235 in|";
+    return smtpPart((route_ == kStartTls ? offer : "") + std::string(changes));
+}
+
+Tls MailClient::tls() const {
+    return route_ == kStartTls                        ? Tls::kOnCommand
+           : route_ == kSmtpTls || route_ == kPop3Tls ? Tls::kFromStart
+                                                      : Tls::kNone;
+}
+
+void MailClient::setLimits(std::uint32_t limit) {
+    smtp.m_lTimeoutConnect = smtp.m_lTimeoutAuthentication = limit;
+    smtp.m_lTimeoutCommand = smtp.m_lTimeoutData = limit;
+    pop3.m_lTimeoutConnect = pop3.m_lTimeoutCommand = pop3.m_lTimeoutData = limit;
+}
+
+std::int32_t MailClient::connect(std::uint16_t port, const char* host) {
+    smtp.m_strHost = pop3.m_strServer = host;
+    smtp.m_lHostPort = pop3.m_lHostPort = port;
+    smtp.m_bSecure = pop3.m_bSecure = tls() == Tls::kFromStart;
+    return isPop3() ? MapPop3Error(pop3.Connect()) : MapSmtpError(smtp.Connect());
+}
+
+void MailClient::disconnect() {
+    isPop3() ? pop3.Disconnect() : smtp.Disconnect();
+}
+
+std::int32_t MailClient::talk(std::uint16_t port, const char* host) {
+    std::int32_t result = connect(port, host);
+    if (result == 0 && isPop3()) {
+        result = MapPop3Error(pop3.Retrieve(1, true, mail_));
+        result = result != 0 ? result : MapPop3Error(pop3.Retrieve(1, false, mail_));
+        result = result != 0 ? result : MapPop3Error(pop3.DeleteMessage(1));
+    } else if (result == 0) {
+        smtp.m_bNeedsReset = true;
+        result = MapSmtpError(smtp.Send(mail_));
+    }
+    disconnect();
+    return result;
 }
 
 }  // namespace tessolt

@@ -6,9 +6,7 @@
 #include <vector>
 
 #include "mail/scramble.h"
-#include "mail/smtp.h"
 #include "mail_servers.h"
-#include "message/znmail.h"
 #include "platform/c_random.h"
 #include "support/fake_clock.h"
 #include "support/temporary_folder.h"
@@ -27,28 +25,23 @@ void compose(CZnMail& mail) {
     mail.m_wstrBodyPlainText.Assign(u"first\r\n.\r\n.last\r\n.");
 }
 
-/// A connection to a server that takes part.
-struct Session {
-    explicit Session(ServerPart part) : server(served(std::move(part))) {
-        smtp.m_strHost = "localhost";
-        smtp.m_lHostPort = server.port();
-        EXPECT_EQ(smtp.Connect(), 0);
+/// A connection, with a message to send over it.
+struct Session : MailSession<CZnSmtp> {
+    explicit Session(const char* changes = "") : MailSession(smtpPart(changes)) {
+        EXPECT_EQ(engine.Connect(), 0);
         compose(mail);
     }
     /// The lines of the connection, without greeting and message text.
     std::string commands() {
-        smtp.Disconnect();
-        std::string received = server.receivedBy(1).at(0);
+        std::string text = received();
         const std::string end = "\r\n.\r\n";
-        for (std::size_t at = received.find("Reply-To:"); at != std::string::npos;
-             at = received.find("Reply-To:")) {
-            received.erase(at, received.find(end, at) + end.size() - at);
+        for (std::size_t at = text.find("Reply-To:"); at != std::string::npos;
+             at = text.find("Reply-To:")) {
+            text.erase(at, text.find(end, at) + end.size() - at);
         }
-        return linesOf(received);
+        return linesOf(text);
     }
 
-    ScriptedServer server;
-    CZnSmtp smtp;
     CZnMail mail;
 };
 
@@ -77,30 +70,30 @@ TEST(SmtpSend, ATransactionReachesEverybodyOrNobody) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.changes);
-        Session session(smtpPart(c.changes));
-        EXPECT_EQ(session.smtp.Send(session.mail), c.first);
-        EXPECT_EQ(session.smtp.Send(session.mail), c.second);
+        Session session(c.changes);
+        EXPECT_EQ(session.engine.Send(session.mail), c.first);
+        EXPECT_EQ(session.engine.Send(session.mail), c.second);
         EXPECT_EQ(session.commands(), "EHLO|" + c.lines + "QUIT");
-        EXPECT_EQ(session.smtp.Send(session.mail), -2008);
+        EXPECT_EQ(session.engine.Send(session.mail), -2008);
     }
 }
 
 TEST(SmtpSend, ARecipientWithALineBreakIsNeverSent) {
-    Session session(smtpPart());
+    Session session;
     session.mail.m_lstCc.front()->m_wstrAddress.Assign(u"x@y\r\nQUIT\r\nz");
-    EXPECT_EQ(session.smtp.Send(session.mail), -2010);
+    EXPECT_EQ(session.engine.Send(session.mail), -2010);
     EXPECT_EQ(session.commands(), "EHLO|" + kFrom + kOne + "RCPT TO: <two@x.test>|QUIT");
 }
 
 TEST(SmtpSend, LongAddressesAreCutInTheSenderOnly) {
-    Session session(smtpPart());
+    Session session;
     const std::u16string address(3000, u'a');
     session.mail.m_wstrFromAddress.Assign(address);
     session.mail.m_lstTo.resize(1);
     session.mail.m_lstTo.front()->m_wstrAddress.Assign(address);
     session.mail.m_lstCc.clear();
     session.mail.m_lstBcc.clear();
-    EXPECT_EQ(session.smtp.Send(session.mail), 0);
+    EXPECT_EQ(session.engine.Send(session.mail), 0);
     EXPECT_EQ(session.commands(), "EHLO|MAIL FROM: <" + std::string(2047 - 12, 'a') +
                                       "|RCPT TO: <" + std::string(3000, 'a') + ">|DATA|QUIT");
 }
@@ -115,18 +108,16 @@ TEST(SmtpSend, TheMessageGoesOutAsItStandsButForLoneDots) {
         {big + "\r\n.\r\n" + big + "\n.", big + "\r\n..\r\n" + big + "\n.."},
     };
     for (const auto& [text, wire] : cases) {
-        Session session(smtpPart());
-        EXPECT_EQ(session.smtp.Data(text), 0);
-        session.smtp.Disconnect();
-        const std::string received = session.server.receivedBy(1).at(0);
-        EXPECT_TRUE(received.ends_with("DATA\r\n" + wire + "\r\n.\r\nQUIT\r\n"));
+        Session session;
+        EXPECT_EQ(session.engine.Data(text), 0);
+        EXPECT_TRUE(session.received().ends_with("DATA\r\n" + wire + "\r\n.\r\nQUIT\r\n"));
     }
 }
 
 TEST(SmtpSend, AServerThatTakesNothingIsGivenUp) {
     const ScriptedServer server([](support::ScriptedConnection& c) {
         c.send("220 hi\r\n"), c.readLine(), c.send("250 ok\r\n");
-        c.readLine(), c.send("354 go\r\n"), c.stall(true);
+        c.readLine(), c.send("354 go\r\n"), c.readNothing();
     });
     CZnSmtp smtp;
     smtp.m_strHost = "localhost";

@@ -17,19 +17,14 @@ namespace support {
 namespace {
 
 constexpr int kForever = -1;
+constexpr int kLongestWaitMs = 5000;
 constexpr std::size_t kReadBytes = 64 * 1024;
-
-sockaddr_in loopback(std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    return address;
-}
 
 int boundSocket(std::uint16_t& port) {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
     if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), size) == 0) {
         getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
@@ -38,15 +33,58 @@ int boundSocket(std::uint16_t& port) {
     return fd;
 }
 
-bool beginsWith(const std::string& line, const std::string& start) {
-    return line.size() >= start.size() &&
-           strncasecmp(line.c_str(), start.c_str(), start.size()) == 0;
-}
-
 }  // namespace
 
-ScriptedConnection::~ScriptedConnection() {
-    drop();
+void ServerStream::flood(std::string_view piece, std::size_t totalBytes) {
+    std::string block;
+    while (block.size() < kReadBytes) {
+        block.append(piece);
+    }
+    std::size_t sent = 0;
+    while (sent < totalBytes && send(std::string_view(block).substr(0, totalBytes - sent))) {
+        sent += block.size();
+    }
+}
+
+std::string ServerStream::readUntil(std::string_view end) {
+    for (std::size_t searched = handedOut_;;) {
+        const std::size_t hit = received_.find(end, searched);
+        if (hit != std::string::npos) {
+            return readBytes(hit + end.size() - handedOut_);
+        }
+        searched = std::max(handedOut_, received_.size() - std::min(received_.size(), end.size()));
+        if (!readMore()) {
+            return readBytes(received_.size() - handedOut_);
+        }
+    }
+}
+
+std::string ServerStream::readLine() {
+    std::string line = readUntil("\n");
+    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {
+        line.pop_back();
+    }
+    return line;
+}
+
+std::string ServerStream::readBytes(std::size_t count) {
+    while (received_.size() - handedOut_ < count && readMore()) {
+    }
+    const std::size_t stop = std::min(handedOut_ + count, received_.size());
+    const std::size_t start = std::exchange(handedOut_, stop);
+    return received_.substr(start, stop - start);
+}
+
+std::string ServerStream::readSome() {
+    if (handedOut_ == received_.size()) {
+        readMore();
+    }
+    return readBytes(received_.size() - handedOut_);
+}
+
+void ServerStream::stall() {
+    while (readMore()) {
+    }
 }
 
 /// True when the socket is ready; false at the limit, or when the server is stopped, which also
@@ -96,19 +134,6 @@ bool ScriptedConnection::send(std::string_view text) {
     return isOpen();
 }
 
-bool ScriptedConnection::flood(std::string_view piece, std::size_t totalBytes) {
-    std::string block;
-    while (block.size() < kReadBytes) {
-        block.append(piece);
-    }
-    for (std::size_t sent = 0; sent < totalBytes; sent += block.size()) {
-        if (!sendPiece(std::string_view(block).substr(0, totalBytes - sent))) {
-            return false;
-        }
-    }
-    return true;
-}
-
 bool ScriptedConnection::readMore() {
     if (!waitFor(POLLIN, kForever)) {
         return false;
@@ -123,48 +148,12 @@ bool ScriptedConnection::readMore() {
     return true;
 }
 
-std::string ScriptedConnection::readUntil(std::string_view end) {
-    std::size_t searched = handedOut_;
-    for (;;) {
-        const std::size_t hit = received_.find(end, searched);
-        if (hit != std::string::npos) {
-            const std::size_t stop = hit + end.size();
-            const std::size_t start = std::exchange(handedOut_, stop);
-            return received_.substr(start, stop - start);
-        }
-        searched = std::max(handedOut_, received_.size() - std::min(received_.size(), end.size()));
-        if (!readMore()) {
-            return received_.substr(std::exchange(handedOut_, received_.size()));
-        }
-    }
-}
-
-std::string ScriptedConnection::readLine() {
-    std::string line = readUntil("\n");
-    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {
-        line.pop_back();
-    }
-    return line;
-}
-
-std::string ScriptedConnection::readSome() {
-    if (handedOut_ == received_.size()) {
-        readMore();
-    }
-    return received_.substr(std::exchange(handedOut_, received_.size()));
-}
-
 void ScriptedConnection::delay(std::chrono::milliseconds time) {
     waitFor(0, static_cast<int>(time.count()));
 }
 
-void ScriptedConnection::stall(bool readNothing) {
-    if (readNothing) {
-        waitFor(0, kForever);
-        return;
-    }
-    while (readMore()) {
-    }
+void ScriptedConnection::readNothing() {
+    waitFor(0, kForever);
 }
 
 void ScriptedConnection::drop() {
@@ -190,16 +179,10 @@ ScriptedServer::ScriptedServer(Script script, Delivery delivery)
 }
 
 ScriptedServer::~ScriptedServer() {
-    stop();
+    eventfd_write(wake_, 1);
+    thread_.join();
     ::close(listener_);
     ::close(wake_);
-}
-
-void ScriptedServer::stop() {
-    if (thread_.joinable()) {
-        eventfd_write(wake_, 1);
-        thread_.join();
-    }
 }
 
 void ScriptedServer::run() {
@@ -225,33 +208,30 @@ void ScriptedServer::run() {
     }
 }
 
-std::vector<std::string> ScriptedServer::received() const {
-    const std::lock_guard lock(mutex_);
-    return received_;
-}
-
-std::vector<std::string> ScriptedServer::receivedBy(std::size_t count,
-                                                    std::chrono::milliseconds limit) const {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (received().size() < count && std::chrono::steady_clock::now() < deadline) {
+std::vector<std::string> ScriptedServer::receivedBy(std::size_t count) const {
+    for (int waited = 0;; ++waited) {
+        {
+            const std::lock_guard lock(mutex_);
+            if (received_.size() >= count || waited == kLongestWaitMs) {
+                return received_;
+            }
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    return received();
 }
 
-ScriptedServer::Script dialog(std::string greeting, std::vector<DialogStep> steps,
-                              std::string mismatchReply) {
-    return [greeting = std::move(greeting), steps = std::move(steps),
-            mismatchReply = std::move(mismatchReply)](ScriptedConnection& connection) {
-        connection.send(greeting);
+ScriptedServer::Script dialog(std::string greeting, std::vector<DialogStep> steps) {
+    return [greeting = std::move(greeting), steps = std::move(steps)](ScriptedConnection& peer) {
+        peer.send(greeting);
         for (const DialogStep& step : steps) {
-            if (!beginsWith(connection.readLine(), step.expect)) {
-                connection.send(mismatchReply);
+            const std::string line = peer.readLine();
+            if (strncasecmp(line.c_str(), step.expect.c_str(), step.expect.size()) != 0) {
+                peer.send("500 unexpected\r\n");
                 break;
             }
-            connection.send(step.reply);
+            peer.send(step.reply);
         }
-        connection.stall();
+        peer.stall();
     };
 }
 

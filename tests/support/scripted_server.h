@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -16,50 +15,69 @@ namespace support {
 /// In which pieces a server hands its bytes to the network.
 enum class Delivery { kWhole, kLines, kBytes };
 
-/// The server's end of one connection, as a script sees it. Once the peer or the server has ended
-/// the connection, every operation returns at once.
-class ScriptedConnection {
+/// The server's end of a conversation: a connection, or a TLS channel on one. Once the peer or the
+/// server has ended it, every operation returns at once.
+class ServerStream {
+public:
+    virtual ~ServerStream() = default;
+    /// Sends all of `text`. False once the stream has ended.
+    virtual bool send(std::string_view text) = 0;
+    /// Waits; ends early when the server is stopped.
+    virtual void delay(std::chrono::milliseconds time) = 0;
+    /// Ends the connection in order, or by a reset.
+    virtual void drop() = 0;
+    virtual void reset() = 0;
+
+    /// Sends `piece` again and again until `totalBytes` have gone out.
+    void flood(std::string_view piece, std::size_t totalBytes);
+    /// The next line without its CR LF or LF, empty once the stream has ended.
+    std::string readLine();
+    /// Everything up to and with `end`, or what came until the stream ended.
+    std::string readUntil(std::string_view end);
+    /// The number of bytes asked for, or what came.
+    std::string readBytes(std::size_t count);
+    /// What came and was not read yet, at least a byte of it; empty once the stream has ended.
+    std::string readSome();
+    /// Says nothing more, but reads, until the peer has gone or the server is stopped.
+    void stall();
+    /// Everything that was received so far.
+    const std::string& received() const { return received_; }
+
+protected:
+    /// Waits for bytes and appends them to `received_`. False once the stream has ended.
+    virtual bool readMore() = 0;
+
+    std::string received_;
+
+private:
+    std::size_t handedOut_ = 0;
+};
+
+/// The server's end of one TCP connection.
+class ScriptedConnection : public ServerStream {
 public:
     ScriptedConnection(int socket, int wake) : socket_(socket), wake_(wake) {}
-    ~ScriptedConnection();
+    ~ScriptedConnection() override { ScriptedConnection::drop(); }
     ScriptedConnection(const ScriptedConnection&) = delete;
     ScriptedConnection& operator=(const ScriptedConnection&) = delete;
 
-    /// Sends all of `text` in the pieces of the connection's delivery. False once it has ended.
-    bool send(std::string_view text);
-    /// Sends `piece` again and again until `totalBytes` have gone out.
-    bool flood(std::string_view piece, std::size_t totalBytes);
-    /// The next line without its CR LF or LF, empty once the connection has ended.
-    std::string readLine();
-    /// Everything up to and with `end`, or what came until the connection ended.
-    std::string readUntil(std::string_view end);
-    /// What came and was not read yet, at least a byte of it; empty once the connection has ended.
-    std::string readSome();
-    /// Waits; ends early when the server is stopped.
-    void delay(std::chrono::milliseconds time);
-    /// Says nothing more until the peer ends the connection or the server is stopped. What the peer
-    /// sends is read and recorded, or with `readNothing` left in the socket.
-    void stall(bool readNothing = false);
-    /// Ends the connection in order.
-    void drop();
-    /// Ends the connection by a reset.
-    void reset();
-
-    bool isOpen() const { return socket_ >= 0; }
-    /// Everything that was received so far.
-    const std::string& received() const { return received_; }
+    bool send(std::string_view text) override;
+    void delay(std::chrono::milliseconds time) override;
+    void drop() override;
+    void reset() override;
+    /// Leaves what the peer sends in the socket until the server is stopped.
+    void readNothing();
     void setDelivery(Delivery delivery) { delivery_ = delivery; }
 
 private:
+    bool readMore() override;
+    bool isOpen() const { return socket_ >= 0; }
     bool waitFor(short events, int milliseconds);
     bool sendPiece(std::string_view piece);
-    bool readMore();
 
     int socket_;
     int wake_;
     Delivery delivery_ = Delivery::kWhole;
-    std::string received_;
-    std::size_t handedOut_ = 0;
 };
 
 /// A TCP server on a free loopback port with a thread of its own. The thread takes one connection
@@ -75,12 +93,9 @@ public:
     ScriptedServer& operator=(const ScriptedServer&) = delete;
 
     std::uint16_t port() const { return port_; }
-    void stop();
-    /// What each connection that has ended had received.
-    std::vector<std::string> received() const;
-    /// Waits until `count` connections have ended, and returns what they had received.
-    std::vector<std::string> receivedBy(
-        std::size_t count, std::chrono::milliseconds limit = std::chrono::seconds(5)) const;
+    /// What each connection that has ended had received, from `count` of them on or after 5
+    /// seconds.
+    std::vector<std::string> receivedBy(std::size_t count) const;
 
 private:
     void run();
@@ -103,9 +118,8 @@ struct DialogStep {
 };
 
 /// Sends `greeting`, then answers line by line. A line that doesn't begin as the next step expects
-/// gets `mismatchReply` and ends the dialog. The connection stays open until the peer ends it.
-ScriptedServer::Script dialog(std::string greeting, std::vector<DialogStep> steps,
-                              std::string mismatchReply = "500 unexpected\r\n");
+/// gets an error reply and ends the dialog. The connection stays open until the peer ends it.
+ScriptedServer::Script dialog(std::string greeting, std::vector<DialogStep> steps);
 
 /// A loopback port on which nothing listens.
 std::uint16_t unusedPort();

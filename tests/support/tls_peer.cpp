@@ -3,12 +3,14 @@
 #include <openssl/err.h>
 
 #include <algorithm>
-#include <utility>
 
 namespace support {
 
 TlsPeer::TlsPeer(ScriptedConnection& connection, const TlsServerSetup& setup)
-    : connection_(connection), context_(SSL_CTX_new(TLS_server_method()), SSL_CTX_free) {
+    : connection_(connection),
+      context_(SSL_CTX_new(TLS_server_method()), SSL_CTX_free),
+      recordBytes_(setup.recordBytes),
+      flights_(setup.flights) {
     SSL_CTX* const context = context_.get();
     SSL_CTX_use_certificate(context, setup.identity.certificate());
     SSL_CTX_use_PrivateKey(context, setup.identity.key());
@@ -37,112 +39,66 @@ TlsPeer::TlsPeer(ScriptedConnection& connection, const TlsServerSetup& setup)
     SSL_set_accept_state(ssl_.get());
 }
 
-void TlsPeer::flush() {
+/// False once the connection has ended.
+bool TlsPeer::flush() {
     char* bytes = nullptr;
     const long size = held_ ? 0 : BIO_get_mem_data(out_, &bytes);
+    const bool open = connection_.send({bytes, static_cast<std::size_t>(size)});
     if (size > 0) {
-        connection_.send({bytes, static_cast<std::size_t>(size)});
         (void)BIO_reset(out_);
     }
+    return open;
 }
 
-bool TlsPeer::handshake(std::string_view joined) {
-    for (;;) {
+/// Repeats an operation of the library for as long as it wants bytes, which it gets `reads` times.
+/// True when it was done; what it has to send is not flushed then.
+template <typename Operation>
+bool TlsPeer::pump(Operation operation, int reads) {
+    for (; reads >= 0; --reads) {
         ERR_clear_error();
-        const int result = SSL_do_handshake(ssl_.get());
+        const int result = operation();
         if (result == 1) {
-            return joined.empty() ? (flush(), true) : send(joined);
+            return true;
         }
         flush();
-        const std::string bytes = SSL_get_error(ssl_.get(), result) == SSL_ERROR_WANT_READ
-                                      ? connection_.readSome()
-                                      : std::string();
+        if (reads == 0 || SSL_get_error(ssl_.get(), result) != SSL_ERROR_WANT_READ) {
+            return false;
+        }
+        const std::string bytes = connection_.readSome();
         if (bytes.empty()) {
             return false;
         }
         BIO_write(in_, bytes.data(), static_cast<int>(bytes.size()));
     }
+    return false;
 }
 
-bool TlsPeer::accept() {
-    return handshake({});
+bool TlsPeer::accept(std::string_view joined) {
+    return pump([this] { return SSL_do_handshake(ssl_.get()); }, flights_) && send(joined);
 }
 
-bool TlsPeer::acceptAndSend(std::string_view text) {
-    return handshake(text);
-}
-
-bool TlsPeer::send(std::string_view text, std::size_t recordBytes) {
+bool TlsPeer::send(std::string_view text) {
+    constexpr int kMuch = 1 << 20;
     while (!text.empty()) {
-        const std::size_t length = std::min(recordBytes, text.size());
         std::size_t written = 0;
         ERR_clear_error();
-        if (SSL_write_ex(ssl_.get(), text.data(), length, &written) != 1) {
+        if (SSL_write_ex(ssl_.get(), text.data(), std::min(recordBytes_, text.size()), &written) !=
+                1 ||
+            (BIO_pending(out_) > kMuch && !flush())) {
             return false;
         }
         text.remove_prefix(written);
-        if (BIO_pending(out_) > 1 << 20) {
-            flush();
-        }
     }
-    flush();
-    return connection_.isOpen();
+    return flush();
 }
 
 bool TlsPeer::readMore() {
     char buffer[16384];
-    for (;;) {
-        std::size_t got = 0;
-        ERR_clear_error();
-        const int result = SSL_read_ex(ssl_.get(), buffer, sizeof buffer, &got);
-        flush();
-        if (result == 1) {
-            received_.append(buffer, got);
-            return true;
-        }
-        const std::string bytes = SSL_get_error(ssl_.get(), result) == SSL_ERROR_WANT_READ
-                                      ? connection_.readSome()
-                                      : std::string();
-        if (bytes.empty()) {
-            return false;
-        }
-        BIO_write(in_, bytes.data(), static_cast<int>(bytes.size()));
-    }
-}
-
-std::string TlsPeer::readBytes(std::size_t count) {
-    while (received_.size() - handedOut_ < count && readMore()) {
-    }
-    const std::size_t stop = std::min(handedOut_ + count, received_.size());
-    const std::size_t start = std::exchange(handedOut_, stop);
-    return received_.substr(start, stop - start);
-}
-
-std::string TlsPeer::readUntil(std::string_view end) {
-    std::size_t searched = handedOut_;
-    for (;;) {
-        const std::size_t hit = received_.find(end, searched);
-        if (hit != std::string::npos) {
-            return readBytes(hit + end.size() - handedOut_);
-        }
-        searched = std::max(handedOut_, received_.size() - std::min(received_.size(), end.size()));
-        if (!readMore()) {
-            return readBytes(received_.size() - handedOut_);
-        }
-    }
-}
-
-std::string TlsPeer::readLine() {
-    std::string line = readUntil("\n");
-    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {
-        line.pop_back();
-    }
-    return line;
-}
-
-void TlsPeer::stall() {
-    while (readMore()) {
-    }
+    std::size_t got = 0;
+    const bool done = pump([&] { return SSL_read_ex(ssl_.get(), buffer, sizeof buffer, &got); });
+    received_.append(buffer, got);
+    flush();
+    return done;
 }
 
 void TlsPeer::hold(bool held) {

@@ -2,6 +2,7 @@
 
 #include <openssl/ssl.h>
 
+#include <climits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -24,31 +25,28 @@ struct TlsServerSetup {
     /// Asks the client for a certificate of this authority and, if `clientMust`, insists on it.
     std::vector<Identity> clientAuthority = {};
     bool clientMust = false;
+    std::size_t recordBytes = 16384;  ///< What it sends goes into records of at most that size.
+    int flights = INT_MAX;            ///< Falls silent in the handshake after so many answers.
 };
 
 /// TLS at the server's end of a scripted connection. Its bytes go through the connection, so that
 /// the delivery of that one decides in which pieces they arrive.
-class TlsPeer {
+class TlsPeer : public ServerStream {
 public:
     TlsPeer(ScriptedConnection& connection, const TlsServerSetup& setup);
     TlsPeer(const TlsPeer&) = delete;
     TlsPeer& operator=(const TlsPeer&) = delete;
 
-    /// Runs the handshake. False when it failed or the connection has ended.
-    bool accept();
-    /// The same, with `text` sent in one piece with the last bytes of the handshake.
-    bool acceptAndSend(std::string_view text);
-    /// Sends the text in records of at most `recordBytes`.
-    bool send(std::string_view text, std::size_t recordBytes = 16384);
-    /// The next line without its end, empty once the channel has ended.
-    std::string readLine();
-    /// Everything up to and with `end`.
-    std::string readUntil(std::string_view end);
-    /// The number of bytes asked for, or what came.
-    std::string readBytes(std::size_t count);
-    /// Reads until the peer has gone.
-    void stall();
+    /// Runs the handshake; `joined` leaves in one piece with its last bytes. False when it failed
+    /// or the connection has ended.
+    bool accept(std::string_view joined = {});
+    bool send(std::string_view text) override;
+    void delay(std::chrono::milliseconds time) override { connection_.delay(time); }
+    void drop() override { connection_.drop(); }
+    void reset() override { connection_.reset(); }
 
+    /// From now on, the largest record.
+    void setRecordBytes(std::size_t bytes) { recordBytes_ = bytes; }
     /// While held, what would be sent is kept back, so that it leaves in one piece afterwards.
     void hold(bool held);
     void closeNotify();
@@ -60,21 +58,21 @@ public:
     /// Names of the client: what it asked for, and the common name of its certificate.
     std::string serverName() const;
     std::string clientName() const;
-    const std::string& received() const { return received_; }
 
 private:
-    void flush();
-    bool handshake(std::string_view joined);
-    bool readMore();
+    bool readMore() override;
+    bool flush();
+    template <typename Operation>
+    bool pump(Operation operation, int reads = INT_MAX);
 
     ScriptedConnection& connection_;
     std::shared_ptr<SSL_CTX> context_;
     std::shared_ptr<SSL> ssl_;
     BIO* in_ = nullptr;
     BIO* out_ = nullptr;
+    std::size_t recordBytes_;
+    int flights_;
     bool held_ = false;
-    std::string received_;
-    std::size_t handedOut_ = 0;
 };
 
 }  // namespace support

@@ -1,0 +1,220 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "mail_servers.h"
+#include "support/process_memory.h"
+#include "support/scoped_env.h"
+#include "support/temporary_folder.h"
+
+namespace tessolt {
+namespace {
+
+using support::Identity;
+using support::ScriptedConnection;
+using support::ScriptedServer;
+using support::TemporaryFolder;
+using support::TlsServerSetup;
+using namespace std::chrono_literals;
+
+constexpr MailClient::Route kRoutes[] = {MailClient::kSmtpTls, MailClient::kStartTls,
+                                         MailClient::kPop3Tls};
+
+/// The settings of a test, with a file of each of the given texts that they may name.
+struct Settings {
+    explicit Settings(const std::string& values, const std::string& pem = {}) {
+        std::filesystem::create_directory(folder.file("client"));
+        folder.write("trust", pem);
+        folder.write("client/one.pem", pem);
+        folder.write("settings", "[HKEY_LOCAL_MACHINE\\Software\\Merivane\\Tessolt]\n" + values);
+    }
+    TemporaryFolder folder;
+    support::ScopedEnv name{"TESSOLT_SETTINGS", folder.file("settings").c_str()};
+};
+
+TEST(SecureSessions, WorkWhateverTheServerDoesWithItsRecords) {
+    const Identity authority({.commonName = "Authority", .isAuthority = true});
+    const Identity right({.commonName = "right", .issuer = &authority});
+    const Identity wrong({.commonName = "wrong"});
+    struct Case {
+        const char* name;
+        std::size_t recordBytes;
+        const Identity* shown;  ///< A server that asks for a certificate gets this one.
+        bool must;
+        bool works;
+    };
+    const Case cases[] = {
+        {"many lines in a record", 16384, nullptr, false, true},
+        {"a line over many records", 1, nullptr, false, true},
+        {"certificate that may be wrong", 16384, &wrong, false, true},
+        {"wrong certificate", 16384, &wrong, true, false},
+        {"right certificate", 16384, &right, true, true},
+    };
+    // Up to TLS 1.2 a refusal is part of the handshake; then it comes in place of the first reply.
+    constexpr std::int32_t kRefused[2][std::size(kRoutes)] = {{37414, 37706, 37504},
+                                                              {37404, 37403, 37521}};
+    for (const Case& c : cases) {
+        const Settings settings("", c.shown ? c.shown->keyPem() + c.shown->certificatePem() : "");
+        settings.folder.write("settings",
+                              "[HKLM\\Software\\Merivane\\Tessolt]\n\"ClientCertificates\"=\"" +
+                                  settings.folder.file("client") + "\"\n");
+        for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+            for (std::size_t i = 0; i < std::size(kRoutes); ++i) {
+                SCOPED_TRACE(c.name + std::to_string(i));
+                TlsServerSetup setup(mailIdentity());
+                setup.version = version;
+                setup.recordBytes = c.recordBytes;
+                setup.clientMust = c.must;
+                if (c.shown) {
+                    setup.clientAuthority = {authority};
+                }
+                MailClient client(kRoutes[i]);
+                const ScriptedServer server(served(client.part(), client.tls(), setup));
+                EXPECT_EQ(client.talk(server.port()),
+                          c.works ? 0 : kRefused[version == TLS1_3_VERSION ? 1 : 0][i]);
+            }
+        }
+    }
+}
+
+TEST(SecureSessions, AFailedHandshakeEndsInSilenceAndInTime) {
+    constexpr std::uint32_t kLimit = 100;
+    TlsServerSetup halfWay(mailIdentity());
+    halfWay.version = TLS1_2_VERSION;
+    halfWay.flights = 1;
+    const std::string alert("\x15\x03\x03\x00\x02\x02\x28", 7);
+    const auto trickle = [](ScriptedConnection& c) {
+        c.send(std::string("\x16\x03\x03\x40\x00\x02\x00\x3f\xf0", 9));
+        while (c.send("\x01")) {
+            c.delay(5ms);
+        }
+    };
+    struct Case {
+        const char* name;
+        ScriptedServer::Script script;
+        std::int32_t afterStartTls;  ///< The other routes have one number for all.
+    };
+    const Case cases[] = {
+        {"garbage", [](auto& c) { c.send(std::string(300, '\xEE')), c.stall(); }, 37706},
+        {"plain text", [](auto& c) { c.readSome(), c.send("220 hi\r\n"), c.stall(); }, 37706},
+        {"injected reply", [](auto& c) { c.send("250 forged\r\n"), c.stall(); }, 37706},
+        {"injected reply, close", [](auto& c) { c.send("250 ok\r\n"), c.readSome(); }, 37706},
+        {"alert", [&](auto& c) { c.readSome(), c.send(alert), c.stall(); }, 37706},
+        {"alert, close", [&](auto& c) { c.readSome(), c.send(alert); }, 37706},
+        {"close", [](auto& c) { c.readSome(); }, 37704},
+        {"reset", [](auto& c) { c.readSome(), c.reset(); }, 37704},
+        {"silence", [](auto& c) { c.stall(); }, 37704},
+        {"half a record",
+         [](auto& c) { c.send(std::string("\x16\x03\x03\x40\x00\x02", 6)), c.stall(); }, 37704},
+        {"half way", [&](auto& c) { support::TlsPeer(c, halfWay).accept(), c.stall(); }, 37704},
+        {"trickle", trickle, 37704},
+    };
+    for (const Case& c : cases) {
+        for (const auto route : kRoutes) {
+            SCOPED_TRACE(c.name + std::to_string(route));
+            const TemporaryFolder folder;
+            MailClient client(route);
+            client.setLimits(kLimit);
+            client.smtp.SetLogFile(folder.file("log").c_str());
+            const bool startTls = route == MailClient::kStartTls;
+            const ScriptedServer server([&](ScriptedConnection& connection) {
+                if (startTls) {
+                    connection.send("220 hello\r\n"), connection.readLine();
+                    connection.send("250-x\r\n250-STARTTLS\r\n250 ok\r\n"), connection.readLine();
+                    // In one piece with what follows, as somebody between would inject it.
+                    connection.send("220 go\r\n");
+                }
+                c.script(connection);
+            });
+            const auto begin = std::chrono::steady_clock::now();
+            EXPECT_EQ(client.talk(server.port()), startTls          ? c.afterStartTls
+                                                  : client.isPop3() ? 37504
+                                                                    : 37414);
+            EXPECT_LT(std::chrono::steady_clock::now() - begin, kLimit * 1ms + 200ms);
+            const std::string received = server.receivedBy(1).at(0);
+            EXPECT_EQ(received.find("QUIT"), std::string::npos);
+            EXPECT_EQ(received.find("AUTH"), std::string::npos);
+            const std::string log = TemporaryFolder::read(folder.file("log"));
+            EXPECT_EQ(log.find("details"), std::string::npos);
+            EXPECT_EQ(log.find("Perform secure handshake failed") != std::string::npos,
+                      !client.isPop3());
+            client.setLimits(5000);
+            const ScriptedServer healthy(served(client.part(), client.tls()));
+            EXPECT_EQ(client.talk(healthy.port()), 0);
+        }
+    }
+}
+
+TEST(SecureSessions, TheServerIsCheckedWhereTheSettingAsksForIt) {
+    const Identity authority({.commonName = "Authority", .isAuthority = true});
+    const Identity stranger({.commonName = "Stranger", .isAuthority = true});
+    const std::vector<std::string> names = {"DNS:localhost"};
+    const Identity good({.commonName = "g", .names = names, .issuer = &authority});
+    const Identity unknown({.commonName = "u", .names = names, .issuer = &stranger});
+    const Identity expired(
+        {.commonName = "e", .names = names, .issuer = &authority, .daysFrom = -9, .daysTo = -1});
+    const Identity early({.commonName = "f", .names = names, .issuer = &authority, .daysFrom = 5});
+    struct Case {
+        const Identity& shown;
+        const char* host;
+        const char* cause;  ///< Empty: all is well.
+    };
+    const Case cases[] = {
+        {good, "localhost", ""},
+        {good, "127.0.0.1", "name differs, wanted [127.0.0.1], certificate is for [localhost]"},
+        {expired, "localhost", "expired on "},
+        {early, "localhost", "not yet valid, begins on "},
+        {mailIdentity(), "localhost", "self-signed"},
+        {unknown, "localhost", "unknown issuer [CN=Stranger]"},
+    };
+    constexpr std::int32_t kRefused[] = {37414, 37706, 37504};
+    const Settings settings("", authority.certificatePem());
+    for (const bool asked : {true, false}) {
+        settings.folder.write("settings", "[HKLM\\Software\\Merivane\\Tessolt]\n\"TrustFile\"=\"" +
+                                              settings.folder.file("trust") +
+                                              (asked ? "\"\n\"VerifyServer\"=\"1\"\n" : "\"\n"));
+        for (const Case& c : cases) {
+            for (std::size_t i = 0; i < std::size(kRoutes); ++i) {
+                SCOPED_TRACE(c.cause + std::to_string(i));
+                MailClient client(kRoutes[i]);
+                const std::string log = settings.folder.file("log" + std::to_string(i));
+                std::filesystem::remove(log);
+                client.smtp.SetLogFile(log.c_str());
+                client.pop3.SetLogFile(log.c_str());
+                const ScriptedServer server(
+                    served(client.part(), client.tls(), TlsServerSetup(c.shown)));
+                const bool refused = asked && *c.cause != '\0';
+                EXPECT_EQ(client.talk(server.port(), c.host), refused ? kRefused[i] : 0);
+                const std::string line = "] Server certificate refused: ";
+                EXPECT_EQ(TemporaryFolder::read(log).find(line + c.cause) != std::string::npos,
+                          refused);
+            }
+        }
+    }
+}
+
+TEST(SecureSessions, AThousandOfThemLeaveNothingBehind) {
+    const auto connect = [](int rounds) {
+        for (const auto route : kRoutes) {
+            MailClient client(route);
+            const ScriptedServer server(served(client.part(), client.tls()));
+            for (int round = 0; round < rounds; ++round) {
+                ASSERT_EQ(client.connect(server.port()), 0);
+                client.disconnect();
+            }
+        }
+    };
+    connect(30);
+    const long resident = support::memoryKib("VmRSS");
+    const std::ptrdiff_t files = support::openFiles();
+    connect(334);
+    EXPECT_EQ(support::openFiles(), files);
+    if (!support::kKeepsFreedMemory) {
+        EXPECT_LT(support::memoryKib("VmRSS"), resident + 1024);
+    }
+}
+
+}  // namespace
+}  // namespace tessolt
