@@ -23,7 +23,9 @@ using support::TemporaryFolder;
 class LogTest : public ::testing::Test {
 protected:
     std::string logText() const { return TemporaryFolder::read(log_); }
-    std::string activityText() const { return TemporaryFolder::read(activity_); }
+    std::vector<std::string> activities() const {
+        return platform::IniFile(activity_).section("Log");
+    }
 
     support::FakeClock clock_;
     TemporaryFolder folder_;
@@ -92,45 +94,34 @@ TEST_F(LogTest, LosesEntriesWithoutHarmWhereTheFileCannotBeWritten) {
     EXPECT_TRUE(name.IsEmpty());
 }
 
-TEST_F(LogTest, KeepsTheLatestHundredActivities) {
+TEST_F(LogTest, KeepsTheLatestHundredActivitiesAndCutsLongOnes) {
     folder_.write("activity.ini", "[Log]\r\nold\r\n");
     object_.SetActivityFile(activity_.c_str());
-    EXPECT_EQ(activityText(), "[Init]\r\nInitialized=1\r\nNextEntry=0\r\n");
-    for (int i = 0; i <= 100; ++i) {
-        object_.Log(2, "entry %d", i);
-    }
-    const platform::IniFile file(activity_);
-    const std::vector<std::string> entries = file.section("Log");
-    ASSERT_EQ(entries.size(), 100u);
-    EXPECT_EQ(entries.front(), "00000001|[14:03:09] entry 1");
-    EXPECT_EQ(entries.back(), "00000064|[14:03:09] entry 100");
-    EXPECT_EQ(file.number("Init", "NextEntry", 0), 101u);
-    EXPECT_FALSE(std::filesystem::exists(log_));
-}
-
-TEST_F(LogTest, HoldsAHundredLongLinesAndCutsThem) {
-    object_.SetLogFile(log_.c_str());
-    object_.SetActivityFile(activity_.c_str());
+    EXPECT_EQ(TemporaryFolder::read(activity_), "[Init]\r\nInitialized=1\r\nNextEntry=0\r\n");
+    // A hundred lines of the largest size are more than the buffer of one line holds.
     const std::string text(2000, 'y');
-    for (int i = 0; i < 100; ++i) {
-        object_.Log(3, "%s", text.c_str());
+    for (int i = 0; i <= 100; ++i) {
+        object_.Log(2, "%s", text.c_str());
     }
-    const std::vector<std::string> entries = platform::IniFile(activity_).section("Log");
-    ASSERT_EQ(entries.size(), 100u);
-    EXPECT_EQ(entries.back(), "00000063|[14:03:09] " + text.substr(0, 1009) + "...");
-    EXPECT_EQ(logText().size(), 100 * (11 + text.size() + 2));
+    ASSERT_EQ(activities().size(), 100u);
+    const std::string cut = "|[14:03:09] " + text.substr(0, 1009) + "...";
+    EXPECT_EQ(activities().front(), "00000001" + cut);
+    EXPECT_EQ(activities().back(), "00000064" + cut);
+    EXPECT_EQ(platform::IniFile(activity_).number("Init", "NextEntry", 0), 101u);
+    EXPECT_FALSE(std::filesystem::exists(log_));
+    object_.SetLogFile(log_.c_str());
+    object_.Log(3, "%s", text.c_str());
+    EXPECT_EQ(logText(), "[14:03:09] " + text + "\r\n");
     object_.Log(2, "%s", text.substr(0, 1012).c_str());
-    EXPECT_EQ(platform::IniFile(activity_).section("Log").back(),
-              "00000064|[14:03:09] " + text.substr(0, 1012));
+    EXPECT_EQ(activities().back(), "00000066|[14:03:09] " + text.substr(0, 1012));
 }
 
 TEST_F(LogTest, NoTextBecomesStructureOfTheActivityFile) {
     object_.SetActivityFile(activity_.c_str());
     object_.Log(6, "Response: [x\n[Init]\nNextEntry=77\n [Log]]");
     object_.Log(6, "second");
-    const platform::IniFile file(activity_);
-    EXPECT_EQ(file.number("Init", "NextEntry", 0), 2u);
-    EXPECT_EQ(file.section("Log"),
+    EXPECT_EQ(platform::IniFile(activity_).number("Init", "NextEntry", 0), 2u);
+    EXPECT_EQ(activities(),
               (std::vector<std::string>{"00000000|[14:03:09] Response: [x", "|[Init]",
                                         "NextEntry=77", "| [Log]]", "00000001|[14:03:09] second"}));
 }
@@ -155,7 +146,7 @@ TEST_F(LogTest, ObjectsOnDifferentThreadsDoNotTearLines) {
     }
     const std::string line = "[14:03:09] " + text + "\r\n";
     std::string expected;
-    for (int i = 0; i < 400; ++i) {
+    while (expected.size() < 400 * line.size()) {
         expected += line;
     }
     EXPECT_EQ(logText(), expected);
@@ -187,9 +178,9 @@ TEST_F(LogTest, IniFunctionsRetryAndReport) {
     lines.Add("a=1");
     EXPECT_TRUE(WriteIniSection("S", &lines, activity_.c_str()));
     EXPECT_TRUE(WriteIniNumber("T", "n", 0xFFFFFFFF, activity_.c_str()));
-    EXPECT_EQ(activityText(), "[S]\r\na=1\r\n[T]\r\nn=-1\r\n");
+    EXPECT_EQ(TemporaryFolder::read(activity_), "[S]\r\na=1\r\n[T]\r\nn=-1\r\n");
     EXPECT_TRUE(WriteIniSection("S", nullptr, activity_.c_str()));
-    EXPECT_EQ(activityText(), "[T]\r\nn=-1\r\n");
+    EXPECT_EQ(TemporaryFolder::read(activity_), "[T]\r\nn=-1\r\n");
     EXPECT_TRUE(WriteIniSection("S", nullptr, log_.c_str()));
     EXPECT_FALSE(std::filesystem::exists(log_));
     EXPECT_EQ(clock_.slept, 0u);
@@ -202,19 +193,18 @@ TEST_F(LogTest, IniFunctionsRetryAndReport) {
 
 TEST(MultiString, KeepsABlockOfEntries) {
     CZncMultiString entries;
-    EXPECT_EQ(std::string(entries.GetBlock(), 1), std::string(1, '\0'));
+    EXPECT_EQ(entries.GetBlock()[0], '\0');
     entries.Assign("one\0two\0");
     entries.Add("");
     entries.Add(nullptr);
     entries.AddNumbered("text", 0xAB);
     EXPECT_EQ(std::string(entries.GetBlock(), entries.GetSize() + 1),
               std::string("one\0two\000000000AB|text\0\0", 23));
-    entries.KeepLast(3);
-    EXPECT_EQ(entries.GetEntries().size(), 3u);
-    entries.KeepLast(1);
-    EXPECT_EQ(entries.GetEntries(), std::vector<std::string>{"000000AB|text"});
-    entries.KeepLast(0);
-    EXPECT_EQ(entries.GetSize(), 0u);
+    for (const std::size_t kept : {3, 1, 0}) {
+        entries.KeepLast(static_cast<std::uint32_t>(kept));
+        ASSERT_EQ(entries.GetEntries().size(), kept);
+        EXPECT_TRUE(kept != 1 || entries.GetEntries()[0] == "000000AB|text");
+    }
     entries.Assign(nullptr);
     EXPECT_TRUE(entries.GetEntries().empty());
 }

@@ -17,6 +17,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/scripted_server.h"
+
 namespace tessolt::test {
 namespace {
 
@@ -62,7 +64,6 @@ smtpd_tls_cert_file = @ROOT@/cert.pem
 smtpd_tls_key_file = @ROOT@/key.pem
 smtpd_tls_security_level = none
 smtpd_recipient_restrictions = permit_sasl_authenticated, reject
-smtpd_relay_restrictions = permit_sasl_authenticated, reject
 smtpd_client_connection_count_limit = 0
 smtpd_error_sleep_time = 0
 )";
@@ -73,20 +74,14 @@ constexpr const char* kMasterCf = R"(127.0.0.1:@SMTP@ inet n - n - - smtpd
 127.0.0.1:@SMTPS@ inet n - n - - smtpd
   -o smtpd_tls_wrappermode=yes
 postlog unix-dgram n - n - 1 postlogd
-pickup unix n - n 60 1 pickup
 cleanup unix n - n - 0 cleanup
 qmgr unix n - n 300 1 qmgr
 tlsmgr unix - - n 1000? 1 tlsmgr
 rewrite unix - - n - - trivial-rewrite
 bounce unix - - n - 0 bounce
 defer unix - - n - 0 bounce
-trace unix - - n - 0 bounce
-verify unix - - n - 1 verify
-proxymap unix - - n - - proxymap
-error unix - - n - - error
 retry unix - - n - - error
 virtual unix - n n - - virtual
-anvil unix - - n - 1 anvil
 )";
 
 constexpr const char* kDovecotConf = R"(protocols = pop3
@@ -148,19 +143,6 @@ void writeFile(const fs::path& path, std::string text, const Replacements& repla
         }
     }
     std::ofstream(path, std::ios::binary) << text;
-}
-
-std::uint16_t freePort() {
-    const int probe = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    const bool found =
-        ::bind(probe, generic, size) == 0 && ::getsockname(probe, generic, &size) == 0;
-    ::close(probe);
-    return found ? ntohs(address.sin_port) : 0;
 }
 
 bool accepts(std::uint16_t port) {
@@ -252,7 +234,7 @@ MailServers::MailServers() {
     fs::permissions(root_, fs::perms(0755));
     for (std::uint16_t* port :
          {&smtp_port_, &starttls_port_, &smtps_port_, &pop3_port_, &pop3s_port_}) {
-        *port = freePort();
+        *port = support::unusedPort();
     }
     for (const char* folder : {"postfix/etc", "postfix/spool", "postfix/data", "dovecot", "mail"}) {
         fs::create_directories(root_ / folder);

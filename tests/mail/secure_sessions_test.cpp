@@ -6,14 +6,14 @@
 
 #include "mail_servers.h"
 #include "support/process_memory.h"
-#include "support/scoped_env.h"
-#include "support/temporary_folder.h"
+#include "support/scoped_settings.h"
 
 namespace tessolt {
 namespace {
 
 using support::Identity;
 using support::ScriptedConnection;
+using support::ScopedSettings;
 using support::ScriptedServer;
 using support::TemporaryFolder;
 using support::TlsServerSetup;
@@ -21,18 +21,6 @@ using namespace std::chrono_literals;
 
 constexpr MailClient::Route kRoutes[] = {MailClient::kSmtpTls, MailClient::kStartTls,
                                          MailClient::kPop3Tls};
-
-/// The settings of a test, with a file of each of the given texts that they may name.
-struct Settings {
-    explicit Settings(const std::string& values, const std::string& pem = {}) {
-        std::filesystem::create_directory(folder.file("client"));
-        folder.write("trust", pem);
-        folder.write("client/one.pem", pem);
-        folder.write("settings", "[HKEY_LOCAL_MACHINE\\Software\\Merivane\\Tessolt]\n" + values);
-    }
-    TemporaryFolder folder;
-    support::ScopedEnv name{"TESSOLT_SETTINGS", folder.file("settings").c_str()};
-};
 
 TEST(SecureSessions, WorkWhateverTheServerDoesWithItsRecords) {
     const Identity authority({.commonName = "Authority", .isAuthority = true});
@@ -56,10 +44,9 @@ TEST(SecureSessions, WorkWhateverTheServerDoesWithItsRecords) {
     constexpr std::int32_t kRefused[2][std::size(kRoutes)] = {{37414, 37706, 37504},
                                                               {37404, 37403, 37521}};
     for (const Case& c : cases) {
-        const Settings settings("", c.shown ? c.shown->keyPem() + c.shown->certificatePem() : "");
-        settings.folder.write("settings",
-                              "[HKLM\\Software\\Merivane\\Tessolt]\n\"ClientCertificates\"=\"" +
-                                  settings.folder.file("client") + "\"\n");
+        const TemporaryFolder folder;
+        folder.write("client.pem", c.shown ? c.shown->keyPem() + c.shown->certificatePem() : "");
+        const ScopedSettings settings("\"ClientCertificates\"=\"" + folder.path() + "\"\n");
         for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
             for (std::size_t i = 0; i < std::size(kRoutes); ++i) {
                 SCOPED_TRACE(c.name + std::to_string(i));
@@ -170,16 +157,16 @@ TEST(SecureSessions, TheServerIsCheckedWhereTheSettingAsksForIt) {
         {unknown, "localhost", "unknown issuer [CN=Stranger]"},
     };
     constexpr std::int32_t kRefused[] = {37414, 37706, 37504};
-    const Settings settings("", authority.certificatePem());
+    const TemporaryFolder folder;
+    const std::string trust =
+        "\"TrustFile\"=\"" + folder.write("trust", authority.certificatePem()) + "\"\n";
     for (const bool asked : {true, false}) {
-        settings.folder.write("settings", "[HKLM\\Software\\Merivane\\Tessolt]\n\"TrustFile\"=\"" +
-                                              settings.folder.file("trust") +
-                                              (asked ? "\"\n\"VerifyServer\"=\"1\"\n" : "\"\n"));
+        const ScopedSettings settings(trust + (asked ? "\"VerifyServer\"=\"1\"\n" : ""));
         for (const Case& c : cases) {
             for (std::size_t i = 0; i < std::size(kRoutes); ++i) {
                 SCOPED_TRACE(c.cause + std::to_string(i));
                 MailClient client(kRoutes[i]);
-                const std::string log = settings.folder.file("log" + std::to_string(i));
+                const std::string log = folder.file("log" + std::to_string(i));
                 std::filesystem::remove(log);
                 client.smtp.SetLogFile(log.c_str());
                 client.pop3.SetLogFile(log.c_str());

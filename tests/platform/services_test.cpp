@@ -12,8 +12,6 @@
 #include "platform/clock.h"
 #include "platform/file_system.h"
 #include "platform/ini_file.h"
-#include "platform/machine.h"
-#include "platform/random_bytes.h"
 #include "platform/socket.h"
 #include "support/fake_clock.h"
 #include "support/scoped_env.h"
@@ -72,23 +70,6 @@ TEST(Clock, SleepsForTheTimeAskedAndCanBeReplaced) {
     EXPECT_LT(tickCount() - before, 100'000u);
 }
 
-TEST(Machine, HasNamesThatFitIntoACommandLine) {
-    for (const std::string& name : {computerName(), userName()}) {
-        EXPECT_FALSE(name.empty());
-        EXPECT_EQ(name.find_first_of(" \r\n"), std::string::npos);
-    }
-}
-
-TEST(RandomBytes, FillsWithoutRepeating) {
-    std::set<std::string> seen;
-    for (int i = 0; i < 64; ++i) {
-        std::string bytes(32, '\0');
-        ASSERT_TRUE(randomBytes(bytes.data(), bytes.size()));
-        seen.insert(bytes);
-    }
-    EXPECT_EQ(seen.size(), 64u);
-}
-
 TEST(SocketNumbers, KeepTheirMeaning) {
     EXPECT_EQ(socketErrorNumber(EWOULDBLOCK), 10035);
     EXPECT_EQ(socketErrorNumber(EPIPE), 10053);
@@ -131,21 +112,28 @@ TEST(FileSystem, RefusesWhatIsNoFile) {
     const std::string pipe = folder.file("pipe");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     std::filesystem::create_symlink("target", folder.file("link"));
-    File file;
-    EXPECT_EQ(file.open(folder.path(), kOpenRead), EISDIR);
-    EXPECT_EQ(file.open(pipe, kOpenRead | kOpenRegularOnly), EINVAL);
-    EXPECT_EQ(file.open("/dev/zero", kOpenRead | kOpenRegularOnly), EINVAL);
-    EXPECT_EQ(file.open(folder.file("link"), kOpenWrite | kOpenCreate | kOpenNoFollow), ELOOP);
-    EXPECT_EQ(file.open(std::string("a\0b", 3), kOpenRead), ENOENT);
-    EXPECT_FALSE(file.isOpen());
-    const unsigned exclusive = kOpenWrite | kOpenCreate | kOpenExclusive;
-    EXPECT_EQ(file.open(folder.file("new"), exclusive, 0640), 0);
-    EXPECT_EQ(file.write("content"), 0);
-    EXPECT_EQ(file.sync(), 0);
-    File again;
-    EXPECT_EQ(again.open(folder.file("new"), exclusive), EEXIST);
+    constexpr unsigned kExclusive = kOpenWrite | kOpenCreate | kOpenExclusive;
+    struct Case {
+        std::string path;
+        unsigned flags;
+        int result;
+    };
+    const Case cases[] = {
+        {folder.path(), kOpenRead, EISDIR},
+        {pipe, kOpenRead | kOpenRegularOnly, EINVAL},
+        {"/dev/zero", kOpenRead | kOpenRegularOnly, EINVAL},
+        {folder.file("link"), kOpenWrite | kOpenCreate | kOpenNoFollow, ELOOP},
+        {std::string("a\0b", 3), kOpenRead, ENOENT},
+        {folder.write("old", "content"), kExclusive, EEXIST},
+        {folder.file("new"), kExclusive, 0},
+    };
+    for (const Case& c : cases) {
+        File file;
+        EXPECT_EQ(file.open(c.path, c.flags), c.result) << c.path;
+        EXPECT_EQ(file.isOpen(), c.result == 0);
+    }
     std::string content = "before ";
-    EXPECT_EQ(readWholeFile(folder.file("new"), content), 0);
+    EXPECT_EQ(readWholeFile(folder.file("old"), content), 0);
     EXPECT_EQ(content, "before content");
     EXPECT_EQ(readWholeFile("/proc/self/status", content), 0);
     EXPECT_NE(content.find("Threads:"), std::string::npos);
@@ -167,13 +155,12 @@ TEST(FileSystem, TellsItsFailuresApart) {
     for (const auto& [given, number] : cases) {
         EXPECT_EQ(fileErrorNumber(given.first, given.second), number) << given.first;
     }
-    FileInfo info;
-    EXPECT_EQ(setReadOnly(folder.file("file"), true), 0);
-    EXPECT_EQ(statFile(folder.file("file"), info), 0);
-    EXPECT_TRUE(info.isReadOnly && info.isRegular && !info.isFolder);
-    EXPECT_EQ(setReadOnly(folder.file("file"), false), 0);
-    EXPECT_EQ(statFile(folder.file("file"), info), 0);
-    EXPECT_FALSE(info.isReadOnly);
+    for (const bool readOnly : {true, false}) {
+        FileInfo info;
+        EXPECT_EQ(setReadOnly(folder.file("file"), readOnly), 0);
+        EXPECT_EQ(statFile(folder.file("file"), info), 0);
+        EXPECT_TRUE(info.isReadOnly == readOnly && info.isRegular && !info.isFolder);
+    }
     EXPECT_EQ(fullPath("/a/./b//../c"), "/a/c");
 }
 
