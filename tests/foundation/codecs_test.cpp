@@ -14,8 +14,7 @@ namespace {
 
 TEST(Base64, EncodesWithPadding) {
     const std::pair<const char*, const char*> cases[] = {
-        {"", ""}, {"a", "YQ=="}, {"ab", "YWI="}, {"abc", "YWJj"}, {"\xFB\xFF\xBE", "+/++"},
-    };
+        {"", ""}, {"a", "YQ=="}, {"ab", "YWI="}, {"abc", "YWJj"}, {"\xFB\xFF\xBE", "+/++"}};
     const CZncBase64 codec;
     for (const auto& [plain, encoded] : cases) {
         CZncString text(plain);
@@ -37,8 +36,7 @@ TEST(Base64, DecodesWhateverStandsThere) {
         {"YQ==\r\n ", "a"}, {" Y\tW\vJ\aj", "abc"}, {"YQ==YQ==", "aa"},
         {"YW", "a"},        {"YWI", "ab"},          {"\xD9\xD7\xCA\xEA", "abc"},
         {"Y", "`"},         {"YQ=", "a\0"s},        {"==", "\0"s},
-        {"====", "\xFF"},   {"YW=j", "a`"},         {"-WJj", "\371bc"},
-    };
+        {"====", "\xFF"},   {"YW=j", "a`"},         {"-WJj", "\371bc"}};
     const CZncBase64 codec;
     for (const auto& [encoded, plain] : cases) {
         std::uint8_t bytes[16];
@@ -71,8 +69,7 @@ TEST(Md5, GivesThePublishedDigestsInAnyPieces) {
         {"", "d41d8cd98f00b204e9800998ecf8427e"},
         {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
         {std::string(56, 'x'), md5Of(std::string(56, 'x'), 56)},
-        {std::string(1'000'000, 'a'), "7707d6ae4e027c70eea2a935c2296f21"},
-    };
+        {std::string(1'000'000, 'a'), "7707d6ae4e027c70eea2a935c2296f21"}};
     for (const auto& [text, digest] : cases) {
         for (const std::size_t step : {1, 7, 63, 64, 65, 4096}) {
             EXPECT_EQ(md5Of(text, step), digest) << text.size() << " by " << step;
@@ -90,8 +87,7 @@ TEST(Md5, AuthenticatesWithKeysOfAnyLength) {
         {std::string(80, '\xaa'), "Test Using Larger Than Block-Size Key - Hash Key First",
          "6b1ab7fe4bd7bf8f0b62e6ce61b9d0cd"},
         {"tanstaaftanstaaf", "<1896.697170952@postoffice.reston.mci.net>",
-         "b913a602c7eda7a495b4e6e7334d3890"},
-    };
+         "b913a602c7eda7a495b4e6e7334d3890"}};
     for (const Case& c : cases) {
         std::uint8_t digest[kMd5DigestBytes];
         HmacMd5(c.key, c.message, digest);
@@ -110,8 +106,7 @@ TEST(Timeout, RunsOutAtItsTimeAlsoAcrossTheWrapOfTheCounter) {
         {0xFFFFFFFF, 0, 0xFFFFFFFF, true, 0}, {0xFFFFF000, 5000, 0xFFFFF000, false, 5000},
         {0xFFFFF000, 5000, 903, false, 1},    {0xFFFFF000, 5000, 904, true, 0},
         {0xFFFFFF00, 0xF0, 3, true, 0},       {5, 0xFFFFFFFF, 4, false, 0xFFFFFFFF},
-        {5, 0xFFFFFFFE, 2, false, 1},
-    };
+        {5, 0xFFFFFFFE, 2, false, 1}};
     support::FakeClock clock;
     for (const Case& c : cases) {
         clock.ticks = c.start;

@@ -31,8 +31,7 @@ struct Digest {
 TEST(ErrorCatalogue, HoldsExactlyItsRows) {
     const std::pair<std::int32_t, const char*> cases[] = {
         {0, "Success"},       {-1, "Generic Error"},        {353, "Generic Error"},
-        {1, "Generic Error"}, {INT32_MIN, "Generic Error"}, {36002, "Invalid argument"},
-    };
+        {1, "Generic Error"}, {INT32_MIN, "Generic Error"}, {36002, "Invalid argument"}};
     CZncString text;
     for (const auto& [number, expected] : cases) {
         EXPECT_EQ(&GetDescription(number, text), &text);
@@ -59,12 +58,10 @@ TEST(ErrorMapping, TurnsExactlyTheKnownResultsIntoNumbers) {
     struct Case {
         std::int32_t result, smtp, pop3, mail;
     };
-    const Case cases[] = {
-        {0, 0, 0, 0},         {250, -1, -1, -1},      {550, 550, -1, -1},
-        {720, -1, 720, -1},   {-1001, -1, -1, -1},    {-2008, 441, -1, -1},
-        {-2010, 592, -1, -1}, {-2013, -1, -1, -1},    {-1014, 37713, 37713, -1},
-        {-2121, -1, 731, -1}, {-2209, -1, -1, 37612},
-    };
+    const Case cases[] = {{0, 0, 0, 0},         {250, -1, -1, -1},     {550, 550, -1, -1},
+                          {720, -1, 720, -1},   {-1001, -1, -1, -1},   {-2008, 441, -1, -1},
+                          {-2010, 592, -1, -1}, {-2013, -1, -1, -1},   {-1014, 37713, 37713, -1},
+                          {-2121, -1, 731, -1}, {-2209, -1, -1, 37612}};
     for (const Case& c : cases) {
         EXPECT_EQ(MapSmtpError(c.result), c.smtp) << c.result;
         EXPECT_EQ(MapPop3Error(c.result), c.pop3) << c.result;

@@ -40,17 +40,15 @@ TEST_F(LogTest, ShowsLineBreaksAsTheLevelSays) {
         const char* text;
         const char* written;
     };
-    const Case cases[] = {
-        {1, "Disconnected", "Disconnected\r\n"},
-        {1, "a\r\nb\r\n", "a <CRLF> b\r\n"},
-        {3, "a\rb\n\nc\r\r\n\n", "a <CR> b <LF>  <LF> c\r\n"},
-        {4, "a\r\nb\r\n", "a\r\nb\r\n\r\n"},
-        {5, "a\nb\rc", "a\r\nb\rc\r\n"},
-        {6, "%s 100%", "%s 100%\r\n"},
-        {2, "not for the file", nullptr},
-        {0, "nothing", nullptr},
-        {8, "no such bit", nullptr},
-    };
+    const Case cases[] = {{1, "Disconnected", "Disconnected\r\n"},
+                          {1, "a\r\nb\r\n", "a <CRLF> b\r\n"},
+                          {3, "a\rb\n\nc\r\r\n\n", "a <CR> b <LF>  <LF> c\r\n"},
+                          {4, "a\r\nb\r\n", "a\r\nb\r\n\r\n"},
+                          {5, "a\nb\rc", "a\r\nb\rc\r\n"},
+                          {6, "%s 100%", "%s 100%\r\n"},
+                          {2, "not for the file", nullptr},
+                          {0, "nothing", nullptr},
+                          {8, "no such bit", nullptr}};
     object_.SetLogFile(log_.c_str());
     EXPECT_FALSE(std::filesystem::exists(log_));
     std::string expected;

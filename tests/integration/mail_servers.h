@@ -43,8 +43,7 @@ public:
     void emptyMailbox() const;
 
 private:
-    void writePostfixFiles() const;
-    void writeDovecotFiles() const;
+    void writeConfiguration() const;
     bool makeCertificate() const;
     bool startPostfix();
     bool startDovecot();

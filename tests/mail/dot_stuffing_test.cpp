@@ -21,8 +21,7 @@ TEST(DotStuffing, DoublesWhatCouldEndTheMessage) {
         {".\r\n", "..\r\n"},
         {"a\r\n.\r\n.\r\n.b\r\n.", "a\r\n..\r\n..\r\n.b\r\n.."},
         {"a\n.\nb\n.\r\nc\r\n.\n", "a\n..\nb\n..\r\nc\r\n..\n"},
-        {".a\r\n..\r\n. \r\n\r.\r\n.\rx", ".a\r\n..\r\n. \r\n\r.\r\n.\rx"},
-    };
+        {".a\r\n..\r\n. \r\n\r.\r\n.\rx", ".a\r\n..\r\n. \r\n\r.\r\n.\rx"}};
     for (const auto& [text, expected] : cases) {
         EXPECT_EQ(DoubleLoneDots(text, "\r\n.\r\n"), expected + std::string("\r\n.\r\n"));
         EXPECT_EQ(FindLoneDot(text) != std::string_view::npos, text != std::string(expected));

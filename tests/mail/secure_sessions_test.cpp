@@ -12,8 +12,8 @@ namespace tessolt {
 namespace {
 
 using support::Identity;
-using support::ScriptedConnection;
 using support::ScopedSettings;
+using support::ScriptedConnection;
 using support::ScriptedServer;
 using support::TemporaryFolder;
 using support::TlsServerSetup;
@@ -33,13 +33,11 @@ TEST(SecureSessions, WorkWhateverTheServerDoesWithItsRecords) {
         bool must;
         bool works;
     };
-    const Case cases[] = {
-        {"many lines in a record", 16384, nullptr, false, true},
-        {"a line over many records", 1, nullptr, false, true},
-        {"certificate that may be wrong", 16384, &wrong, false, true},
-        {"wrong certificate", 16384, &wrong, true, false},
-        {"right certificate", 16384, &right, true, true},
-    };
+    const Case cases[] = {{"many lines in a record", 16384, nullptr, false, true},
+                          {"a line over many records", 1, nullptr, false, true},
+                          {"certificate that may be wrong", 16384, &wrong, false, true},
+                          {"wrong certificate", 16384, &wrong, true, false},
+                          {"right certificate", 16384, &right, true, true}};
     // Up to TLS 1.2 a refusal is part of the handshake; then it comes in place of the first reply.
     constexpr std::int32_t kRefused[2][std::size(kRoutes)] = {{37414, 37706, 37504},
                                                               {37404, 37403, 37521}};
@@ -96,8 +94,7 @@ TEST(SecureSessions, AFailedHandshakeEndsInSilenceAndInTime) {
         {"half a record",
          [](auto& c) { c.send(std::string("\x16\x03\x03\x40\x00\x02", 6)), c.stall(); }, 37704},
         {"half way", [&](auto& c) { support::TlsPeer(c, halfWay).accept(), c.stall(); }, 37704},
-        {"trickle", trickle, 37704},
-    };
+        {"trickle", trickle, 37704}};
     for (const Case& c : cases) {
         for (const auto route : kRoutes) {
             SCOPED_TRACE(c.name + std::to_string(route));
@@ -154,8 +151,7 @@ TEST(SecureSessions, TheServerIsCheckedWhereTheSettingAsksForIt) {
         {expired, "localhost", "expired on "},
         {early, "localhost", "not yet valid, begins on "},
         {mailIdentity(), "localhost", "self-signed"},
-        {unknown, "localhost", "unknown issuer [CN=Stranger]"},
-    };
+        {unknown, "localhost", "unknown issuer [CN=Stranger]"}};
     constexpr std::int32_t kRefused[] = {37414, 37706, 37504};
     const TemporaryFolder folder;
     const std::string trust =

@@ -66,8 +66,7 @@ TEST(SmtpSend, ATransactionReachesEverybodyOrNobody) {
         {"DATA:250 what;354 go", 250, 0, kAll + "RSET|" + kAll},
         {".:554 spam;250 ok", 554, 0, kAll + kAll},
         {".:251 ok", 251, 251, kAll + kAll},
-        {"MAIL:450 no|RSET:500 no", 450, 500, kFrom + "RSET|"},
-    };
+        {"MAIL:450 no|RSET:500 no", 450, 500, kFrom + "RSET|"}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.changes);
         Session session(c.changes);
@@ -105,8 +104,7 @@ TEST(SmtpSend, TheMessageGoesOutAsItStandsButForLoneDots) {
         {".", ".."},
         {"a\r\n.\r\n.\r\n.b\r\n.", "a\r\n..\r\n..\r\n.b\r\n.."},
         {big + "\r\n", big + "\r\n"},
-        {big + "\r\n.\r\n" + big + "\n.", big + "\r\n..\r\n" + big + "\n.."},
-    };
+        {big + "\r\n.\r\n" + big + "\n.", big + "\r\n..\r\n" + big + "\n.."}};
     for (const auto& [text, wire] : cases) {
         Session session;
         EXPECT_EQ(session.engine.Data(text), 0);
@@ -137,8 +135,7 @@ TEST(Scramble, WritesTheFormOfTheQueue) {
         {"a", "2923BE8A2367844AE13D6C2CD672AE"},
         {"secret", "2923BE9C88219B88322967844AE1"},
         {"a password of some length", "2923BE8A432E8A9631A092308D432D8F4331989023498F23978A329123"},
-        {"\xFF\xE9", "2923BE280CBE67844AE13D6C2CD6"},
-    };
+        {"\xFF\xE9", "2923BE280CBE67844AE13D6C2CD6"}};
     for (const auto& [clear, expected] : cases) {
         CZncString text(clear);
         Scramble(text);

@@ -61,8 +61,7 @@ TEST(SmtpSession, EveryLoginTakesItsPath) {
         {"unknown mechanism", none, 0, "EHLO", 7, 7},
         {"TLS refused", "EHLO:250-x~250-StartTLS~250 ok|STAR:454 no", 0, "EHLO|STARTTLS|" + plain},
         {"TLS named last", "EHLO:250-x~250 STARTTLS", 0, "EHLO|" + plain},
-        {"TLS named first", "EHLO:250-STARTTLS~250 x", 0, "EHLO|" + plain},
-    };
+        {"TLS named first", "EHLO:250-STARTTLS~250 x", 0, "EHLO|" + plain}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         Session session(smtpPart(c.changes));
@@ -106,8 +105,7 @@ TEST(SmtpSession, RepliesAreReadHoweverTheyArrive) {
         {"250", 0, 250, "250 "},
         {"12~250-x~~99999999999 x~354 end", 0, 354, "12 250-x  99999999999 x 354 end "},
         {"abc def", -2004, 0, "abc def "},
-        {"    9", -2004, 0, "    9 "},
-    };
+        {"    9", -2004, 0, "    9 "}};
     for (const Delivery delivery : {Delivery::kWhole, Delivery::kLines, Delivery::kBytes}) {
         for (const Case& c : cases) {
             Session session(smtpPart(std::string("NOOP:") + c.reply), Tls::kNone, delivery);

@@ -52,16 +52,14 @@ const Fault kPlainFaults[] = {
     {"half a reply", kLineAndSilent, [](auto& s) { s.send("250-so\r\n25"), s.stall(); }},
     {"garbage", kLineAndGone,
      [](auto& s) { s.send(std::string("\xFF\xFE\x01 \0\x80\r\n", 8)), s.drop(); }},
-    {"lines without end", kLines, [](auto& s) { s.flood("250-and\r\n", kFlood); }},
-};
+    {"lines without end", kLines, [](auto& s) { s.flood("250-and\r\n", kFlood); }}};
 const Fault kTlsFaults[] = {
     {"close", kGone, [](auto& s) { s.drop(); }},
     {"close with notice", kGone,
      [](auto& s) { dynamic_cast<TlsPeer&>(s).closeNotify(), s.drop(); }},
     {"reset", kGone, [](auto& s) { s.reset(); }},
     {"alert", kEndless, [](auto& s) { dynamic_cast<TlsPeer&>(s).alert(), s.stall(); }},
-    {"silence", kSilent, [](auto& s) { s.stall(); }},
-};
+    {"silence", kSilent, [](auto& s) { s.stall(); }}};
 
 constexpr std::int32_t kLeftOut = -77;
 using ByKind = std::array<std::int32_t, kKinds>;
@@ -97,8 +95,7 @@ const Step kSmtpSteps[] = {
     {"RCPT", "", "", always(37403)},
     {"DATA", "", "", always(37403)},
     {".", "", "", always(37403)},
-    {"QUIT", "", "", always(0)},
-};
+    {"QUIT", "", "", always(0)}};
 const Step kPop3Steps[] = {
     {"", "", "", {37521, 37521, 731, 37506, 37506, 37506}},
     {"APOP", "", ":+OK <1.2@x>", {707, 37521, 731, 731, 707, 37512}},
@@ -114,8 +111,7 @@ const Step kPop3Steps[] = {
     {"TOP ", "", "", {715, 715, 715, 732, 37518, kLeftOut}},
     // Only a refusal makes a deletion fail.
     {"DELE", "", "", always(0)},
-    {"QUIT", "", "", always(0)},
-};
+    {"QUIT", "", "", always(0)}};
 
 /// Has each fault come in place of the reply of each step, and uses the object again afterwards.
 template <typename Steps, typename Faults>

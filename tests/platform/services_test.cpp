@@ -88,8 +88,7 @@ TEST(FileSystem, TurnsOnlyForeignPathsIntoNativeOnes) {
         {"C:/x\\y", "C:/x\\y"},
         {"1:\\x", "1:/x"},
         {"plain", "plain"},
-        {"", ""},
-    };
+        {"", ""}};
     for (const auto& [given, native] : cases) {
         EXPECT_EQ(toNativePath(given), native);
     }
@@ -118,15 +117,13 @@ TEST(FileSystem, RefusesWhatIsNoFile) {
         unsigned flags;
         int result;
     };
-    const Case cases[] = {
-        {folder.path(), kOpenRead, EISDIR},
-        {pipe, kOpenRead | kOpenRegularOnly, EINVAL},
-        {"/dev/zero", kOpenRead | kOpenRegularOnly, EINVAL},
-        {folder.file("link"), kOpenWrite | kOpenCreate | kOpenNoFollow, ELOOP},
-        {std::string("a\0b", 3), kOpenRead, ENOENT},
-        {folder.write("old", "content"), kExclusive, EEXIST},
-        {folder.file("new"), kExclusive, 0},
-    };
+    const Case cases[] = {{folder.path(), kOpenRead, EISDIR},
+                          {pipe, kOpenRead | kOpenRegularOnly, EINVAL},
+                          {"/dev/zero", kOpenRead | kOpenRegularOnly, EINVAL},
+                          {folder.file("link"), kOpenWrite | kOpenCreate | kOpenNoFollow, ELOOP},
+                          {std::string("a\0b", 3), kOpenRead, ENOENT},
+                          {folder.write("old", "content"), kExclusive, EEXIST},
+                          {folder.file("new"), kExclusive, 0}};
     for (const Case& c : cases) {
         File file;
         EXPECT_EQ(file.open(c.path, c.flags), c.result) << c.path;
@@ -150,8 +147,7 @@ TEST(FileSystem, TellsItsFailuresApart) {
         {{ETXTBSY, "x"}, kFileErrorSharing},
         {{ENXIO, "x"}, kFileErrorNotReady},
         {{ENOSPC, "x"}, 10000 + ENOSPC},
-        {{0, "x"}, 0},
-    };
+        {{0, "x"}, 0}};
     for (const auto& [given, number] : cases) {
         EXPECT_EQ(fileErrorNumber(given.first, given.second), number) << given.first;
     }

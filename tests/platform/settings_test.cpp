@@ -38,18 +38,16 @@ TEST(SettingsIndex, ReadsEveryFormOfLine) {
         const char *key, *name;
         std::optional<std::string> text;
     };
-    const Case cases[] = {
-        {"HKEY_LOCAL_MACHINE\\Software\\Sample", "Queue", "/var/spool/q"},
-        {"hklm\\SOFTWARE\\\\sample\\", "QUEUE", "/var/spool/q"},
-        {"HKLM\\Software\\Sample", "bare", "text with blanks"},
-        {"HKLM\\Software\\Sample", "Esc \"q\"", "C:\\new\\dir \" end"},
-        {"HKLM\\Software\\Sample", "", "own"},
-        {"HKLM\\Software\\Sample", "Off", std::nullopt},
-        {"HKLM\\Software\\Sample", "outside", std::nullopt},
-        {"HKLM\\Software", "Queue", std::nullopt},
-        {"HKEY_CLASSES_ROOT\\Sample.Other", "", ""},
-        {"", "outside", std::nullopt},
-    };
+    const Case cases[] = {{"HKEY_LOCAL_MACHINE\\Software\\Sample", "Queue", "/var/spool/q"},
+                          {"hklm\\SOFTWARE\\\\sample\\", "QUEUE", "/var/spool/q"},
+                          {"HKLM\\Software\\Sample", "bare", "text with blanks"},
+                          {"HKLM\\Software\\Sample", "Esc \"q\"", "C:\\new\\dir \" end"},
+                          {"HKLM\\Software\\Sample", "", "own"},
+                          {"HKLM\\Software\\Sample", "Off", std::nullopt},
+                          {"HKLM\\Software\\Sample", "outside", std::nullopt},
+                          {"HKLM\\Software", "Queue", std::nullopt},
+                          {"HKEY_CLASSES_ROOT\\Sample.Other", "", ""},
+                          {"", "outside", std::nullopt}};
     for (const Case& c : cases) {
         const std::string* found = index.find(c.key, c.name);
         EXPECT_EQ(found ? std::optional(*found) : std::nullopt, c.text) << c.key << "|" << c.name;
