@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::uint32_t kSendIdleLimit = 3000;
 constexpr std::int32_t kMaxPort = 65535;
-constexpr std::size_t kMaxComputerName = 256;
 /// A reply beyond these bounds counts as one that could not be read.
 constexpr std::size_t kMaxReplyLines = 1000;
 constexpr std::uint32_t kMaxReplyBytes = 1024 * 1024;
@@ -28,14 +27,6 @@ enum ReplyCode : std::int32_t { kReady = 220, kDone = 250 };
 /// A reply goes on unless the line is a bare code or has a blank behind it (RFC 5321, 4.2.1).
 bool IsLastLine(std::string_view line) {
     return line.size() == kCodeDigits || (line.size() > kCodeDigits && line[kCodeDigits] == ' ');
-}
-
-/// The machine's name in a form that can't break the command line.
-std::string GreetingName() {
-    std::string name = platform::computerName().substr(0, kMaxComputerName);
-    std::replace_if(
-        name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) <= ' '; }, '-');
-    return name;
 }
 
 }  // namespace
@@ -149,7 +140,7 @@ void CZnSmtp::Quit() {
 }
 
 std::int32_t CZnSmtp::Hello() {
-    const std::string name = GreetingName();
+    const std::string name = platform::computerName();
     CZncString command;
     command.Format("EHLO %s", name.c_str());
     std::int32_t result = SendCommand(command.View());

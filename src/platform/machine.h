@@ -6,7 +6,8 @@
 
 namespace platform {
 
-/// The machine's name, at most 255 bytes; "localhost" when it has none.
+/// The machine's name, at most 255 bytes, with "-" for blanks and control characters; "localhost"
+/// when it has none.
 std::string computerName();
 /// The login name of the user that runs the process; its number in decimal when it has none.
 std::string userName();

@@ -271,6 +271,9 @@ TlsConnectionInfo TlsClient::connectionInfo() const {
         X509* certificate = SSL_get0_peer_certificate(state_->ssl);
         EVP_PKEY* key = certificate != nullptr ? X509_get0_pubkey(certificate) : nullptr;
         info.keyExchangeStrength = key != nullptr ? EVP_PKEY_get_bits(key) : 0;
+    } else if (SSL_version(state_->ssl) == TLS1_3_VERSION) {
+        // A curve joined with a post-quantum exchange, for which the library shows no key.
+        info.keyExchange = kExchangeEcdhe;
     }
     return info;
 }

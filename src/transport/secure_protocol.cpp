@@ -25,7 +25,7 @@ constexpr std::uint32_t kSendIdleLimit = 3000;
 /// A server that sends more than this before it lets the client answer is not shaking hands.
 constexpr std::uint32_t kMaxHandshakeFlight = 256 * 1024;
 /// Reads in a row that bring no plaintext; then the caller looks at its limit.
-constexpr int kMaxSilentRounds = 16;
+constexpr int kMaxSilentReads = 16;
 constexpr std::uint32_t kCipherBufferBytes = 64 * 1024;
 constexpr std::size_t kFirstLineBuffer = 16 * 1024;
 constexpr std::size_t kLargestLineBuffer = kMaxLineBytes + kWireLineEnd.size();
@@ -331,14 +331,17 @@ std::int32_t CZnSecureProtocol::DecryptBuffered(void* dest, std::uint32_t capaci
 std::int32_t CZnSecureProtocol::DecryptMore(void* dest, std::uint32_t capacity,
                                             std::uint32_t& receivedOut) {
     receivedOut = 0;
-    for (int round = 0; round < kMaxSilentRounds; ++round) {
+    // It ends behind a decryption and not behind a read: the caller waits for the socket next, and
+    // what was read last may have been all that the server had to say.
+    for (int reads = 0;; ++reads) {
         // What is buffered goes first: a whole record must not get lost to a close that follows it.
         std::int32_t result = DecryptBuffered(dest, capacity, receivedOut);
-        bool any = false;
-        if (result == 0 && receivedOut == 0) {
-            result = FeedChannel(any);
-        }
         if (result != 0 || receivedOut > 0) {
+            return result;
+        }
+        bool any = false;
+        result = reads < kMaxSilentReads ? FeedChannel(any) : 0;
+        if (result != 0) {
             return result;
         }
         if (!any) {

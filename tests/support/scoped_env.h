@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include <optional>
 #include <string>
 
 namespace support {
@@ -12,26 +13,20 @@ public:
     ScopedEnv(const char* name, const char* value) : name_(name) {
         if (const char* old = getenv(name)) {
             old_ = old;
-            hadValue_ = true;
         }
         set(value);
     }
-    ~ScopedEnv() { set(hadValue_ ? old_.c_str() : nullptr); }
+    ~ScopedEnv() { set(old_ ? old_->c_str() : nullptr); }
     ScopedEnv(const ScopedEnv&) = delete;
     ScopedEnv& operator=(const ScopedEnv&) = delete;
 
 private:
     void set(const char* value) {
-        if (value) {
-            setenv(name_.c_str(), value, 1);
-        } else {
-            unsetenv(name_.c_str());
-        }
+        value ? setenv(name_.c_str(), value, 1) : unsetenv(name_.c_str());
     }
 
     std::string name_;
-    std::string old_;
-    bool hadValue_ = false;
+    std::optional<std::string> old_;
 };
 
 }  // namespace support
