@@ -205,8 +205,12 @@ bool MailServers::waitForMessages(std::size_t count, int limit) const {
 }
 
 void MailServers::emptyMailbox() const {
-    std::error_code ignored;
-    fs::remove_all(root_ / "mail/box", ignored);
+    // Dovecot may still be tidying up behind the last session.
+    waitUntil(kStopLimit, [&] {
+        std::error_code ignored;
+        fs::remove_all(root_ / "mail/box", ignored);
+        return !fs::exists(root_ / "mail/box");
+    });
 }
 
 }  // namespace tessolt::test

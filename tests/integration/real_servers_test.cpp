@@ -189,6 +189,7 @@ TEST_F(RealServersTest, HeaderComesWithoutTheWholeMessage) {
     Value value;
     pop3->GetEmailHeader(1, value.put());
     ASSERT_EQ(lastError(*pop3), 0);
+    pop3->Disconnect();
     auto header = value.object<IEMailMessage>();
     EXPECT_EQ(text(*header, &IEMailMessage::get_Subject), kSubject);
     LONG size = 0;
