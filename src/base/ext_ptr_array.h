@@ -45,7 +45,14 @@ public:
     T* last() const { return items_.empty() ? nullptr : items_.back(); }
 
     /// Adds at the end. False when there was no memory for it.
-    bool append(T* item) { return insertAt(getSize(), item); }
+    bool append(T* item) {
+        try {
+            items_.push_back(item);
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+        return true;
+    }
     /// Adds an object that the array is to own; destroyed at once when there is no memory
     /// for it. Null isn't added.
     bool append(std::unique_ptr<T> item) {
