@@ -189,4 +189,14 @@ std::int32_t MailClient::talk(std::uint16_t port, const char* host) {
     return result;
 }
 
+std::string outcomeOf(std::int32_t number, std::int32_t expected,
+                      std::chrono::steady_clock::time_point start, std::uint32_t limit) {
+    using std::chrono::milliseconds;
+    const auto time = std::chrono::steady_clock::now() - start;
+    return number == expected && time < milliseconds(limit + 200)
+               ? ""
+               : std::to_string(number) + " after " + std::to_string(time / milliseconds(1)) +
+                     " ms";
+}
+
 }  // namespace tessolt
