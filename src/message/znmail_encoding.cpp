@@ -38,10 +38,13 @@ void avoidAttachmentText(BoundaryMaker& maker, borvik::BvMime& part) {
     if (borvik::equalsNoCase(coding, "base64") ||
         borvik::equalsNoCase(coding, "quoted-printable")) {
         part.GetEntireHead(text);
+        maker.avoid(text.x().utf8View(), BoundaryMaker::kOuter);
     } else {
-        part.GetMime(text);
+        // As bytes: a string would end at the first zero byte, which separates nothing.
+        borvik::BvByteData bytes;
+        part.GetMimeBytes(bytes);
+        maker.avoid(bytes.view(), BoundaryMaker::kOuter);
     }
-    maker.avoid(text.x().utf8View(), BoundaryMaker::kOuter);
 }
 
 }  // namespace

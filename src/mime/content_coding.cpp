@@ -8,7 +8,9 @@
 #include "charset/code_pages.h"
 #include "charset/encoding_convert.h"
 #include "mime/base64.h"
+#include "mime/hex_digits.h"
 #include "mime/quoted_printable.h"
+#include "mime/quoted_printable_decoding.h"
 
 namespace borvik {
 
@@ -147,7 +149,7 @@ void ContentCoding::qEncodeWord(std::string_view bytes, std::string_view charset
             out += c;
         } else {
             out += '=';
-            out.append(kHexPairs + 2 * static_cast<std::size_t>(byte), 2);
+            out.append(&kHexPairs[2 * static_cast<std::size_t>(byte)], 2);
         }
     }
     out += "?=";

@@ -11,7 +11,7 @@
 #include "charset/encoding_convert.h"
 #include "mime/base64.h"
 #include "mime/content_coding.h"
-#include "mime/quoted_printable.h"
+#include "mime/hex_digits.h"
 
 namespace borvik {
 
@@ -35,10 +35,8 @@ constexpr std::array<QByte, 256> makeQBytes() {
 }
 constexpr std::array<QByte, 256> kQBytes = makeQBytes();
 
-/// Unlike in a body, the digits of an escape are 7-bit characters here.
 bool isHexPair(std::string_view text, std::size_t at) {
-    return text.size() - at >= 2 && isAscii(text.substr(at, 2)) && hexValue(text[at]) >= 0 &&
-           hexValue(text[at + 1]) >= 0;
+    return text.size() - at >= 2 && hexValue(text[at]) >= 0 && hexValue(text[at + 1]) >= 0;
 }
 
 void appendBytes(const EncodedWord& word, std::string& out) {

@@ -11,6 +11,7 @@
 #include "charset/encoding_convert.h"
 #include "mime/byte_set.h"
 #include "mime/content_coding.h"
+#include "mime/field_folder.h"
 #include "mime/quoted_scan.h"
 
 namespace borvik {
@@ -20,21 +21,12 @@ namespace {
 constexpr std::size_t kNone = std::string_view::npos;
 
 // Lengths of lines. They don't follow from one another: each was chosen for its own case.
-constexpr std::size_t kUnfoldedLength = 78;       // what fits within it isn't folded
-constexpr std::size_t kFreeTextFoldColumn = 69;   // plain text folds at a blank from here on
-constexpr std::size_t kAnyBlankFoldColumn = 61;   // 7-bit values fold at any blank from here on
-constexpr std::size_t kSeparatorFoldColumn = 21;  // values fold at ";" or "," from here on
-constexpr std::size_t kListLength = 60;           // a longer value with "@" and "," is a list
-constexpr std::size_t kSegmentLength = 66;        // a 7-bit segment below it goes in as it is
-constexpr std::size_t kParamLineLength = 65;      // parameters below it stay on one line
-constexpr std::size_t kParamBreakLength = 35;     // from here on parameters begin a line
-constexpr std::size_t kAddressRun = 41;           // after this much text a fold ends the address
+constexpr std::size_t kSegmentLength = 66;     // a 7-bit segment below it goes in as it is
+constexpr std::size_t kParamLineLength = 65;   // parameters below it stay on one line
+constexpr std::size_t kParamBreakLength = 35;  // from here on parameters begin a line
+constexpr std::size_t kAddressRun = 41;        // after this much text a fold ends the address
 
 constexpr std::string_view kFold = "\r\n\t";
-
-// Way of `foldSevenBit`; it is logged as a number.
-constexpr int kFoldAtCommas = 1;
-constexpr int kFoldAtBlanks = 4;
 
 constexpr std::uint32_t kIso2022LastForMarks = 50230;
 constexpr std::uint32_t kWindowsThai = 874;
@@ -55,8 +47,13 @@ bool isIso2022(std::uint32_t codePage) {
     return codePage >= kIso2022Jp && codePage <= kIso2022Kr;
 }
 
+/// Wider than what `isIso2022` tells: charsets in which "(B" and "$)" may switch between sets.
+bool mayHoldIso2022Marks(std::uint32_t codePage) {
+    return codePage >= kIso2022Jp && codePage <= kIso2022LastForMarks;
+}
+
 bool isStateful(std::uint32_t codePage) {
-    return codePage == kUtf7 || isIso2022(codePage);
+    return codePage == kUtf7 || mayHoldIso2022Marks(codePage);
 }
 
 bool hasIso2022Marks(std::string_view data) {
@@ -65,10 +62,6 @@ bool hasIso2022Marks(std::string_view data) {
 
 HeaderCharset charsetOf(std::uint32_t codePage) {
     return {codePage, CharsetNaming::preferredName(codePage)};
-}
-
-bool looksLikeList(std::string_view text) {
-    return text.size() > kListLength && text.find('@') != kNone && text.find(',') != kNone;
 }
 
 void trimEnds(std::string& text) {
@@ -202,7 +195,7 @@ void FieldWriter::encodeSingleByte(std::string_view value, std::string& out) {
     const std::uint32_t codePage = charset_.codePage;
     if (codePage == kUsAscii && isAscii(value)) {
         logInfo("Appending 7bit value. (us-ascii)");
-        foldSevenBit(value, out);
+        FieldFolder(traits_, noFold_).foldSevenBit(value, log_, out);
     } else if (codePage == kUsAscii) {
         logInfo("Appending 8bit utf-8 value. (us-ascii email)");
         encodeHeaderValue({false, charsetOf(kUtf8)}, value, out);
@@ -233,8 +226,7 @@ void FieldWriter::encodeHeaderValue(const Coding& coding, std::string_view data,
         return;
     }
     bool noSplit = is(kFreeTextField);
-    if (!noSplit && coding.charset.codePage >= kIso2022Jp &&
-        coding.charset.codePage <= kIso2022LastForMarks && !is(kAlwaysSplit)) {
+    if (!noSplit && mayHoldIso2022Marks(coding.charset.codePage) && !is(kAlwaysSplit)) {
         noSplit = hasIso2022Marks(data);
     }
     const std::size_t semicolon = noSplit ? kNone : data.find(';');
@@ -354,7 +346,7 @@ bool FieldWriter::encodedThoughAscii(const Coding& coding, bool isParam,
     if (is(kEncodedIfStateful)) {
         return true;
     }
-    if (isParam && isIso2022(coding.charset.codePage) && data.hasMarks()) {
+    if (isParam && mayHoldIso2022Marks(coding.charset.codePage) && data.hasMarks()) {
         return true;
     }
     return is(kAddressField) && data.hasAngle() && data.hasInnerBlank();
@@ -367,7 +359,8 @@ void FieldWriter::writeAscii(std::string_view data, std::string& out) const {
     }
     const bool behindFold =
         std::string_view(out).substr(out.size() - std::min(out.size(), kFold.size())) == kFold;
-    foldSegment(is(kAddressField) && behindFold ? trimmed(data) : data, out);
+    FieldFolder(traits_, noFold_)
+        .foldSegment(is(kAddressField) && behindFold ? trimmed(data) : data, out);
 }
 
 void FieldWriter::encodeText(const Coding& coding, bool commaSafe, std::string_view text,
@@ -395,8 +388,7 @@ FieldWriter::Address FieldWriter::findAddress(const Coding& coding, std::string_
         return {Address::Kind::kMissing};
     }
     // Within a double-byte run of ISO-2022 a "<" is half of a character.
-    const bool hasRuns =
-        coding.charset.codePage >= kIso2022Jp && coding.charset.codePage <= kIso2022LastForMarks;
+    const bool hasRuns = mayHoldIso2022Marks(coding.charset.codePage);
     bool inRun = false;
     bool seenAt = false;
     std::size_t start = kNone;
@@ -430,81 +422,6 @@ FieldWriter::Address FieldWriter::findAddress(const Coding& coding, std::string_
         ++stop;
     }
     return {Address::Kind::kFound, start, stop};
-}
-
-void FieldWriter::foldSegment(std::string_view text, std::string& out) const {
-    std::size_t column = out.size();
-    if (noFold_ || column + text.size() <= kUnfoldedLength) {
-        out += text;
-        return;
-    }
-    const bool list = looksLikeList(text);
-    bool inQuotes = false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        const bool atEnd = i + 1 == text.size();
-        inQuotes = inQuotes != (c == '"');
-        out += c;
-        ++column;
-        if (inQuotes) {
-            continue;
-        }
-        if (is(kFreeTextField)) {
-            if (c == ' ' && column >= kFreeTextFoldColumn && !atEnd) {
-                out.back() = '\r';
-                out += "\n ";
-                column = 0;
-            }
-        } else if (column >= kSeparatorFoldColumn &&
-                   ((c == ';' && !atEnd && text[i + 1] != '>') || (list && c == ','))) {
-            out += "\r\n ";
-            column = 0;
-        }
-    }
-}
-
-void FieldWriter::foldSevenBit(std::string_view value, std::string& out) const {
-    std::size_t column = out.size();
-    if (column + value.size() <= kUnfoldedLength) {
-        out += value;
-        return;
-    }
-    const int behaviour = !is(kNoListFold) && looksLikeList(value) ? kFoldAtCommas : kFoldAtBlanks;
-    if (log_ != nullptr) {
-        log_->logDataInt("foldBehavior", behaviour);
-    }
-    if (noFold_) {
-        out += value;
-        return;
-    }
-    bool inQuotes = false;
-    for (std::size_t i = 0; i < value.size(); ++i) {
-        const char c = value[i];
-        const bool atEnd = i + 1 == value.size();
-        inQuotes = inQuotes != (c == '"');
-        out += c;
-        ++column;
-        if (inQuotes || atEnd) {
-            continue;
-        }
-        const bool blank = c == ' ' || c == '\t';
-        const bool freeTextFold = is(kFreeTextField) && c == ' ' && column >= kFreeTextFoldColumn;
-        const bool separatorFold =
-            !is(kFreeTextField) && column >= kSeparatorFoldColumn &&
-            ((c == ';' && value[i + 1] != '>') || (c == ',' && behaviour == kFoldAtCommas));
-        if (separatorFold) {
-            const bool ownBlank = value[i + 1] == ' ' || value[i + 1] == '\t';
-            out += "\r\n";
-            out += ownBlank ? value[++i] : ' ';
-            column = 0;
-        } else if (freeTextFold ||
-                   (blank && column >= kAnyBlankFoldColumn && behaviour == kFoldAtBlanks)) {
-            out.back() = '\r';
-            out += '\n';
-            out += c;
-            column = 0;
-        }
-    }
 }
 
 }  // namespace borvik

@@ -54,8 +54,6 @@ private:
     void writeDisplayName(const Coding& coding, bool commaSafe, std::string_view name,
                           std::string& out) const;
     Address findAddress(const Coding& coding, std::string_view data) const;
-    void foldSegment(std::string_view text, std::string& out) const;
-    void foldSevenBit(std::string_view value, std::string& out) const;
 
     FieldTraits traits_;
     bool noFold_;

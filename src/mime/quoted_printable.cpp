@@ -7,6 +7,7 @@
 
 #include "base/data_buffer.h"
 #include "mime/base64.h"
+#include "mime/hex_digits.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -26,33 +27,6 @@ constexpr std::size_t kLastCodedColumn = kMaxColumn - 2;
 /// Input coded between two looks at the room in the output.
 constexpr std::size_t kChunk = 16384;
 
-constexpr std::array<char, 513> makeHexPairs() {
-    constexpr char digits[] = "0123456789ABCDEF";
-    std::array<char, 513> pairs{};
-    for (std::size_t i = 0; i < 256; ++i) {
-        pairs[2 * i] = digits[i >> 4];
-        pairs[2 * i + 1] = digits[i & 15];
-    }
-    return pairs;
-}
-constexpr std::array<char, 513> kPairs = makeHexPairs();
-
-constexpr std::array<int, 128> makeHexValues() {
-    std::array<int, 128> values{};
-    values.fill(-1);
-    for (unsigned i = 0; i < 16; ++i) {
-        const auto digit = static_cast<unsigned char>(kPairs[2 * i + 1]);
-        values[digit] = static_cast<int>(i);
-        values[digit | 0x20U] = static_cast<int>(i);
-    }
-    return values;
-}
-constexpr std::array<int, 128> kHexValues = makeHexValues();
-
-constexpr char low7(char c) {
-    return static_cast<char>(c & 0x7F);
-}
-
 /// What a byte becomes where it stands neither at the start nor at the end of a line. Blanks and
 /// CR, which take a look at what follows, have no length.
 struct CodedByte {
@@ -70,7 +44,7 @@ constexpr std::array<CodedByte, 256> makeCodedBytes() {
         if (isLiteral(c)) {
             coded[c] = {{static_cast<char>(c)}, 1};
         } else if (c != ' ' && c != '\t' && c != '\r') {
-            coded[c] = {{'=', kPairs[2 * c], kPairs[2 * c + 1]}, 3};
+            coded[c] = {{'=', kHexPairs[2 * c], kHexPairs[2 * c + 1]}, 3};
         }
     }
     return coded;
@@ -83,19 +57,6 @@ constexpr std::size_t kMixedRun = 8;
 /// Printable ASCII without "=", and blanks, which may need coding at the end of a line.
 constexpr bool isPlain(char c) {
     return (c >= 32 && c <= 126 && c != '=') || c == '\t';
-}
-
-/// Room for `count` more bytes. Grows by a half, since coded text may become three times as long.
-char* makeRoom(DataBuffer& out, std::size_t count) {
-    const std::size_t needed = out.getSize() + count;
-    if (needed > out.getCapacity()) {
-        const std::size_t wanted = std::max(needed, out.getCapacity() + out.getCapacity() / 2);
-        if (needed > DataBuffer::kMaxSize ||
-            !out.ensureCapacity(std::min(wanted, DataBuffer::kMaxSize))) {
-            return nullptr;
-        }
-    }
-    return out.getData() + out.getSize();
 }
 
 /// Bytes at `in` before the first one that isn't plain, at most `limit`. They are copied to `out`,
@@ -123,34 +84,6 @@ std::size_t copyPlain(const char* in, const char* end, std::size_t limit, char* 
     }
 #endif
     while (done < limit && isPlain(in[done])) {
-        out[done] = in[done];
-        ++done;
-    }
-    return done;
-}
-
-/// Copies bytes from `in` up to `end` or to the first "=" (by its low 7 bits); the result is their
-/// number. `readable` bounds what may be read, and 15 bytes more may be written.
-std::size_t copyUpToEquals(const char* in, const char* end, const char* readable, char* out) {
-    const auto limit = static_cast<std::size_t>(end - in);
-    std::size_t done = 0;
-#if defined(__SSE2__)
-    const __m128i seven = _mm_set1_epi8(0x7F);
-    const __m128i equals = _mm_set1_epi8('=');
-    while (done < limit && static_cast<std::size_t>(readable - in) - done >= kVector) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + done));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + done), v);
-        const auto hits = static_cast<unsigned>(
-            _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_and_si128(v, seven), equals)));
-        if (hits != 0) {
-            return std::min(done + static_cast<std::size_t>(__builtin_ctz(hits)), limit);
-        }
-        done = std::min(done + kVector, limit);
-    }
-#else
-    static_cast<void>(readable);
-#endif
-    while (done < limit && low7(in[done]) != '=') {
         out[done] = in[done];
         ++done;
     }
@@ -238,7 +171,8 @@ private:
             writeSoftBreak();
         }
         *out_++ = '=';
-        std::memcpy(out_, &kPairs[2 * static_cast<std::size_t>(static_cast<unsigned char>(c))], 2);
+        std::memcpy(out_, &kHexPairs[2 * static_cast<std::size_t>(static_cast<unsigned char>(c))],
+                    2);
         out_ += 2;
         column_ += 3;
     }
@@ -260,116 +194,27 @@ private:
     std::size_t column_ = 0;
 };
 
-/// Value of two hex digits, negative when they aren't there.
-int hexPair(const char* digits, const char* end) {
-    if (end - digits < 2) {
-        return -1;
-    }
-    const int high = hexValue(digits[0]);
-    const int low = hexValue(digits[1]);
-    return (high | low) < 0 ? -1 : high << 4 | low;
-}
-
-/// Length of the digits in front of the pair that counts: careless senders print bytes with their
-/// sign extended, "=FFFFFFE9" for E9.
-std::size_t signExtension(const char* digits, const char* end) {
-    constexpr std::string_view kExtension = "FFFFFF";
-    const bool extended = static_cast<std::size_t>(end - digits) >= kExtension.size() + 2 &&
-                          std::equal(kExtension.begin(), kExtension.end(), digits,
-                                     [](char f, char c) { return low7(c) == f; }) &&
-                          hexPair(digits + kExtension.size(), end) >= 0;
-    return extended ? kExtension.size() : 0;
-}
-
-/// Decodes the "=" at `in` and what stands behind it; both pointers move on.
-void decodeEscape(const char*& in, const char* end, char*& out) {
-    const char* digits = in + 1;
-    int value = hexPair(digits, end);
-    if (value == 0xFF) {
-        digits += signExtension(digits, end);
-        value = hexPair(digits, end);
-    }
-    if (value >= 0) {
-        *out++ = static_cast<char>(value);
-        in = digits + 2;
-    } else {
-        *out++ = *in++;
-    }
-}
-
-/// Decodes one line without its line end; returns true for a soft break at its end.
-bool decodeLine(const char* in, const char* end, const char* readable, char*& out) {
-    while (in != end) {
-        if (low7(*in) != '=') {
-            const std::size_t run = copyUpToEquals(in, end, readable, out);
-            in += run;
-            out += run;
-        } else if (in + 1 == end) {
-            return true;
-        } else {
-            decodeEscape(in, end, out);
-        }
-    }
-    return false;
-}
-
-constexpr bool isTrailingBlank(char c) {
-    const char low = low7(c);
-    return low == ' ' || low == '\t' || low == '\r' || low == '\n';
-}
-
 }  // namespace
 
-const char* const kHexPairs = kPairs.data();
-
-int hexValue(char c) {
-    return kHexValues[static_cast<unsigned char>(c) & 0x7FU];
-}
-
 bool appendQuotedPrintable(std::string_view bytes, DataBuffer& out) {
+    if (bytes.empty()) {
+        return true;
+    }
     LineEncoder encoder(bytes);
-    const std::size_t expected = bytes.size() + bytes.size() / 32;
-    if (!bytes.empty() &&
-        makeRoom(out, expected + LineEncoder::room(std::min(bytes.size(), kChunk))) == nullptr) {
+    const std::size_t first = std::min(bytes.size(), kChunk);
+    const std::size_t expected =
+        out.getSize() + bytes.size() + bytes.size() / 32 + LineEncoder::room(first + 2);
+    if (expected > DataBuffer::kMaxSize || !out.ensureCapacity(expected)) {
         return false;
     }
     while (encoder.left() != 0) {
         const std::size_t count = std::min(encoder.left(), kChunk);
-        char* const begin = makeRoom(out, LineEncoder::room(count + 2));
+        char* const begin = out.grow(LineEncoder::room(count + 2));
         if (begin == nullptr) {
             return false;
         }
         const char* const end = encoder.encode(count, begin);
         out.setLength(out.getSize() + static_cast<std::size_t>(end - begin));
-    }
-    return true;
-}
-
-bool appendDecodedQuotedPrintable(std::string_view text, DataBuffer& out) {
-    text = text.substr(0, text.find('\0'));
-    if (!text.empty() && makeRoom(out, text.size() + text.size() / 16 + 64) == nullptr) {
-        return false;
-    }
-    const char* line = text.data();
-    const char* const textEnd = line + text.size();
-    while (line != textEnd) {
-        const auto* feed = static_cast<const char*>(
-            std::memchr(line, '\n', static_cast<std::size_t>(textEnd - line)));
-        const char* end = feed == nullptr ? textEnd : feed;
-        while (end != line && isTrailingBlank(end[-1])) {
-            --end;
-        }
-        char* const begin = makeRoom(out, static_cast<std::size_t>(end - line) + 2 + kVector);
-        if (begin == nullptr) {
-            return false;
-        }
-        char* position = begin;
-        if (!decodeLine(line, end, textEnd, position) && feed != nullptr) {
-            *position++ = '\r';
-            *position++ = '\n';
-        }
-        out.setLength(out.getSize() + static_cast<std::size_t>(position - begin));
-        line = feed == nullptr ? textEnd : feed + 1;
     }
     return true;
 }

@@ -1,24 +1,9 @@
 #include "mime/url_encode.h"
 
 #include "base/string_buffer.h"
+#include "mime/hex_digits.h"
 
 namespace borvik {
-
-namespace {
-
-constexpr int kNotHex = -1;
-
-constexpr int hexDigit(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return c >= 'a' && c <= 'f' ? c - 'a' + 10 : kNotHex;
-}
-
-}  // namespace
 
 void UrlEncode::urlDecode(StringBuffer& text) {
     char* const bytes = text.getString();
@@ -32,9 +17,9 @@ void UrlEncode::urlDecode(StringBuffer& text) {
             if (size - i < 3) {
                 break;
             }
-            const int high = hexDigit(bytes[i + 1]);
-            const int low = hexDigit(bytes[i + 2]);
-            if (high != kNotHex && low != kNotHex) {
+            const int high = hexValue(bytes[i + 1]);
+            const int low = hexValue(bytes[i + 2]);
+            if (high >= 0 && low >= 0) {
                 c = static_cast<char>(high * 16 + low);
                 i += 2;
             }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/data_buffer.h"
+#include "mime/quoted_printable_decoding.h"
 
 namespace borvik {
 namespace {
@@ -149,15 +150,27 @@ TEST(QuotedPrintable, DecodesAndMends) {
     }
 }
 
-TEST(QuotedPrintable, DecodingUndoesEncoding) {
+TEST(QuotedPrintable, DecodesBlocksAsLineByLine) {
+    const std::string_view pieces[] = {"a",    "word ", "=41", "=\r\n", "=\n",  " ",         "\r\n",
+                                       "\n",   "\r",    "\t",  "=",     "=FF",  "=FFFFFFE9", "\x8D",
+                                       "\x8A", "\xBD",  "=\r", "\xA0",  "\x01", "=e",        "F9"};
+    const std::string filler(50, 'x');
     std::mt19937 random(7);
-    for (int round = 0; round < 200; ++round) {
-        std::string bytes(random() % 2000, '\0');
-        for (char& c : bytes) {
-            c = static_cast<char>(random());
+    for (int round = 0; round < 2000; ++round) {
+        std::string text;
+        while (text.size() < static_cast<std::size_t>(round)) {
+            text += random() % 8 == 0 ? filler.substr(random() % 50)
+                                      : pieces[random() % (round % 2 == 0 ? 7 : std::size(pieces))];
         }
-        EXPECT_EQ(decode(encode(bytes)), bytes);
+        if (round % 5 == 0) {
+            text.insert(random() % (text.size() + 1), 1, '\0');
+        }
+        DataBuffer lines;
+        EXPECT_TRUE(scalar::appendDecodedQuotedPrintable(text, lines));
+        EXPECT_EQ(decode(text), lines.view()) << text;
+        EXPECT_EQ(decode(encode(text)), text);
     }
+    EXPECT_EQ(decode(std::string(100'000, '\n')).size(), 200'000U);
 }
 
 }  // namespace
