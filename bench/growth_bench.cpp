@@ -101,6 +101,10 @@ const Case kCases[] = {
      [](std::size_t n) {
          return "Subject: " + repeated("=?utf-8?Q?a?= ", n) + "\r\n\r\nbody\r\n";
      }},
+    {"encoded commas", 50'000,
+     [](std::size_t n) {
+         return "To: " + repeated("=?utf-8?Q?a,?= <a@b>, ", n) + "\r\n\r\nbody\r\n";
+     }},
     {"unterminated quotes", 500'000,
      [](std::size_t n) {
          return "Content-Type: text/plain; name=" + repeated("\"\"a", n) +

@@ -35,12 +35,27 @@ std::string randomBytes(std::size_t count) {
     return bytes;
 }
 
+/// French text in lines of many lengths, about one character in forty outside ASCII.
 std::string latinText(std::size_t size) {
-    static constexpr std::string_view kSample =
-        "Bonjour \xE0 tous, veuillez trouver ci-joint le compte rendu de la r\xE9union d'hier.\r\n";
+    static constexpr std::string_view kPhrases[] = {
+        "Bonjour \xE0 tous, ",
+        "veuillez trouver ci-joint ",
+        "le compte rendu ",
+        "de la r\xE9union ",
+        "d'hier. ",
+        "Merci d'avance ",
+        "de me signaler toute ",
+        "erreur ou omission, ",
+        "et \xE0 bient\xF4t. ",
+        "La prochaine fois, ",
+        "nous parlerons du budget pour ",
+        "l'ann\xE9"
+        "e qui vient.\r\n",
+    };
+    std::mt19937 generator(7);
     std::string text;
     while (text.size() < size) {
-        text += kSample;
+        text += kPhrases[generator() % std::size(kPhrases)];
     }
     return text;
 }

@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 
 #include "base/ascii_text.h"
 #include "charset/code_pages.h"
 #include "charset/encoding_convert.h"
 #include "mime/content_coding.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace borvik {
 
@@ -40,22 +43,6 @@ bool isEightBit(char c) {
     return static_cast<unsigned char>(c) >= 0x80;
 }
 
-/// Position of the first 8-bit byte at or behind `from`, or the end.
-std::size_t findEightBit(std::string_view bytes, std::size_t from) {
-    constexpr std::uint64_t kHighBits = 0x8080808080808080;
-    std::size_t at = from;
-    for (std::uint64_t word = 0; bytes.size() - at >= sizeof word; at += sizeof word) {
-        std::memcpy(&word, bytes.data() + at, sizeof word);
-        if ((word & kHighBits) != 0) {
-            break;
-        }
-    }
-    while (at < bytes.size() && !isEightBit(bytes[at])) {
-        ++at;
-    }
-    return at;
-}
-
 /// What the 8-bit bytes of a text look like.
 struct EightBitLook {
     /// A byte that leads a two-byte UTF-8 character of Latin-1 has an 8-bit byte behind it, as
@@ -68,13 +55,31 @@ struct EightBitLook {
 /// The last byte isn't looked at, but as the second of a pair.
 EightBitLook lookAt(std::string_view bytes) {
     EightBitLook look;
-    for (std::size_t i = findEightBit(bytes, 0); i + 1 < bytes.size();
-         i = findEightBit(bytes, i + 1)) {
-        const char c = bytes[i];
-        if ((c == '\xC2' || c == '\xC3') && isEightBit(bytes[i + 1])) {
-            look.hasUtf8Pair = true;
-            break;
+    std::size_t at = 0;
+#if defined(__SSE2__)
+    constexpr std::size_t kVector = sizeof(__m128i);
+    const auto load = [&](std::size_t from) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes.data() + from));
+    };
+    const auto mask = [](__m128i marks) { return static_cast<unsigned>(_mm_movemask_epi8(marks)); };
+    for (; bytes.size() - at > kVector; at += kVector) {
+        const __m128i here = load(at);
+        const __m128i lead =
+            _mm_cmpeq_epi8(_mm_or_si128(here, _mm_set1_epi8(1)), _mm_set1_epi8('\xC3'));
+        const __m128i c1 = _mm_and_si128(_mm_cmpgt_epi8(here, _mm_set1_epi8('\x81')),
+                                         _mm_cmpgt_epi8(_mm_set1_epi8('\xA0'), here));
+        const unsigned pairs = mask(lead) & mask(load(at + 1));
+        const unsigned inFrontOfPair = pairs == 0 ? ~0U : (pairs & (0U - pairs)) - 1;
+        look.hasC1Byte = look.hasC1Byte || (mask(c1) & inFrontOfPair) != 0;
+        look.hasUtf8Pair = pairs != 0;
+        if (look.hasUtf8Pair) {
+            return look;
         }
+    }
+#endif
+    for (; at + 1 < bytes.size() && !look.hasUtf8Pair; ++at) {
+        const char c = bytes[at];
+        look.hasUtf8Pair = (c == '\xC2' || c == '\xC3') && isEightBit(bytes[at + 1]);
         look.hasC1Byte = look.hasC1Byte || ('\x82' <= c && c <= '\x9F');
     }
     return look;

@@ -40,11 +40,11 @@ const char* withoutTrailingBlanks(const char* begin, const char* end) {
 inline char* copyRun(const char* from, const char* to, char* out) {
     constexpr std::ptrdiff_t kVector = 32;
     const std::ptrdiff_t count = to - from;
-    std::ptrdiff_t copied = 0;
-    do {
+    std::memcpy(out, from, kVector);
+    std::memcpy(out + kVector, from + kVector, kVector);
+    for (std::ptrdiff_t copied = 2 * kVector; copied < count; copied += kVector) {
         std::memcpy(out + copied, from + copied, kVector);
-        copied += kVector;
-    } while (copied < count);
+    }
     return out + count;
 }
 
@@ -101,25 +101,31 @@ struct Stops {
     /// Zero bytes, and line feeds but for those behind a CR with no blank in front of it. Controls
     /// and 8-bit bytes count as blanks here.
     std::uint64_t others = 0;
-};
 
-/// Looks at the two bytes before as well.
-TESSOLT_AVX2 inline void findStops(const char* bytes, int shift, Stops& stops) {
-    const __m256i here = load(bytes);
-    const __m256i low = _mm256_and_si256(here, _mm256_set1_epi8(0x7F));
-    const __m256i equals = _mm256_cmpeq_epi8(low, _mm256_set1_epi8('='));
-    const __m256i zero = _mm256_cmpeq_epi8(here, _mm256_setzero_si256());
-    const __m256i feed = _mm256_cmpeq_epi8(here, _mm256_set1_epi8('\n'));
-    const __m256i behindCr = _mm256_cmpeq_epi8(load(bytes - 1), _mm256_set1_epi8('\r'));
-    const __m256i blank = _mm256_cmpgt_epi8(_mm256_set1_epi8(' ' + 1), load(bytes - 2));
-    const __m256i clean = _mm256_andnot_si256(blank, behindCr);
-    const __m256i others = _mm256_or_si256(zero, _mm256_andnot_si256(clean, feed));
-    const auto mask = [](__m256i marks) TESSOLT_AVX2 {
-        return std::uint64_t{static_cast<std::uint32_t>(_mm256_movemask_epi8(marks))};
-    };
-    stops.equals |= mask(equals) << shift;
-    stops.others |= mask(others) << shift;
-}
+    Stops() = default;
+    /// Looks at the two bytes before as well.
+    TESSOLT_AVX2 explicit Stops(const char* block) {
+        add(block, 0);
+        add(block + kBlock / 2, kBlock / 2);
+    }
+
+private:
+    TESSOLT_AVX2 void add(const char* bytes, int shift) {
+        const __m256i here = load(bytes);
+        const __m256i low = _mm256_and_si256(here, _mm256_set1_epi8(0x7F));
+        const __m256i zero = _mm256_cmpeq_epi8(here, _mm256_setzero_si256());
+        const __m256i feed = _mm256_cmpeq_epi8(here, _mm256_set1_epi8('\n'));
+        const __m256i behindCr = _mm256_cmpeq_epi8(load(bytes - 1), _mm256_set1_epi8('\r'));
+        const __m256i blank = _mm256_cmpgt_epi8(_mm256_set1_epi8(' ' + 1), load(bytes - 2));
+        const __m256i clean = _mm256_andnot_si256(blank, behindCr);
+        equals |= mask(_mm256_cmpeq_epi8(low, _mm256_set1_epi8('='))) << shift;
+        others |= mask(_mm256_or_si256(zero, _mm256_andnot_si256(clean, feed))) << shift;
+    }
+
+    TESSOLT_AVX2 static std::uint64_t mask(__m256i marks) {
+        return static_cast<std::uint32_t>(_mm256_movemask_epi8(marks));
+    }
+};
 
 #endif
 
@@ -282,10 +288,15 @@ TESSOLT_AVX2 void Decoder::takeBlocks(const char* readable) {
     // The members are in memory, where every byte written might change them.
     const char* in = in_;
     char* out = out_;
+    Stops next;
+    if (readable - block >= kRead) {
+        next = Stops(block);
+    }
     for (; readable - block >= kRead; block += kBlock) {
-        Stops stops;
-        findStops(block, 0, stops);
-        findStops(block + kBlock / 2, kBlock / 2, stops);
+        const Stops stops = next;
+        // Those of the block behind are known before the ones here are taken: how many there are is
+        // hard to predict, and the wait for them would come on top.
+        next = Stops(block + kBlock);
         std::uint64_t left = stops.equals;
         if (stops.others == 0) {
             for (; left != 0; left &= left - 1) {

@@ -144,16 +144,18 @@ TEST_F(Encoding, DrawsAgainWhenATextHoldsTheBoundary) {
         {inner, u"h", "a", true},
         {inner, u"", "a", false},
         {"p", u"", "a" + outer, true},
+        {"p", u"", std::string("\0a", 2) + outer, true},
         {"p", u"h", "a" + inner, false},
     };
     for (const auto& [plain, html, attached, drawsAgain] : cases) {
+        // From a file: a string would end at the first zero byte.
         CZnMail mail;
         if (!attached.empty()) {
             const std::string text =
                 "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n"
                 "Content-Type: message/rfc822\r\n\r\n" +
                 attached + "\r\n--b--\r\n";
-            mail.LoadFromText(text.c_str());
+            mail.LoadFromFile(folder_.write("in.eml", text).c_str());
         }
         Utf8ToWide(plain.c_str(), mail.m_wstrBodyPlainText);
         mail.m_wstrBodyHtml = html;
@@ -163,21 +165,17 @@ TEST_F(Encoding, DrawsAgainWhenATextHoldsTheBoundary) {
     }
 }
 
-TEST_F(Encoding, StaysLinearForGuessedBoundariesAndManyRecipients) {
+TEST_F(Encoding, StaysLinearForGuessedBoundaries) {
     constexpr std::size_t kCount = 50'000;
     std::string body;
     for (std::size_t i = 0; i < kCount; ++i) {
         body += BoundaryMaker::boundary(1, BoundaryMaker().drawMiddle()) + "\r\n";
-        mail_.AddTo(u"a@b");
     }
     platform::srand(1);
     mail_.m_wstrBodyPlainText.AssignBytes(body);
     mail_.m_wstrBodyHtml = u"h";
     mail_.Encode();
     EXPECT_EQ(countOf(sourceOf(mail_), mail_.m_strBoundary.View()), 4U);
-    CZnMail loaded;
-    loaded.LoadFromText(sourceOf(mail_).c_str());
-    EXPECT_EQ(loaded.m_lstTo.size(), kCount);
 }
 
 TEST(FormatDate, WritesDayAndZone) {

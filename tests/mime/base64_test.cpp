@@ -4,6 +4,7 @@
 
 #include <random>
 #include <string>
+#include <utility>
 
 #include "base/data_buffer.h"
 #include "mime/base64_avx2.h"
@@ -47,10 +48,7 @@ TEST(Base64, BodyLinesEndInCrlfInAnyCase) {
 }
 
 TEST(Base64, DecodingMendsWhatIsNotOfTheAlphabet) {
-    const struct {
-        std::string text;
-        std::string bytes;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"", ""},
         {"QUJD", "ABC"},
         {"QUJD====", "ABC"},
@@ -67,8 +65,8 @@ TEST(Base64, DecodingMendsWhatIsNotOfTheAlphabet) {
         {"AA-A", "\x00\x1F\xC0"s},  // 127 >> 2 and 127 << 6
         {"AAA-", "\x00\x00\x7F"s},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(decode(c.text), c.bytes) << c.text;
+    for (const auto& [text, bytes] : cases) {
+        EXPECT_EQ(decode(text), bytes) << text;
     }
 }
 
@@ -91,7 +89,10 @@ TEST(Base64, WideFormsEqualThePlainOnes) {
                   run(scalar::encodeBase64Run, bytes, room))
             << size;
         EXPECT_EQ(run(avx2::decodeBase64Run, lines, base64DecodeRoom(lines.size())), bytes);
-        // One byte of every kind at every place of a line end, a group and a vector.
+        std::string feeds = lines;
+        std::erase(feeds, '\r');
+        EXPECT_EQ(run(avx2::decodeBase64Run, feeds, base64DecodeRoom(feeds.size())), bytes);
+        // Bytes of every kind at every place of a line end, a group and a vector.
         std::string broken = lines;
         for (std::size_t at = random() % 7; at < broken.size(); at += 1 + random() % 90) {
             broken[at] = static_cast<char>(random());
@@ -99,13 +100,6 @@ TEST(Base64, WideFormsEqualThePlainOnes) {
         EXPECT_EQ(run(avx2::decodeBase64Run, broken, base64DecodeRoom(broken.size())),
                   run(scalar::decodeBase64Run, broken, base64DecodeRoom(broken.size())))
             << broken;
-    }
-    for (int byte = 0; byte < 256; ++byte) {
-        std::string text(64, 'Z');
-        text[static_cast<std::size_t>(byte) % 37] = static_cast<char>(byte);
-        EXPECT_EQ(run(avx2::decodeBase64Run, text, base64DecodeRoom(text.size())),
-                  run(scalar::decodeBase64Run, text, base64DecodeRoom(text.size())))
-            << byte;
     }
 }
 

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "charset/code_pages.h"
@@ -34,10 +36,7 @@ std::string listed(const MimeHeader& header) {
 }
 
 TEST(MimeHeader, ReadsAndUnfolds) {
-    const struct {
-        std::string text;
-        std::string fields;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"Subject: a\r\n b\r\n\r\nbody: x", "Subject=a b|"},
         {"Subject: =?utf-8?Q?a?=\r\n =?utf-8?Q?b?=\r\n\r\n", "Subject=ab|"},
         {"From x@y Mon\r\nTo: a@x\r\n\r\n", "To=a@x|"},
@@ -56,17 +55,13 @@ TEST(MimeHeader, ReadsAndUnfolds) {
          "Content-Type=a|X=1|Content-Type=b|"},
         {"Content-Type: a\r\nContent-Type:\r\nX: 1\r\n\r\n", "X=1|"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(listed(parsed(c.text)), c.fields) << c.text;
+    for (const auto& [text, fields] : cases) {
+        EXPECT_EQ(listed(parsed(text)), fields) << text;
     }
 }
 
 TEST(MimeHeader, DecidesOnTheCodePageOf8BitBytes) {
-    const struct {
-        std::string text;
-        std::uint32_t codePage;
-        std::string subject;
-    } cases[] = {
+    const std::tuple<std::string, std::uint32_t, std::string> cases[] = {
         {"Subject: =?iso-8859-1?Q?=E9?=\r\n\r\n", 28591, "\xC3\xA9"},
         {"Subject: =?windows-1251?b?5g==?=\r\n\r\n", 1251, "\xD0\xB6"},
         {"X: ?Q?\r\nSubject: a\r\n\r\n", 0, "a"},
@@ -82,10 +77,10 @@ TEST(MimeHeader, DecidesOnTheCodePageOf8BitBytes) {
         {"Subject: \xE9\r\n\r\n", 1252, "\xC3\xA9"},
         {"Subject: \x81\r\n\r\n", 28592, "\xC2\x81"},
     };
-    for (const auto& c : cases) {
-        const MimeHeader header = parsed(c.text);
-        EXPECT_EQ(header.detectedCodePage(), c.codePage) << c.text;
-        EXPECT_EQ(valueOf(header, "subject"), c.subject) << c.text;
+    for (const auto& [text, codePage, subject] : cases) {
+        const MimeHeader header = parsed(text);
+        EXPECT_EQ(header.detectedCodePage(), codePage) << text;
+        EXPECT_EQ(valueOf(header, "subject"), subject) << text;
     }
 }
 
@@ -97,15 +92,12 @@ TEST(MimeHeader, FindsFieldsAndParameters) {
     header.addField("Content-Type", R"(multipart/mixed; boundary="a;b\"c"; Charset = utf-8 ; x)");
     EXPECT_EQ(valueOf(header, "X-a"), "1");
     EXPECT_EQ(valueOf(header, ""), "(none)");
-    const struct {
-        const char* param;
-        bool found;
-        const char* value;
-    } params[] = {{"BOUNDARY", true, R"(a;b\"c)"}, {"charset", true, "utf-8"}, {"x", false, ""}};
-    for (const auto& c : params) {
+    const std::tuple<const char*, bool, const char*> params[] = {
+        {"BOUNDARY", true, R"(a;b\"c)"}, {"charset", true, "utf-8"}, {"x", false, ""}};
+    for (const auto& [param, found, expected] : params) {
         std::string value = "old";
-        EXPECT_EQ(header.getParamValue("content-type", c.param, value), c.found) << c.param;
-        EXPECT_EQ(value, c.value);
+        EXPECT_EQ(header.getParamValue("content-type", param, value), found) << param;
+        EXPECT_EQ(value, expected);
     }
 
     header.replaceField("X-A", "3");

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "mime/message_loader.h"
 #include "mime/mime_message2.h"
@@ -12,10 +13,7 @@ namespace {
 
 using namespace std::string_literals;
 
-struct Case {
-    std::string input;
-    std::string tree;
-};
+using Case = std::pair<std::string, std::string>;
 
 TEST(MimeParsing, FindsTheEndOfTheHeaderInAFile) {
     const Case cases[] = {
@@ -24,30 +22,30 @@ TEST(MimeParsing, FindsTheEndOfTheHeaderInAFile) {
         {"\r\n\r\nbody", "'body'"},
         {"Subject: x", "''"},
         {"", "''"},
-        {"Content-Type: text/plain\n\na\nb\n", "text/plain'a\\r\\nb\\r\\n'"},
-        {"Content-Type: text/plain\r\n\r\na\n\nb", "text/plain'a\\n\\nb'"},
-        {"Content-Type: text/plain\r\n\r\r\nb", "text/plain'\\r\\r\\nb'"},
-        {"Content-Type: text/plain\r\n\rb", "text/plain'\\rb'"},
-        {"Content-Type: text/plain\n\r\nb", "text/plain'\\n\\r\\nb'"},
-        {"Content-Type: text/plain\r\r\n\r\r\nb", "text/plain'\\r\\r\\nb'"},
-        {"Content-Type: text/plain\r\r\nX: y", "text/plain'\\nX: y'"},
+        {"Content-Type: text/plain\n\na\nb\n", "text/plain'a\r\nb\r\n'"},
+        {"Content-Type: text/plain\r\n\r\na\n\nb", "text/plain'a\n\nb'"},
+        {"Content-Type: text/plain\r\n\r\r\nb", "text/plain'\r\r\nb'"},
+        {"Content-Type: text/plain\r\n\rb", "text/plain'\rb'"},
+        {"Content-Type: text/plain\n\r\nb", "text/plain'\n\r\nb'"},
+        {"Content-Type: text/plain\r\r\n\r\r\nb", "text/plain'\r\r\nb'"},
+        {"Content-Type: text/plain\r\r\nX: y", "text/plain'\nX: y'"},
         {"Content-Type: text/plain\r\rb", "text/plain'b'"},
         {"Content-Type: text/plain\r\n\0\r\n\r\nb"s, "text/plain''"},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(describeFile(c.input), c.tree) << visible(c.input);
+    for (const auto& [input, tree] : cases) {
+        EXPECT_EQ(describeFile(input), tree);
     }
 }
 
 TEST(MimeParsing, TakesBareLineFeedsOfAStringForLineEnds) {
     const Case cases[] = {
-        {"Content-Type: text/plain\n\na\nb", "text/plain'a\\r\\nb'"},
-        {"Content-Type: text/plain\r\n\r\na\n\nb", "text/plain'a\\r\\n\\r\\nb'"},
-        {"Content-Type: text/plain\r\n\r\na\nb", "text/plain'a\\nb'"},
-        {"X: y\r\nContent-Type: text/plain\n\na\rb\r\n", "text/plain'ab\\r\\n'"},
+        {"Content-Type: text/plain\n\na\nb", "text/plain'a\r\nb'"},
+        {"Content-Type: text/plain\r\n\r\na\n\nb", "text/plain'a\r\n\r\nb'"},
+        {"Content-Type: text/plain\r\n\r\na\nb", "text/plain'a\nb'"},
+        {"X: y\r\nContent-Type: text/plain\n\na\rb\r\n", "text/plain'ab\r\n'"},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(describeString(c.input), c.tree) << visible(c.input);
+    for (const auto& [input, tree] : cases) {
+        EXPECT_EQ(describeString(input), tree);
     }
 }
 
@@ -76,7 +74,7 @@ TEST(MimeParsing, CutsAMultipartIntoItsParts) {
         // Without the closing line the last two bytes are taken for its line end.
         {multipart("--b\r\n\r\nhello\r\n"), "multipart/mixed['hello']"},
         {multipart("--b\r\n\r\nhello"), "multipart/mixed['hel']"},
-        {multipart("--b\nX: y\n\nhello\n--b--\n"), "multipart/mixed['hello\\r\\n']"},
+        {multipart("--b\nX: y\n\nhello\n--b--\n"), "multipart/mixed['hello\r\n']"},
         {multipart("--b\nX: y\n\nhello"), "multipart/mixed['hell']"},
         // Nothing between two boundary lines is no part.
         {multipart("--b\r\n\r\n--b\r\n\r\none\r\n--b--"), "multipart/mixed['one']"},
@@ -84,18 +82,18 @@ TEST(MimeParsing, CutsAMultipartIntoItsParts) {
         {multipart("no such line"), "multipart/mixed'no such line'"},
         // Any line that ends in the boundary separates, and zero bytes are data.
         {multipart("xb\r\n\r\none\r\n..b\r\n\r\nt\0wo\r\n--b--"s),
-         "multipart/mixed['one', 't\\x00wo']"},
+         "multipart/mixed['one', 't\0wo']"s},
         {multipart("--b--\r\n--b\r\n\r\none\r\n--b--"), "multipart/mixed['one']"},
         {"Content-Type: multipart/mixed\r\n\r\n--b\r\n\r\none\r\n--b--",
-         "multipart/mixed'--b\\r\\n\\r\\none\\r\\n--b--'"},
+         "multipart/mixed'--b\r\n\r\none\r\n--b--'"},
         {"Content-Type: multipart/mixed; boundary=\"=_alternative x\"\r\n\r\n"
          "--=_alternative  x\r\n\r\none\r\n--=_alternative  x--",
          "multipart/mixed['one']"},
         {"Content-Type: message/rfc822\r\n\r\nContent-Type: text/html\r\n\r\nx",
-         "message/rfc822'Content-Type: text/html\\r\\n\\r\\nx'"},
+         "message/rfc822'Content-Type: text/html\r\n\r\nx'"},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(describeFile(c.input), c.tree) << visible(c.input);
+    for (const auto& [input, tree] : cases) {
+        EXPECT_EQ(describeFile(input), tree);
     }
 }
 
@@ -117,12 +115,11 @@ TEST(MimeParsing, BoundsTheHeadersThatAreReadBehindTheirParts) {
     ASSERT_EQ(node.getNumParts(), kParts + 1);
     std::size_t read = 0;
     for (int i = 0; i < kParts; ++i) {
-        const auto& fields = node.getPart(i)->header().fields();
-        ASSERT_FALSE(fields.empty());
-        for (const MimeField& field : fields) {
+        for (const MimeField& field : node.getPart(i)->header().fields()) {
             read += field.name().size() + field.value().size();
         }
     }
+    EXPECT_GE(read, text.size() / 2);
     EXPECT_LE(read, 5 * text.size() + (std::size_t{1} << 20));
     EXPECT_EQ(node.getPart(kParts)->body().view(), "end");
 }
@@ -170,58 +167,62 @@ std::string leaf(std::string_view type, std::string_view encoding, std::string_v
 }
 
 TEST(MimeParsing, StoresTextAsUtf8AndOtherBodiesAsBytes) {
+    const std::string longText(40, 'x');
     const Case cases[] = {
-        {leaf("text/plain; charset=iso-8859-1", "8bit", "\xE9"),
-         "text/plain;iso-8859-1'\\xC3\\xA9'"},
-        {leaf("text/plain; charset=us-ascii", "8bit", "\xE9"), "text/plain;us-ascii'\\xC3\\xA9'"},
-        {leaf("text/plain; charset=utf-8", "", "\xC3\xA9"), "text/plain;utf-8'\\xC3\\xA9'"},
-        {leaf("text/plain", "8bit", "\xE9"), "text/plain'\\xC3\\xA9'"},
-        {leaf("text/plain", "8bit", "\xC3\xA9"), "text/plain'\\xC3\\xA9'"},
-        {leaf("", "8bit", "\xE9"), "'\\xC3\\xA9'"},
-        {leaf("", "8bit", "\xE9\0"s), "'\\xE9\\x00'"},
+        {leaf("text/plain; charset=iso-8859-1", "8bit", "\xE9"), "text/plain;iso-8859-1'\xC3\xA9'"},
+        {leaf("text/plain; charset=us-ascii", "8bit", "\xE9"), "text/plain;us-ascii'\xC3\xA9'"},
+        {leaf("text/plain; charset=utf-8", "", "\xC3\xA9"), "text/plain;utf-8'\xC3\xA9'"},
+        {leaf("text/plain", "8bit", "\xE9"), "text/plain'\xC3\xA9'"},
+        {leaf("text/plain", "8bit", "\xC3\xA9"), "text/plain'\xC3\xA9'"},
+        {leaf("", "8bit", "\xE9"), "'\xC3\xA9'"},
+        {leaf("", "8bit", "\xE9\0"s), "'\xE9\0'"s},
         // UTF-8 under a single-byte label is seen where the label can't be right.
         {leaf("text/plain; charset=windows-1253", "8bit", "\xC3\xAA"),
-         "text/plain;windows-1253'\\xC3\\xAA'"},
+         "text/plain;windows-1253'\xC3\xAA'"},
         {leaf("text/plain; charset=windows-1253", "8bit", "\xC3\xE1"),
-         "text/plain;windows-1253'\\xCE\\x93\\xCE\\xB1'"},
-        {leaf("text/plain; charset=us-ascii", "7bit", "a\0b"s), "text/plain;us-ascii'a\\x00b'"},
+         "text/plain;windows-1253'\xCE\x93\xCE\xB1'"},
+        {leaf("text/plain; charset=us-ascii", "7bit", "a\0b"s), "text/plain;us-ascii'a\0b'"s},
         {leaf("text/plain; charset=utf-16", "base64", "YQBiAA=="), "text/plain;unicode'ab'"},
         {leaf("text/plain; charset=utf-16", "base64", "YWI="), "text/plain;unicode'ab'"},
         {leaf("text/plain; charset=iso-8859-2", "base64", "sQ=="),
-         "text/plain;iso-8859-2'\\xC4\\x85'"},
+         "text/plain;iso-8859-2'\xC4\x85'"},
         {leaf("text/plain; charset=iso-8859-2", "quoted-printable", "=B1"),
-         "text/plain;iso-8859-2'\\xC4\\x85'"},
+         "text/plain;iso-8859-2'\xC4\x85'"},
         {leaf("text/plain; charset=iso-8859-1", "quoted-printable", "=93x"),
-         "text/plain;windows-1252'\\xE2\\x80\\x9Cx'"},
+         "text/plain;windows-1252'\xE2\x80\x9Cx'"},
+        {leaf("text/plain; charset=iso-8859-1", "quoted-printable", longText + "=93=C3=A9x"),
+         "text/plain;windows-1252'" + longText + "\xE2\x80\x9C\xC3\x83\xC2\xA9x'"},
+        {leaf("text/plain; charset=iso-8859-1", "quoted-printable", longText + "=C3=A9=93x"),
+         "text/plain;iso-8859-1'" + longText + "\xC3\x83\xC2\xA9\xE2\x80\x9Cx'"},
         {leaf("text/plain; charset=iso-8859-1", "quoted-printable", "=EF=BB=BFx"),
-         "text/plain;iso-8859-1'\\xEF\\xBB\\xBFx'"},
+         "text/plain;iso-8859-1'\xEF\xBB\xBFx'"},
         {leaf("text/html; charset=iso-8859-1", "quoted-printable", "utf-8 =C3=A9."),
-         "text/html;iso-8859-1'utf-8 \\xC3\\xA9.'"},
-        {leaf("image/png; charset=iso-8859-1", "8bit", "\xE9"), "image/png'\\xE9'"},
+         "text/html;iso-8859-1'utf-8 \xC3\xA9.'"},
+        {leaf("image/png; charset=iso-8859-1", "8bit", "\xE9"), "image/png'\xE9'"},
         {leaf("application/xml; charset=iso-8859-1", "8bit", "a\xE9"),
-         "application/xml'a\\xC3\\xA9'"},
+         "application/xml'a\xC3\xA9'"},
         {leaf("application/edifact; charset=iso-8859-1", "8bit", "\xE9"),
-         "application/edifact;iso-8859-1'\\xE9'"},
+         "application/edifact;iso-8859-1'\xE9'"},
         {leaf("application/edifact; charset=iso-8859-1", "base64", "6Q=="),
-         "application/edifact;iso-8859-1'\\xC3\\xA9'"},
+         "application/edifact;iso-8859-1'\xC3\xA9'"},
         {leaf("text/plain; charset=iso-8859-1\r\nContent-Disposition: attachment", "8bit", "\xE9"),
-         "text/plain'\\xE9'"},
-        {leaf("text/plain", "binary", "\xE9"), "text/plain'\\xC3\\xA9'"},
-        {leaf("x/y", "binary", "\xE9"), "x/y'\\xE9'"},
+         "text/plain'\xE9'"},
+        {leaf("text/plain", "binary", "\xE9"), "text/plain'\xC3\xA9'"},
+        {leaf("x/y", "binary", "\xE9"), "x/y'\xE9'"},
         {leaf("text/plain", "7bit", " <X-HTML>x"), "text/html' <X-HTML>x'"},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(describeFile(c.input), c.tree) << visible(c.input);
+    for (const auto& [input, tree] : cases) {
+        EXPECT_EQ(describeFile(input), tree);
     }
 }
 
 TEST(MimeParsing, LeavesTextAloneThatIsUtf8AsAWhole) {
     EXPECT_EQ(describeString(leaf("text/plain; charset=iso-8859-1", "8bit", "\xC3\xA9")),
-              "text/plain;iso-8859-1'\\xC3\\xA9'");
+              "text/plain;iso-8859-1'\xC3\xA9'");
     // So the labels of coded bodies don't count either.
     EXPECT_EQ(
         describeString(leaf("text/plain; charset=iso-8859-1\r\nX: \xC3\xA9", "base64", "6Q==")),
-        "text/plain;iso-8859-1'\\xE9'");
+        "text/plain;iso-8859-1'\xE9'");
 }
 
 TEST(MimeParsing, AsksAPageWithoutALabelForItsCharset) {
@@ -235,10 +236,10 @@ TEST(MimeParsing, AsksAPageWithoutALabelForItsCharset) {
         {leaf("text/html", "8bit", meta + "utf-16\">\x93"), "\xE2\x80\x9C"},
         {leaf("text/html", "8bit", meta + "no-such\">\xE9"), "\xC3\xA9"},
     };
-    for (const Case& c : cases) {
+    for (const auto& [input, tree] : cases) {
         MimeMessage2 node;
-        ASSERT_TRUE(node.LoadMimeComplete2(c.input, false, nullptr, false));
-        EXPECT_TRUE(node.body().view().ends_with(c.tree)) << visible(node.body().view());
+        ASSERT_TRUE(node.LoadMimeComplete2(input, false, nullptr, false));
+        EXPECT_TRUE(node.body().view().ends_with(tree));
         std::string type;
         node.getHeaderDecoded("Content-Type", type);
         EXPECT_EQ(type, "text/html");
@@ -255,23 +256,6 @@ TEST(MimeParsing, RelabelsInTheFieldToo) {
 
     node.LoadMimeComplete2(leaf("message/rfc822", "binary", "x"), false, nullptr, false);
     EXPECT_EQ(node.encoding().view(), "8bit");
-}
-
-TEST(MimeParsing, KeepsTheTextOfTheFirstPartThatIsSigned) {
-    const std::string signedText =
-        "Content-Type: text/plain;\r\n  charset=us-ascii\r\n\r\nx \n\r\n";
-    const auto load = [&](std::string_view protocol) {
-        MimeMessage2 node;
-        node.LoadMimeComplete2("Content-Type: multipart/signed; protocol=\"" +
-                                   std::string(protocol) + "\"; boundary=b\r\n\r\n--b\r\n" +
-                                   signedText + "\r\n--b\r\n\r\nsignature\r\n--b--",
-                               false, nullptr, false);
-        EXPECT_EQ(node.getNumParts(), 2);
-        EXPECT_TRUE(node.getPart(1)->rawSignedText().empty());
-        return std::string(node.getPart(0)->rawSignedText().view());
-    };
-    EXPECT_EQ(load("application/pkcs7-signature"), signedText);
-    EXPECT_EQ(load("application/pgp-signature"), "");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <random>
 #include <string>
+#include <utility>
 
 #include "base/data_buffer.h"
 #include "mime/quoted_printable_decoding.h"
@@ -68,10 +69,7 @@ std::string encodeByByte(std::string_view bytes) {
 
 TEST(QuotedPrintable, EncodesWhatTheWireMayChange) {
     const std::string a75(75, 'a');
-    const struct {
-        std::string bytes;
-        std::string text;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"", ""},
         {"From me", "=46rom me"},
         {"Fro. From", "Fro. From"},
@@ -90,9 +88,9 @@ TEST(QuotedPrintable, EncodesWhatTheWireMayChange) {
         {std::string(72, 'a') + "\xE9", std::string(72, 'a') + "=E9=\r\n"},
         {std::string(73, 'a') + "\xE9", std::string(73, 'a') + "=\r\n=E9"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(encode(c.bytes), c.text);
-        EXPECT_EQ(encodeByByte(c.bytes), c.text);
+    for (const auto& [bytes, text] : cases) {
+        EXPECT_EQ(encode(bytes), text);
+        EXPECT_EQ(encodeByByte(bytes), text);
     }
 }
 
@@ -116,10 +114,7 @@ TEST(QuotedPrintable, EncodesInRunsAsByteByByte) {
 
 TEST(QuotedPrintable, DecodesAndMends) {
     const std::string run(40, 'x');
-    const struct {
-        std::string text;
-        std::string bytes;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"", ""},
         {"a=\r\nb", "ab"},
         {"a= \t\r\nb", "ab"},
@@ -145,8 +140,8 @@ TEST(QuotedPrintable, DecodesAndMends) {
         {"a\xA0\x8D\r\nb", "a\r\nb"},  // and these are blanks
         {run + "=41" + run + "\xE9=\n" + run, run + "A" + run + "\xE9" + run},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(decode(c.text), c.bytes) << c.text;
+    for (const auto& [text, bytes] : cases) {
+        EXPECT_EQ(decode(text), bytes) << text;
     }
 }
 

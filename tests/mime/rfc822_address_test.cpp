@@ -3,17 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace borvik {
 namespace {
 
 TEST(Rfc822Address, ReadsOneMailbox) {
-    const struct {
-        std::string text;
-        std::string name;
-        std::string address;
-    } cases[] = {
+    const std::tuple<std::string, std::string, std::string> cases[] = {
         {"Hans <h@x>", "Hans", "h@x"},
         {"  \"Hans B\" <h@x> ", "Hans B", "h@x"},
         {"'Hans' <h@x>", "Hans", "h@x"},
@@ -34,15 +31,15 @@ TEST(Rfc822Address, ReadsOneMailbox) {
         {"J\xC3\xBC,r <j@x>", "J\xC3\xBC,r", "j@x"},
         {"=?8bit?Q?J=C3=BC?= <j@x>", "J\xC3\xBC", "j@x"},
     };
-    for (const auto& c : cases) {
-        const Rfc822Address mailbox(c.text);
+    for (const auto& [text, wantedName, wantedAddress] : cases) {
+        const Rfc822Address mailbox(text);
         std::string name;
         std::string address;
         mailbox.friendlyName(name);
         mailbox.address(address);
-        EXPECT_TRUE(mailbox.isValid()) << c.text;
-        EXPECT_EQ(name, c.name) << c.text;
-        EXPECT_EQ(address, c.address) << c.text;
+        EXPECT_TRUE(mailbox.isValid()) << text;
+        EXPECT_EQ(name, wantedName) << text;
+        EXPECT_EQ(address, wantedAddress) << text;
     }
     EXPECT_FALSE(Rfc822Address(" \t").isValid());
     EXPECT_FALSE(Rfc822Address("Undisclosed-Recipients:;").isValid());

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <random>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "base/data_buffer.h"
 #include "charset/code_pages.h"
@@ -52,10 +54,7 @@ TEST(LineRepair, MendsLineEnds) {
 }
 
 TEST(HtmlHelp, FindsTheCharsetOfAPage) {
-    struct {
-        std::string_view html;
-        std::string_view charset;
-    } const cases[] = {
+    const std::pair<std::string_view, std::string_view> cases[] = {
         {"", ""},
         {"<META HTTP-EQUIV=Content-Type CONTENT='text/html; Charset=koi8-r; x'>", "koi8-r"},
         {"<meta http-equiv=\"content-type\" content=\"text/html;charset=utf-8 x\">", "utf-8"},
@@ -72,8 +71,8 @@ TEST(HtmlHelp, FindsTheCharsetOfAPage) {
         {"<?XML version=\"1.0\" ENCODING=\"iso-8859-2\"?><html>", "iso-8859-2"},
         {"encoding=\"iso-8859-2\"", ""},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(HtmlHelp::metaCharset(c.html), c.charset) << c.html;
+    for (const auto& [html, charset] : cases) {
+        EXPECT_EQ(HtmlHelp::metaCharset(html), charset) << html;
     }
 }
 
@@ -89,25 +88,16 @@ TEST(HtmlHelp, CleansATag) {
 }
 
 TEST(CodePages, AsciiIsTheSameInCompatibleOnes) {
-    std::string ascii;
-    for (char c = 1; c < 0x7F; ++c) {
-        ascii += c;
-    }
-    ascii += '\x7F';
-    int pages = 0;
+    std::string ascii(0x7F, '\0');
+    std::iota(ascii.begin(), ascii.end(), '\1');
     for (std::uint32_t page = 1; page < 66000; ++page) {
-        if (!isAsciiCompatible(page) || !EncodingConvert::isSupported(page)) {
-            continue;
+        if (isAsciiCompatible(page) && EncodingConvert::isSupported(page)) {
+            DataBuffer both;
+            EXPECT_TRUE(EncodingConvert().convert(kUtf8, page, ascii, both));
+            EXPECT_TRUE(EncodingConvert().convert(page, kUtf8, ascii, both));
+            EXPECT_EQ(both.view(), ascii + ascii) << page;
         }
-        ++pages;
-        DataBuffer there;
-        DataBuffer back;
-        EXPECT_TRUE(EncodingConvert().convert(65001, page, ascii, there));
-        EXPECT_TRUE(EncodingConvert().convert(page, 65001, ascii, back));
-        EXPECT_EQ(there.view(), ascii) << page;
-        EXPECT_EQ(back.view(), ascii) << page;
     }
-    EXPECT_GT(pages, 20);
 }
 
 }  // namespace
