@@ -1,9 +1,11 @@
 // How the cost of a message grows: time at n and at 2n for inputs made to be slow. Exits with 1
 // when twice the input takes more than 2.5 times as long.
 
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "charset/outward_strings.h"
 #include "message/znmail.h"
@@ -118,12 +120,14 @@ const Case kCases[] = {
     {"bare line feeds", 2'000'000, [](std::size_t n) { return "A: b\n\n" + repeated("\n", n); }},
 };
 
-double medianTime(const std::string& text) {
-    std::vector<double> times;
+/// The least times that the two texts take, in turn: what else the machine does only adds to them.
+std::pair<double, double> leastTimes(const std::string& small, const std::string& large) {
+    std::pair<double, double> least(1e9, 1e9);
     for (int run = 0; run < kRuns; ++run) {
-        times.push_back(bench::seconds([&] { loadAndEncode(text); }));
+        least.first = std::min(least.first, bench::seconds([&] { loadAndEncode(small); }));
+        least.second = std::min(least.second, bench::seconds([&] { loadAndEncode(large); }));
     }
-    return bench::median(times);
+    return least;
 }
 
 }  // namespace
@@ -131,8 +135,7 @@ double medianTime(const std::string& text) {
 int main() {
     bool good = true;
     for (const Case& one : kCases) {
-        const double once = medianTime(one.make(one.n));
-        const double twice = medianTime(one.make(2 * one.n));
+        const auto [once, twice] = leastTimes(one.make(one.n), one.make(2 * one.n));
         const double growth = twice / std::max(once, 1e-9);
         const bool fine = growth <= kMostGrowth || twice < kLeastTime;
         good = good && fine;

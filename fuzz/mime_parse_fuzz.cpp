@@ -6,9 +6,11 @@
 #include <string_view>
 
 #include "charset/outward_strings.h"
+#include "mime/base64.h"
 #include "mime/bv_mime.h"
 #include "mime/cls_mime.h"
 #include "mime/mime_message2.h"
+#include "mime/quoted_printable_decoding.h"
 
 namespace {
 
@@ -56,11 +58,26 @@ void check(bool holds) {
     }
 }
 
+/// The wide forms of the body codings against the plain ones.
+void checkCodings(std::string_view bytes) {
+    DataBuffer wide;
+    DataBuffer plain;
+    check(borvik::appendDecodedQuotedPrintable(bytes, wide));
+    check(borvik::scalar::appendDecodedQuotedPrintable(bytes, plain));
+    check(wide.view() == plain.view());
+    std::string wideBytes(borvik::base64DecodeRoom(bytes.size()), '\0');
+    std::string plainBytes = wideBytes;
+    wideBytes.erase(borvik::decodeBase64Run(bytes, wideBytes.data()) - wideBytes.data());
+    plainBytes.erase(borvik::scalar::decodeBase64Run(bytes, plainBytes.data()) - plainBytes.data());
+    check(wideBytes == plainBytes);
+}
+
 }  // namespace
 
 /// Loads the bytes as a file and as a string, walks the tree, writes it, and reads that again.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    checkCodings(bytes);
     auto loaded = std::make_unique<ClsMime>();
     loaded->loadMimeBinary(bytes);
     const std::string text = rendered(loaded->tree().root());

@@ -166,6 +166,7 @@ private:
     }
 
     void takeBlocks(const char* readable);
+    bool takeFirstStops(const char* begin, const char* end);
     bool takeStops(const char* block, std::uint64_t stops);
     bool takeStop(const char* stop);
     void takeEquals();
@@ -275,15 +276,23 @@ bool Decoder::takeStops(const char* block, std::uint64_t stops) {
     return true;
 }
 
+/// Takes the stops that stand in front of the first block.
+bool Decoder::takeFirstStops(const char* begin, const char* end) {
+    for (const char* at = begin; at != end; ++at) {
+        const bool isStop = low7(*at) == '=' || *at == '\n' || *at == '\0';
+        if (isStop && at >= in_ && !takeStop(at)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 /// Takes blocks as long as `kRead` bytes are left in front of `readable`. What needs no change,
 /// most line ends among it, is copied in one go from one stop to the next.
 TESSOLT_AVX2 void Decoder::takeBlocks(const char* readable) {
     const char* block = in_ + kLookBack;
-    for (const char* first = in_; first != block; ++first) {
-        const bool isStop = low7(*first) == '=' || *first == '\n' || *first == '\0';
-        if (isStop && first >= in_ && !takeStop(first)) {
-            return;
-        }
+    if (!takeFirstStops(in_, block)) {
+        return;
     }
     // The members are in memory, where every byte written might change them.
     const char* in = in_;
