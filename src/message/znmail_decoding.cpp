@@ -16,6 +16,13 @@ void assignUtf8(CZncStringW& field, std::string_view utf8) {
     }
 }
 
+/// A list may have very many entries: their texts must not keep the room that converting took.
+std::u16string compactWide(std::string_view utf8) {
+    std::u16string text = borvik::utf8ToWidePaired(utf8);
+    text.shrink_to_fit();
+    return text;
+}
+
 void assignBody(CZncStringW& field, borvik::BvMime& node) {
     borvik::BvString text;
     node.GetBodyDecoded(text);
@@ -56,8 +63,8 @@ void CZnMail::ParseAddressField(const char* field, RecipientList& list) {
     for (const std::string& piece : SplitAddressList(text.x().utf8View())) {
         if (!piece.empty()) {
             const NamedAddress entry = SplitListedAddress(piece);
-            list.push_back(std::make_unique<CZnMailRecipient>(
-                borvik::utf8ToWidePaired(entry.name), borvik::utf8ToWidePaired(entry.address)));
+            list.push_back(std::make_unique<CZnMailRecipient>(compactWide(entry.name),
+                                                              compactWide(entry.address)));
         }
     }
 }
