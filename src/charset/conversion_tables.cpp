@@ -4,6 +4,7 @@
 #include <atomic>
 #include <memory>
 #include <new>
+#include <ranges>
 
 #include "charset/code_pages.h"
 #include "charset/stored_tables.h"
@@ -53,6 +54,11 @@ const Table* load(std::atomic<const Table*>& slot, Make make) {
     }
 }
 
+/// Adds a byte from 0x80 up to a set of the form of `leadRows`.
+void addToRows(std::array<std::uint8_t, 16>& rows, unsigned byte) {
+    rows[byte & 0x0F] |= static_cast<std::uint8_t>(1U << (byte >> 4 & 7U));
+}
+
 /// Where two rows have one byte code, the first one counts; ASCII comes before any row.
 void addRow(DecodeTable& table, const TableRow& row) {
     char16_t* place = nullptr;
@@ -61,7 +67,7 @@ void addRow(DecodeTable& table, const TableRow& row) {
         place = &table.single[row.code];
     } else if (lead >= DecodeTable::kLowestLead) {
         place = &table.units[row.code];
-        table.leadRows[lead & 0x0F] |= static_cast<std::uint8_t>(1U << (lead >> 4 & 7U));
+        addToRows(table.leadRows, lead);
     }
     if (place != nullptr && *place == 0) {
         *place = row.unit;
@@ -72,6 +78,31 @@ void spreadSingleBytes(DecodeTable& table) {
     for (unsigned byte = 1; byte <= 0xFF; ++byte) {
         if (!table.isLead(static_cast<std::uint8_t>(byte))) {
             std::fill_n(table.units.begin() + (byte << 8), 0x100, table.single[byte]);
+        }
+    }
+}
+
+/// Tells how the bytes of a high nibble are shifted: as most of them are.
+void findShift(DecodeTable& table, unsigned nibble) {
+    const auto shiftOf = [&table](unsigned byte) {
+        return static_cast<char16_t>(table.single[byte] - byte);
+    };
+    const unsigned first = nibble << 4;
+    char16_t shift = 0;
+    std::ptrdiff_t most = 0;
+    const auto bytes = std::views::iota(first, first + 16);
+    for (const unsigned candidate : bytes) {
+        const auto count = std::ranges::count(bytes, shiftOf(candidate), shiftOf);
+        if (table.single[candidate] != 0 && count > most) {
+            most = count;
+            shift = shiftOf(candidate);
+        }
+    }
+    table.shiftLow[nibble] = static_cast<std::uint8_t>(shift & 0xFF);
+    table.shiftHigh[nibble] = static_cast<std::uint8_t>(shift >> 8);
+    for (const unsigned byte : bytes) {
+        if (table.single[byte] == 0 || shiftOf(byte) != shift) {
+            addToRows(table.unevenRows, byte);
         }
     }
 }
@@ -111,6 +142,9 @@ std::unique_ptr<const DecodeTable> makeDecodeTable(const StoredTable& stored) {
     if (stored.multiByte) {
         spreadSingleBytes(*table);
     }
+    for (unsigned nibble = 8; nibble < 16 && !stored.multiByte; ++nibble) {
+        findShift(*table, nibble);
+    }
     return table;
 }
 
@@ -138,6 +172,23 @@ void addArabicDigits(EncodeTable& table) {
     }
 }
 
+void findStretch(EncodeTable& table) {
+    unsigned count = 0;
+    for (unsigned unit = kFirstNonAscii; unit <= 0xFFFF; ++unit) {
+        const std::uint8_t byte = table.bytes[unit];
+        if (byte == 0) {
+            count = 0;
+            continue;
+        }
+        count = count != 0 && byte == table.bytes[unit - 1] + 1 ? count + 1 : 1;
+        if (count > table.stretch.count) {
+            table.stretch = {static_cast<char16_t>(unit + 1 - count),
+                             static_cast<std::uint16_t>(count),
+                             static_cast<std::uint8_t>(byte + 1 - count)};
+        }
+    }
+}
+
 std::unique_ptr<const EncodeTable> makeEncodeTable(const StoredTable& stored) {
     auto table = std::make_unique<EncodeTable>();
     if (stored.multiByte) {
@@ -152,6 +203,9 @@ std::unique_ptr<const EncodeTable> makeEncodeTable(const StoredTable& stored) {
     apply(*table, source);
     if (stored.codePage == kWindowsArabic || stored.codePage == kIsoArabic) {
         addArabicDigits(*table);
+    }
+    if (!stored.multiByte) {
+        findStretch(*table);
     }
     return table;
 }

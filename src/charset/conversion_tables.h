@@ -26,6 +26,13 @@ struct DecodeTable {
     /// Double-byte pages only: the bytes that begin a pair. That of high nibble h (from 8 up) and
     /// low nibble l does so when bit h - 8 is set in `leadRows[l]`.
     std::array<std::uint8_t, 16> leadRows{};
+    /// Single-byte pages only: what turns most bytes of each high nibble into their units when it
+    /// is added, as low and high bytes. For the fast lanes.
+    std::array<std::uint8_t, 16> shiftLow{};
+    std::array<std::uint8_t, 16> shiftHigh{};
+    /// The bytes from 0x80 up for which it doesn't, and those without a character, as in
+    /// `leadRows`.
+    std::array<std::uint8_t, 16> unevenRows{};
 
     static constexpr std::uint8_t kLowestLead = 0x80;
 
@@ -49,6 +56,15 @@ struct EncodeTable {
     /// Double-byte pages only: the bytes of each unit in stream order, from the low byte up; 0 when
     /// there are none. A code of two bytes never ends in a 0 byte.
     std::vector<std::uint16_t> cells;
+
+    /// Units with bytes in the same order.
+    struct Stretch {
+        char16_t first;
+        std::uint16_t count;
+        std::uint8_t firstByte;
+    };
+    /// Single-byte pages only: the longest stretch beyond ASCII. For the fast lanes.
+    Stretch stretch{1, 1, 1};
 
     static constexpr std::size_t kUnitCount = 0x10000;
 

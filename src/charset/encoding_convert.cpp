@@ -8,6 +8,7 @@
 #include "charset/charset_registry.h"
 #include "charset/code_pages.h"
 #include "charset/conversion_tables.h"
+#include "charset/iso2022_jp_reader.h"
 #include "charset/japanese.h"
 #include "charset/korean.h"
 #include "charset/mac_arabic.h"
@@ -239,6 +240,37 @@ bool convertToIso2022(std::uint32_t from, std::uint32_t to, std::string_view inp
     return complete;
 }
 
+/// Without the Shift_JIS as a whole, for targets that can take the text in pieces.
+bool iso2022JpToPage(const DecodeTable& shiftJis, std::uint32_t to, const EncodeTable* target,
+                     std::string_view input, DataBuffer& out) {
+    Iso2022JpReader reader(nativeRuns(), shiftJis);
+    const auto read = [&reader](TextCursor& c) { return reader(c); };
+    if (to == kUtf16Le) {
+        return appendConverted(input.data(), input.size(), out, input.size(), read);
+    }
+    return appendConverted(input.data(), input.size(), out, input.size(), [&](TextCursor& c) {
+        return to == kUtf8 ? kernels::pipe(c, read, writeUtf8)
+                           : kernels::pipe(c, read, encoder(*target));
+    });
+}
+
+bool convertIso2022Jp(std::uint32_t to, std::string_view input, DataBuffer& out) {
+    const DecodeTable* shiftJis = decodeTable(kShiftJis);
+    const EncodeTable* target = to == kShiftJis ? nullptr : encodeTable(to);
+    if (shiftJis != nullptr && (to == kUtf16Le || to == kUtf8 || target != nullptr)) {
+        return iso2022JpToPage(*shiftJis, to, target, input, out);
+    }
+    DataBuffer bytes;
+    Japanese().iso2022JpToShiftJis(input.data(), input.size(), bytes);
+    return bytes.empty() || EncodingConvert().convert(kShiftJis, to, bytes.view(), out);
+}
+
+bool convertIso2022Kr(std::uint32_t to, std::string_view input, DataBuffer& out) {
+    DataBuffer bytes;
+    Korean().iso2022KrToKsc(input.data(), input.size(), bytes);
+    return bytes.empty() || EncodingConvert().convert(kKoreanUhc, to, bytes.view(), out);
+}
+
 }  // namespace
 
 bool EncodingConvert::convert(std::uint32_t fromCodePage, std::uint32_t toCodePage,
@@ -254,15 +286,11 @@ bool EncodingConvert::convert(std::uint32_t fromCodePage, std::uint32_t toCodePa
         prepared = prepareMacArabic(text);
         text = prepared;
     }
-    if (isIso2022Jp(from) || from == kIso2022Kr) {
-        DataBuffer bytes;
-        if (from == kIso2022Kr) {
-            Korean().iso2022KrToKsc(text.data(), text.size(), bytes);
-        } else {
-            Japanese().iso2022JpToShiftJis(text.data(), text.size(), bytes);
-        }
-        return bytes.empty() ||
-               convert(from == kIso2022Kr ? kKoreanUhc : kShiftJis, to, bytes.view(), out);
+    if (isIso2022Jp(from)) {
+        return convertIso2022Jp(to, text, out);
+    }
+    if (from == kIso2022Kr) {
+        return convertIso2022Kr(to, text, out);
     }
     switch (to) {
         case kUtf7:

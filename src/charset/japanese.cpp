@@ -122,115 +122,44 @@ std::uint8_t* putJis(unsigned lead, unsigned trail, std::uint8_t* out) {
     return putPair((lead - rowOffset) * 2 - adjust, trail - cellOffset, out);
 }
 
-/// ISO-2022-JP to Shift_JIS. Writes at most as many bytes as it reads.
-class Decoder {
-public:
-    explicit Decoder(const TextRuns& runs) : runs_(runs) {}
+bool isLineEnd(std::uint8_t byte) {
+    return byte == '\r' || byte == '\n';
+}
 
-    bool operator()(TextCursor& c) {
-        while (c.goesOn()) {
-            if (*c.in == kEscape) {
-                readEscape(c);
-            } else if (doubleByte_) {
-                readPairs(c);
-            } else if (kana_) {
-                readKatakana(c);
-            } else {
-                copyToEscape(c);
-            }
-        }
-        return true;
-    }
+void readKatakana(TextCursor& c) {
+    const std::uint8_t byte = *c.in++;
+    *c.out++ = isLineEnd(byte) ? byte : static_cast<std::uint8_t>(byte + 0x80);
+}
 
-private:
-    static bool isLineEnd(std::uint8_t byte) { return byte == '\r' || byte == '\n'; }
-
-    void readEscape(TextCursor& c) {
-        const std::size_t length = c.left();
-        const unsigned kind = length > 1 ? c.in[1] : 0;
-        if (kind != '$' && kind != '(') {
-            c.in += std::min<std::size_t>(length, 2);
-            return;
-        }
-        const unsigned set = length > 2 ? c.in[2] : 0;
-        if (kind == '$' && (set == '@' || set == 'B')) {
-            doubleByte_ = true;
-            kana_ = false;
-        } else if (kind == '(' && (set == 'B' || set == 'J' || set == 'I')) {
-            doubleByte_ = false;
-            kana_ = set == 'I';
-        }
-        c.in += std::min<std::size_t>(length, 3);
-    }
-
-    void readPairs(TextCursor& c) {
-        runs_.jisToShiftJis(c);
-        if (!c.goesOn()) {
-            return;
-        }
-        const std::uint8_t* in = c.in;
-        const std::uint8_t* end = in + std::min<std::size_t>(c.left(), kBytesPerStep) / 2 * 2;
-        std::uint8_t* out = c.out;
-        for (; in<end&& * in> kEscape; in += 2) {
-            out = putShiftJis(in[0], in[1], out);
-        }
-        c.in = in;
-        c.out = out;
-        if (in == c.inEnd || *in == kEscape) {
-            return;
-        }
-        if (isLineEnd(*in)) {
-            doubleByte_ = kana_ = false;
-            *c.out++ = *c.in++;
-        } else if (c.left() < 2) {
-            c.in = c.inEnd;
-        } else {
-            c.out = putShiftJis(in[0], in[1], out);
-            c.in += 2;
-        }
-    }
-
-    static void readKatakana(TextCursor& c) {
-        const std::uint8_t byte = *c.in++;
-        *c.out++ = isLineEnd(byte) ? byte : static_cast<std::uint8_t>(byte + 0x80);
-    }
-
-    /// Most runs between two characters are short: a word of bytes settles them. Long ones are
-    /// worth a search.
-    static void copyToEscape(TextCursor& c) {
-        constexpr std::uint64_t kLowBits = 0x0101010101010101;
-        constexpr std::uint64_t kHighBits = 0x8080808080808080;
-        std::uint64_t word;
-        if (c.left() >= sizeof word) {
-            std::memcpy(&word, c.in, sizeof word);
-            std::memcpy(c.out, &word, sizeof word);
-            // The lowest of these bits is that of the first escape.
-            const std::uint64_t others = word ^ (kLowBits * kEscape);
-            const std::uint64_t found = (others - kLowBits) & ~others & kHighBits;
-            const std::size_t length =
-                found == 0 ? sizeof word : static_cast<std::size_t>(std::countr_zero(found)) / 8;
-            c.in += length;
-            c.out += length;
-            if (found != 0) {
-                return;
-            }
-        }
-        std::size_t length = std::min(
-            c.left(), static_cast<std::size_t>(c.outLimit - c.out) + TextCursor::kStepRoom / 2);
-        if (const void* escape = std::memchr(c.in, kEscape, length)) {
-            length = static_cast<std::size_t>(static_cast<const std::uint8_t*>(escape) - c.in);
-        }
-        std::memcpy(c.out, c.in, length);
+/// Bytes outside double-byte runs, up to the next escape. Most runs between two characters are
+/// short: a word of bytes settles them. Long ones are worth a search.
+void copyToEscape(TextCursor& c) {
+    constexpr std::uint64_t kLowBits = 0x0101010101010101;
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    std::uint64_t word;
+    if (c.left() >= sizeof word) {
+        std::memcpy(&word, c.in, sizeof word);
+        std::memcpy(c.out, &word, sizeof word);
+        // The lowest of these bits is that of the first escape.
+        const std::uint64_t others = word ^ (kLowBits * kEscape);
+        const std::uint64_t found = (others - kLowBits) & ~others & kHighBits;
+        const std::size_t length =
+            found == 0 ? sizeof word : static_cast<std::size_t>(std::countr_zero(found)) / 8;
         c.in += length;
         c.out += length;
+        if (found != 0) {
+            return;
+        }
     }
-
-    static constexpr std::size_t kBytesPerStep = 128;
-
-    const TextRuns& runs_;
-    bool doubleByte_ = false;
-    bool kana_ = false;
-};
+    std::size_t length = std::min(
+        c.left(), static_cast<std::size_t>(c.outLimit - c.out) + TextCursor::kStepRoom / 2);
+    if (const void* escape = std::memchr(c.in, kEscape, length)) {
+        length = static_cast<std::size_t>(static_cast<const std::uint8_t*>(escape) - c.in);
+    }
+    std::memcpy(c.out, c.in, length);
+    c.in += length;
+    c.out += length;
+}
 
 /// Shift_JIS to ISO-2022-JP.
 struct Encoder {
@@ -352,9 +281,70 @@ private:
 
 }  // namespace
 
+bool Iso2022JpDecoder::operator()(TextCursor& c) {
+    while (c.goesOn()) {
+        if (*c.in == kEscape) {
+            readEscape(c);
+        } else if (doubleByte_) {
+            readPairs(c);
+        } else if (kana_) {
+            readKatakana(c);
+        } else {
+            copyToEscape(c);
+        }
+    }
+    return true;
+}
+
+void Iso2022JpDecoder::readEscape(TextCursor& c) {
+    const std::size_t length = c.left();
+    const unsigned kind = length > 1 ? c.in[1] : 0;
+    if (kind != '$' && kind != '(') {
+        c.in += std::min<std::size_t>(length, 2);
+        return;
+    }
+    const unsigned set = length > 2 ? c.in[2] : 0;
+    if (kind == '$' && (set == '@' || set == 'B')) {
+        doubleByte_ = true;
+        kana_ = false;
+    } else if (kind == '(' && (set == 'B' || set == 'J' || set == 'I')) {
+        doubleByte_ = false;
+        kana_ = set == 'I';
+    }
+    c.in += std::min<std::size_t>(length, 3);
+}
+
+void Iso2022JpDecoder::readPairs(TextCursor& c) {
+    constexpr std::size_t kBytesPerStep = 128;
+    runs_.jisToShiftJis(c);
+    if (!c.goesOn()) {
+        return;
+    }
+    const std::uint8_t* in = c.in;
+    const std::uint8_t* end = in + std::min<std::size_t>(c.left(), kBytesPerStep) / 2 * 2;
+    std::uint8_t* out = c.out;
+    for (; in<end&& * in> kEscape; in += 2) {
+        out = putShiftJis(in[0], in[1], out);
+    }
+    c.in = in;
+    c.out = out;
+    if (in == c.inEnd || *in == kEscape) {
+        return;
+    }
+    if (isLineEnd(*in)) {
+        doubleByte_ = kana_ = false;
+        *c.out++ = *c.in++;
+    } else if (c.left() < 2) {
+        c.in = c.inEnd;
+    } else {
+        c.out = putShiftJis(in[0], in[1], out);
+        c.in += 2;
+    }
+}
+
 void Japanese::iso2022JpToShiftJis(const void* input, std::size_t length, DataBuffer& out,
                                    const TextRuns& runs) const {
-    appendConverted(input, length, out, length, Decoder(runs));
+    appendConverted(input, length, out, length, Iso2022JpDecoder(runs));
 }
 
 void Japanese::shiftJisToIso2022Jp(const void* input, std::size_t length, DataBuffer& out) const {

@@ -8,6 +8,23 @@ namespace borvik {
 
 class DataBuffer;
 
+/// A conversion loop from ISO-2022-JP to Shift_JIS that goes on where it stopped. Writes at most as
+/// many bytes as it reads.
+class Iso2022JpDecoder {
+public:
+    explicit Iso2022JpDecoder(const TextRuns& runs) : runs_(runs) {}
+
+    bool operator()(TextCursor& c);
+
+private:
+    void readEscape(TextCursor& c);
+    void readPairs(TextCursor& c);
+
+    const TextRuns& runs_;
+    bool doubleByte_ = false;
+    bool kana_ = false;
+};
+
 /// ISO-2022-JP (RFC 1468) from and to Shift_JIS, byte by byte. Both operations append to `out`.
 class Japanese {
 public:

@@ -15,7 +15,7 @@ namespace borvik {
 template <typename Kernel>
 bool appendConverted(const void* input, std::size_t length, DataBuffer& out, std::size_t expected,
                      Kernel kernel) {
-    constexpr std::size_t kSmallestRoom = 1024;
+    constexpr std::size_t kSmallestRoom = 2048;
     const auto* bytes = static_cast<const std::uint8_t*>(input);
     const std::size_t before = out.getSize();
     TextCursor c{bytes, bytes + length, nullptr, nullptr};

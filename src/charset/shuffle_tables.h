@@ -61,20 +61,20 @@ constexpr Table makePairs() {
     return table;
 }
 
-/// 4 lanes of 32 bits: the low byte, the second where bit `lane` is set, and the third where bit
-/// `lane` + 4 is.
+/// 4 lanes of 32 bits: the low byte where bit `lane` + 4 is set, the second where bit `lane` is,
+/// and the third.
 constexpr Table makeTriples() {
     Table table{};
     for (unsigned mask = 0; mask < 256; ++mask) {
         Builder builder;
         for (unsigned lane = 0; lane < 4; ++lane) {
-            builder.take(4 * lane);
+            if ((mask >> lane & 0x10U) != 0) {
+                builder.take(4 * lane);
+            }
             if ((mask >> lane & 1U) != 0) {
                 builder.take(4 * lane + 1);
             }
-            if ((mask >> lane & 0x10U) != 0) {
-                builder.take(4 * lane + 2);
-            }
+            builder.take(4 * lane + 2);
         }
         table[mask] = builder.result();
     }

@@ -12,23 +12,34 @@ constexpr std::size_t kStep = 16;
 
 /// As above, in the loops that are quick by themselves.
 constexpr std::size_t kLongStep = 64;
-constexpr std::size_t kUnrolled = 8;
+constexpr unsigned kUnrolled = 8;
 
 const std::uint8_t* stepEnd(const TextCursor& c, std::size_t bytes) {
     return c.in + std::min(c.left(), bytes);
 }
 
-/// `kLongStep` units that all have a byte. False, with nothing done, when some have none.
+/// `kLongStep` units that all have a byte. False, with nothing done, when some have none. The bytes
+/// of a word of units go out together.
 bool encodeBytes(const EncodeTable& table, TextCursor& c) {
+    constexpr std::uint64_t kLowBits = 0x0101010101010101;
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
     const std::uint8_t* bytes = table.bytes.data();
     const std::uint8_t* in = c.in;
     std::uint8_t* out = c.out;
+    std::uint64_t missing = 0;
     for (std::size_t i = 0; i < kLongStep; i += kUnrolled) {
-        for (std::size_t k = 0; k < kUnrolled; ++k) {
-            out[i + k] = bytes[loadUnit(in + 2 * (i + k))];
+        std::uint64_t units[2];
+        std::memcpy(units, in + 2 * i, sizeof units);
+        std::uint64_t made = 0;
+        for (unsigned k = 0; k < kUnrolled; ++k) {
+            const std::uint64_t byte = bytes[units[k / 4] >> (16 * (k % 4)) & 0xFFFF];
+            made |= byte << (8 * k);
         }
+        // The high bits become set where a byte is 0, and above.
+        missing |= (made - kLowBits) & ~made;
+        std::memcpy(out + i, &made, sizeof made);
     }
-    if (std::memchr(out, 0, kLongStep) != nullptr) {
+    if ((missing & kHighBits) != 0) {
         return false;
     }
     c.in += 2 * kLongStep;
@@ -96,7 +107,8 @@ bool singleByteToUnicode(const TextRuns& runs, const DecodeTable& table, TextCur
     return complete;
 }
 
-bool multiByteToUnicode(const TextRuns& runs, const DecodeTable& table, TextCursor& c) {
+bool multiByteToUnicode(const TextRuns& runs, const DecodeTable& table, TextCursor& c,
+                        bool goesOn) {
     bool complete = true;
     while (c.goesOn()) {
         runs.doubleByteToUtf16(table, c);
@@ -105,6 +117,9 @@ bool multiByteToUnicode(const TextRuns& runs, const DecodeTable& table, TextCurs
         }
         for (std::size_t i = 0; i < kStep && c.in < c.inEnd; ++i) {
             const std::uint8_t lead = *c.in;
+            if (goesOn && c.left() == 1 && table.isLead(lead)) {
+                return complete;
+            }
             char16_t unit = c.left() >= 2 ? table.pair(lead, c.in[1]) : u'\0';
             if (unit != 0) {
                 c.in += 2;
@@ -126,7 +141,7 @@ bool unicodeToMultiByte(const TextRuns& runs, const EncodeTable& table, TextCurs
     bool complete = true;
     while (c.goesOn()) {
         if (table.isMultiByte()) {
-            runs.utf16ToAscii(c);
+            runs.utf16ToDoubleByte(table, c);
         } else {
             runs.utf16ToSingleByte(table, c);
         }

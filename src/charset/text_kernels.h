@@ -17,8 +17,10 @@ namespace borvik::kernels {
 bool singleByteToUnicode(const TextRuns& runs, const DecodeTable& table, TextCursor& c);
 
 /// A double-byte page to UTF-16. A pair comes before a single byte; a byte that begins nothing is
-/// dropped by itself, and the next one is looked at anew.
-bool multiByteToUnicode(const TextRuns& runs, const DecodeTable& table, TextCursor& c);
+/// dropped by itself, and the next one is looked at anew. When the text `goesOn` behind the input,
+/// a last byte that can begin a pair is left.
+bool multiByteToUnicode(const TextRuns& runs, const DecodeTable& table, TextCursor& c,
+                        bool goesOn = false);
 
 /// UTF-16 of a whole number of units to a page.
 bool unicodeToMultiByte(const TextRuns& runs, const EncodeTable& table, TextCursor& c);
@@ -35,7 +37,7 @@ template <typename First, typename Second>
 bool pipe(TextCursor& c, First first, Second second) {
     constexpr std::size_t kUnits = 2048;
     constexpr std::size_t kTouchedUnits = TextCursor::kStepRoom / sizeof(char16_t);
-    constexpr std::size_t kFewestUnits = kTouchedUnits + 64;
+    constexpr std::size_t kFewestUnits = kTouchedUnits + 384;
     alignas(16) std::array<std::uint8_t, 2 * (kUnits + kTouchedUnits)> units;
     bool complete = true;
     while (c.goesOn()) {

@@ -70,6 +70,10 @@ void utf16ToSingleByte(const EncodeTable& table, TextCursor& c) {
     }
 }
 
+void utf16ToDoubleByte(const EncodeTable&, TextCursor& c) {
+    utf16ToAscii(c);
+}
+
 void leaveUtf7ToTheLoop(TextCursor&, Utf7Run&) {}
 
 void leaveJisToTheLoop(TextCursor&) {}
@@ -81,6 +85,7 @@ constexpr TextRuns kPortable = {
     .singleByteToUtf16 = singleByteToUtf16,
     .doubleByteToUtf16 = doubleByteToUtf16,
     .utf16ToSingleByte = utf16ToSingleByte,
+    .utf16ToDoubleByte = utf16ToDoubleByte,
     .utf8ToUtf16 = asciiToUtf16,
     .utf16ToUtf8 = utf16ToAscii,
     .utf7ToUtf16 = leaveUtf7ToTheLoop,

@@ -29,8 +29,9 @@ struct TextRuns {
     /// Pages of one byte and of two bytes a character to UTF-16.
     void (*singleByteToUtf16)(const DecodeTable& table, TextCursor& c);
     void (*doubleByteToUtf16)(const DecodeTable& table, TextCursor& c);
-    /// UTF-16 to a page of one byte a character.
+    /// UTF-16 to pages of one byte and of two bytes a character.
     void (*utf16ToSingleByte)(const EncodeTable& table, TextCursor& c);
+    void (*utf16ToDoubleByte)(const EncodeTable& table, TextCursor& c);
     /// Between UTF-8 and UTF-16, a unit for each sequence of 1 to 3 bytes.
     void (*utf8ToUtf16)(TextCursor& c);
     void (*utf16ToUtf8)(TextCursor& c);
