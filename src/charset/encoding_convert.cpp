@@ -214,6 +214,12 @@ bool convertToUtf32(std::uint32_t from, std::uint32_t to, std::string_view input
 }
 
 bool convertToUtf7(std::uint32_t from, std::string_view input, DataBuffer& out) {
+    if (from == kUtf16Le) {
+        // The text as it is, whatever its mark says.
+        bool bigEndian = false;
+        skipByteOrderMark(from, input, bigEndian);
+        return utf16ToUtf7(input, out);
+    }
     DataBuffer units;
     return convertCore(from, kUtf16Le, input, units) && utf16ToUtf7(units.view(), out);
 }

@@ -9,6 +9,12 @@ namespace borvik {
 bool Iso2022JpReader::operator()(TextCursor& c) {
     bool complete = true;
     while (c.goesOn()) {
+        if (held_ == 0) {
+            runs_.jisToUtf16(table_, c, decoder_.set);
+        }
+        if (!c.goesOn()) {
+            break;
+        }
         const auto room = static_cast<std::size_t>(c.outLimit - c.out) / sizeof(char16_t);
         if (room < kFewestUnits) {
             break;

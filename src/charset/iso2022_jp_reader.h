@@ -11,12 +11,12 @@
 namespace borvik {
 
 /// A conversion loop from ISO-2022-JP by way of Shift_JIS to UTF-16 that goes on where it stopped.
-/// The Shift_JIS between the two never leaves the cache.
+/// The lanes take what they can; the rest goes by Shift_JIS a few bytes at a time.
 class Iso2022JpReader {
 public:
     /// `shiftJis` must outlive the object.
     Iso2022JpReader(const TextRuns& runs, const DecodeTable& shiftJis)
-        : runs_(runs), table_(shiftJis), decoder_(runs) {}
+        : runs_(runs), table_(shiftJis) {}
 
     /// False when it dropped a character. Does nothing when there is room for less than
     /// `kFewestUnits`.
@@ -25,7 +25,7 @@ public:
     static constexpr std::size_t kFewestUnits = TextCursor::kStepRoom + 64;
 
 private:
-    static constexpr std::size_t kBytesPerStep = 2048;
+    static constexpr std::size_t kBytesPerStep = 256;
 
     const TextRuns& runs_;
     const DecodeTable& table_;

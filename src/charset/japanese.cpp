@@ -285,9 +285,9 @@ bool Iso2022JpDecoder::operator()(TextCursor& c) {
     while (c.goesOn()) {
         if (*c.in == kEscape) {
             readEscape(c);
-        } else if (doubleByte_) {
+        } else if (set == JisSet::kDoubleByte) {
             readPairs(c);
-        } else if (kana_) {
+        } else if (set == JisSet::kKana) {
             readKatakana(c);
         } else {
             copyToEscape(c);
@@ -303,23 +303,19 @@ void Iso2022JpDecoder::readEscape(TextCursor& c) {
         c.in += std::min<std::size_t>(length, 2);
         return;
     }
-    const unsigned set = length > 2 ? c.in[2] : 0;
-    if (kind == '$' && (set == '@' || set == 'B')) {
-        doubleByte_ = true;
-        kana_ = false;
-    } else if (kind == '(' && (set == 'B' || set == 'J' || set == 'I')) {
-        doubleByte_ = false;
-        kana_ = set == 'I';
+    const unsigned name = length > 2 ? c.in[2] : 0;
+    if (kind == '$' && (name == '@' || name == 'B')) {
+        set = JisSet::kDoubleByte;
+    } else if (kind == '(' && (name == 'B' || name == 'J')) {
+        set = JisSet::kAscii;
+    } else if (kind == '(' && name == 'I') {
+        set = JisSet::kKana;
     }
     c.in += std::min<std::size_t>(length, 3);
 }
 
 void Iso2022JpDecoder::readPairs(TextCursor& c) {
     constexpr std::size_t kBytesPerStep = 128;
-    runs_.jisToShiftJis(c);
-    if (!c.goesOn()) {
-        return;
-    }
     const std::uint8_t* in = c.in;
     const std::uint8_t* end = in + std::min<std::size_t>(c.left(), kBytesPerStep) / 2 * 2;
     std::uint8_t* out = c.out;
@@ -332,7 +328,7 @@ void Iso2022JpDecoder::readPairs(TextCursor& c) {
         return;
     }
     if (isLineEnd(*in)) {
-        doubleByte_ = kana_ = false;
+        set = JisSet::kAscii;
         *c.out++ = *c.in++;
     } else if (c.left() < 2) {
         c.in = c.inEnd;
@@ -342,9 +338,8 @@ void Iso2022JpDecoder::readPairs(TextCursor& c) {
     }
 }
 
-void Japanese::iso2022JpToShiftJis(const void* input, std::size_t length, DataBuffer& out,
-                                   const TextRuns& runs) const {
-    appendConverted(input, length, out, length, Iso2022JpDecoder(runs));
+void Japanese::iso2022JpToShiftJis(const void* input, std::size_t length, DataBuffer& out) const {
+    appendConverted(input, length, out, length, Iso2022JpDecoder());
 }
 
 void Japanese::shiftJisToIso2022Jp(const void* input, std::size_t length, DataBuffer& out) const {

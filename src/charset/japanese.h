@@ -12,17 +12,14 @@ class DataBuffer;
 /// many bytes as it reads.
 class Iso2022JpDecoder {
 public:
-    explicit Iso2022JpDecoder(const TextRuns& runs) : runs_(runs) {}
-
     bool operator()(TextCursor& c);
+
+    /// Which characters come next. Between two calls this may be changed.
+    JisSet set = JisSet::kAscii;
 
 private:
     void readEscape(TextCursor& c);
     void readPairs(TextCursor& c);
-
-    const TextRuns& runs_;
-    bool doubleByte_ = false;
-    bool kana_ = false;
 };
 
 /// ISO-2022-JP (RFC 1468) from and to Shift_JIS, byte by byte. Both operations append to `out`.
@@ -35,8 +32,7 @@ public:
 
     /// Also reads half-width katakana (ESC "(" "I"). Input that ends within an escape or a
     /// character loses that one.
-    void iso2022JpToShiftJis(const void* input, std::size_t length, DataBuffer& out,
-                             const TextRuns& runs = nativeRuns()) const;
+    void iso2022JpToShiftJis(const void* input, std::size_t length, DataBuffer& out) const;
 
     /// Half-width katakana become full-width, with a sound mark behind them joined in. The text
     /// ends in ASCII, and every line does.

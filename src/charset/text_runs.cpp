@@ -76,7 +76,7 @@ void utf16ToDoubleByte(const EncodeTable&, TextCursor& c) {
 
 void leaveUtf7ToTheLoop(TextCursor&, Utf7Run&) {}
 
-void leaveJisToTheLoop(TextCursor&) {}
+void leaveJisToTheLoop(const DecodeTable&, TextCursor&, JisSet&) {}
 
 constexpr TextRuns kPortable = {
     .asciiToUtf16 = asciiToUtf16,
@@ -90,7 +90,7 @@ constexpr TextRuns kPortable = {
     .utf16ToUtf8 = utf16ToAscii,
     .utf7ToUtf16 = leaveUtf7ToTheLoop,
     .utf16ToUtf7 = leaveUtf7ToTheLoop,
-    .jisToShiftJis = leaveJisToTheLoop,
+    .jisToUtf16 = leaveJisToTheLoop,
 };
 
 }  // namespace

@@ -14,6 +14,9 @@ struct Utf7Run {
     bool wroteOne = false;
 };
 
+/// The characters that an escape of ISO-2022-JP has selected.
+enum class JisSet : std::uint8_t { kAscii, kKana, kDoubleByte };
+
 /// The fast lanes of the conversion loops. Each converts what it can take in wide steps and stops
 /// in front of what it can't, be it at once: the loops of `text_kernels.h` know every case and go
 /// on with the next characters one by one. So any set of lanes gives the same output.
@@ -38,8 +41,8 @@ struct TextRuns {
     /// Between UTF-7 and UTF-16.
     void (*utf7ToUtf16)(TextCursor& c, Utf7Run& run);
     void (*utf16ToUtf7)(TextCursor& c, Utf7Run& run);
-    /// Pairs of JIS bytes, and ASCII between two escapes, to Shift_JIS.
-    void (*jisToShiftJis)(TextCursor& c);
+    /// ISO-2022-JP to UTF-16 by the table of Shift_JIS.
+    void (*jisToUtf16)(const DecodeTable& shiftJis, TextCursor& c, JisSet& set);
 };
 
 /// The best lanes for this processor.

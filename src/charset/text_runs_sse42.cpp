@@ -38,7 +38,7 @@ constexpr TextRuns kRuns = {
     .utf16ToUtf8 = utf16ToUtf8,
     .utf7ToUtf16 = utf7ToUtf16,
     .utf16ToUtf7 = utf16ToUtf7,
-    .jisToShiftJis = jisToShiftJis,
+    .jisToUtf16 = jisToUtf16,
 };
 
 }  // namespace

@@ -13,6 +13,6 @@ void utf8ToUtf16(TextCursor& c);
 void utf16ToUtf8(TextCursor& c);
 void utf7ToUtf16(TextCursor& c, Utf7Run& run);
 void utf16ToUtf7(TextCursor& c, Utf7Run& run);
-void jisToShiftJis(TextCursor& c);
+void jisToUtf16(const DecodeTable& shiftJis, TextCursor& c, JisSet& set);
 
 }  // namespace borvik::sse42

@@ -161,103 +161,102 @@ BORVIK_SSE42 inline __m128i narrowUnits(const std::uint8_t* in) {
     return _mm_packus_epi16(load(in), load(in + kVector));
 }
 
-/// A run of one unit, from its "+" to its "-". Touches 8 bytes.
-inline std::uint8_t* putSingle(unsigned unit, std::uint8_t* out) {
-    const std::uint64_t high = utf7Digit(unit >> 10);
-    const std::uint64_t middle = utf7Digit(unit >> 4);
-    const std::uint64_t low = utf7Digit(unit << 2);
-    constexpr std::uint64_t kEnds = std::uint64_t{'+'} | std::uint64_t{'-'} << 32;
-    const std::uint64_t run = kEnds | high << 8 | middle << 16 | low << 24;
-    std::memcpy(out, &run, sizeof run);
-    return out + 5;
-}
+/// Units of a block, each told by a bit whether it is coded.
+constexpr unsigned kUnitsOfBlock = 64;
 
-/// The next units of a run, with its end if that comes.
-BORVIK_SSE42 inline void writeCoded(TextCursor& c, Utf7Run& run) {
-    const __m128i units = load(c.in);
-    const unsigned direct = ~codedMask(_mm_packus_epi16(units, units));
-    if ((direct & ((1U << kUnitsOfVector) - 1)) == 0) {
-        store(c.out, digitsOfUnits(units));
-        c.in += std::size_t{2} * kUnitsOfVector;
-        c.out += kVector;
-        return;
-    }
-    const unsigned count = firstBit(direct);
-    store(c.out, digitsOfUnits(firstBytes(units, 2 * count)));
-    c.in += 2 * count;
-    c.out += (count * 16 + 5) / 6;
-    *c.out++ = '-';
-    run.coded = false;
-}
-
-/// How many units `writeSingles` takes at a time, and the bytes it looks at.
-constexpr unsigned kUnitsOfBlock = 32;
-constexpr std::size_t kSeenBySingles = std::size_t{4} * kUnitsOfBlock;
-
-/// Units outside coded runs in which those that need coding stand alone, as in Latin text. False,
-/// with nothing done, for others. `coded` are those of the first 16.
-BORVIK_SSE42 inline bool writeSingles(TextCursor& c, unsigned coded) {
-    const __m128i upper = narrowUnits(c.in + 2 * kVector);
-    std::uint32_t singles = coded | codedMask(upper) << kVector;
-    const __m128i plus = bytes('+');
-    const unsigned pluses =
-        mask(_mm_or_si128(_mm_cmpeq_epi8(narrowUnits(c.in), plus), _mm_cmpeq_epi8(upper, plus)));
-    if ((singles & singles << 1) != 0 || pluses != 0) {
-        return false;
-    }
-    // The last unit may have a coded neighbour.
-    const unsigned end = kUnitsOfBlock - (singles >> (kUnitsOfBlock - 1));
-    singles &= 0x7FFFFFFF;
-    unsigned place = 0;
-    std::uint8_t* out = c.out;
-    for (;; singles &= singles - 1) {
-        const unsigned next = singles == 0 ? end : static_cast<unsigned>(__builtin_ctz(singles));
-        const std::uint8_t* in = c.in + 2 * place;
-        store(out, narrowUnits(in));
-        store(out + kVector, narrowUnits(in + 2 * kVector));
-        out += next - place;
-        if (singles == 0) {
-            break;
+/// Writes a block as runs of direct and of coded units, which the bits of its units mark off
+/// without looking at the text again.
+class BlockWriter {
+public:
+    BORVIK_SSE42 BlockWriter(const std::uint8_t* in, std::uint8_t* out) : in_(in), out_(out) {
+        const __m128i plus = bytes('+');
+        for (unsigned i = 0; i < kUnitsOfBlock; i += kVector) {
+            const __m128i value = narrowUnits(in + 2 * i);
+            coded_ |= static_cast<std::uint64_t>(codedMask(value)) << i;
+            pluses_ |= static_cast<std::uint64_t>(mask(_mm_cmpeq_epi8(value, plus))) << i;
         }
-        out = putSingle(loadUnit(c.in + 2 * next), out);
-        place = next + 1;
     }
-    c.in += 2 * end;
-    c.out = out;
-    return true;
-}
+
+    /// Stops behind the block, or within the last 6 units when these are coded.
+    BORVIK_SSE42 void write(Utf7Run& run) {
+        while (place_ < kUnitsOfBlock) {
+            if (!run.coded) {
+                writeDirect();
+                if (place_ == kUnitsOfBlock) {
+                    break;
+                }
+                *out_++ = '+';
+                if ((pluses_ >> place_ & 1) != 0) {
+                    *out_++ = '-';
+                    ++place_;
+                    continue;
+                }
+            }
+            run.coded = !writeCoded();
+            if (run.coded) {
+                break;
+            }
+            *out_++ = '-';
+        }
+    }
+
+    const std::uint8_t* readUpTo() const { return in_ + std::size_t{2} * place_; }
+    std::uint8_t* writtenUpTo() const { return out_; }
+
+private:
+    /// The place of the next bit that is set, at or behind the present place.
+    unsigned nextOf(std::uint64_t bits) const {
+        const std::uint64_t rest = bits >> place_;
+        return rest == 0 ? kUnitsOfBlock : place_ + static_cast<unsigned>(__builtin_ctzll(rest));
+    }
+
+    BORVIK_SSE42 void writeDirect() {
+        const unsigned end = nextOf(coded_);
+        const std::uint8_t* in = readUpTo();
+        const std::size_t count = end - place_;
+        for (std::size_t i = 0; i < count; i += 2 * kVector) {
+            store(out_ + i, narrowUnits(in + 2 * i));
+            store(out_ + i + kVector, narrowUnits(in + 2 * i + 2 * kVector));
+        }
+        out_ += count;
+        place_ = end;
+    }
+
+    /// False when the run may go on behind the block. Whole groups are written then.
+    BORVIK_SSE42 bool writeCoded() {
+        const unsigned end = nextOf(~coded_);
+        for (; place_ + kUnitsOfVector <= end; place_ += kUnitsOfVector) {
+            store(out_, digitsOfUnits(load(readUpTo())));
+            out_ += kVector;
+        }
+        if (end == kUnitsOfBlock) {
+            return false;
+        }
+        const unsigned count = end - place_;
+        store(out_, digitsOfUnits(firstBytes(load(readUpTo()), 2 * count)));
+        out_ += (count * 16 + 5) / 6;
+        place_ = end;
+        return true;
+    }
+
+    const std::uint8_t* in_;
+    std::uint8_t* out_;
+    std::uint64_t coded_ = 0;
+    std::uint64_t pluses_ = 0;
+    unsigned place_ = 0;
+};
 
 }  // namespace
 
-BORVIK_SSE42 void utf16ToUtf7(TextCursor& cursor, Utf7Run& state) {
-    TextCursor c = cursor;
-    Utf7Run run = state;
-    while (c.has(kSeenBySingles)) {
-        if (!run.coded) {
-            const __m128i value = narrowUnits(c.in);
-            const unsigned coded = codedMask(value);
-            if ((coded & coded << 1) == 0 && writeSingles(c, coded)) {
-                continue;
-            }
-            const unsigned count = firstBit(coded);
-            store(c.out, value);
-            c.in += 2 * count;
-            c.out += count;
-            if (coded == 0) {
-                continue;
-            }
-            *c.out++ = '+';
-            if (*c.in == '+' && c.in[1] == 0) {
-                *c.out++ = '-';
-                c.in += 2;
-                continue;
-            }
-            run.coded = true;
-        }
-        writeCoded(c, run);
+BORVIK_SSE42 void utf16ToUtf7(TextCursor& c, Utf7Run& run) {
+    // Vectors that begin in the block reach behind it.
+    constexpr std::size_t kSeen = std::size_t{2} * kUnitsOfBlock + 4 * kVector;
+    while (c.has(kSeen)) {
+        BlockWriter writer(c.in, c.out);
+        writer.write(run);
+        c.in = writer.readUpTo();
+        c.out = writer.writtenUpTo();
     }
-    cursor = c;
-    state = run;
 }
 
 }  // namespace borvik::sse42

@@ -20,40 +20,44 @@ struct BlockState {
     /// Bit 0 and 1: the next bytes must be trail bytes, since a character has begun in front of
     /// them.
     unsigned wanted = 0;
-    /// Not 0 when the block is ill-formed.
-    unsigned wrong = 0;
+    /// Not 0 when trail bytes are not where they must be.
+    unsigned misplaced = 0;
+    /// Set at lead bytes that are not valid, or not with the byte behind them.
+    __m128i invalid;
 };
 
 /// Reads the characters that begin in 16 bytes, each with the trail bytes behind it; `kThrees` when
-/// there may be characters of 3 bytes. Only the `kept` places count.
+/// there may be characters of 3 bytes, and none are longer. Only the `kept` places count. What is
+/// made at the places of trail bytes is of no use, and is left out.
 template <bool kThrees>
 BORVIK_SSE42 inline void decodeVector(const std::uint8_t* in, unsigned kept, BlockState& state,
                                       std::uint8_t*& out) {
     const __m128i b0 = load(in);
     const __m128i b1 = load(in + 1);
-    const __m128i lead = atLeast(b0, 0xC0);
-    const unsigned leads = mask(lead);
     const unsigned trails = mask(_mm_cmplt_epi8(b0, bytes(0xC0)));
-    // Lead bytes that are never valid.
-    __m128i never = _mm_cmpeq_epi8(_mm_and_si128(b0, bytes(0xFE)), bytes(0xC0));
-    const __m128i low2 = _mm_or_si128(shiftLeft(b0, 6, 0xC0), _mm_and_si128(b1, bytes(0x3F)));
-    __m128i low = _mm_blendv_epi8(b0, low2, lead);
-    __m128i high = _mm_and_si128(shiftRight(b0, 2, 0x07), lead);
-    unsigned wanted = state.wanted | leads << 1;
+    const __m128i beyondAscii = _mm_cmplt_epi8(b0, _mm_setzero_si128());
+    __m128i invalid = _mm_cmpeq_epi8(_mm_and_si128(b0, bytes(0xFE)), bytes(0xC0));
+    // The byte in front of the last one of each character, and the last one.
+    __m128i before = b0;
+    __m128i last = b1;
+    __m128i top = _mm_setzero_si128();
+    unsigned wanted = state.wanted | (mask(b0) & ~trails) << 1;
     if constexpr (kThrees) {
-        const __m128i b2 = load(in + 2);
-        const __m128i lead3 = atLeast(b0, 0xE0);
-        // Longer forms than needed, and characters of 4 bytes.
-        never = _mm_or_si128(
-            never, _mm_or_si128(atLeast(b0, 0xF0), _mm_and_si128(_mm_cmpeq_epi8(b0, bytes(0xE0)),
-                                                                 _mm_cmplt_epi8(b1, bytes(0xA0)))));
-        const __m128i low3 = _mm_or_si128(shiftLeft(b1, 6, 0xC0), _mm_and_si128(b2, bytes(0x3F)));
-        const __m128i high3 = _mm_or_si128(shiftLeft(b0, 4, 0xF0), shiftRight(b1, 2, 0x0F));
-        low = _mm_blendv_epi8(low, low3, lead3);
-        high = _mm_blendv_epi8(high, high3, lead3);
-        wanted |= mask(lead3) << 2;
+        const __m128i three = atLeast(b0, 0xE0);
+        before = _mm_blendv_epi8(b0, b1, three);
+        last = _mm_blendv_epi8(b1, load(in + 2), three);
+        top = _mm_and_si128(_mm_slli_epi16(b0, 4), _mm_and_si128(three, bytes(0xF0)));
+        // Longer forms than needed.
+        invalid = _mm_or_si128(invalid, _mm_and_si128(_mm_cmpeq_epi8(b0, bytes(0xE0)),
+                                                      _mm_cmplt_epi8(b1, bytes(0xA0))));
+        wanted |= mask(three) << 2;
     }
-    state.wrong |= mask(never) | (trails ^ (wanted & 0xFFFF));
+    const __m128i lowOfMany =
+        _mm_or_si128(shiftLeft(before, 6, 0xC0), _mm_and_si128(last, bytes(0x3F)));
+    const __m128i low = _mm_blendv_epi8(b0, lowOfMany, b0);
+    const __m128i high = _mm_or_si128(_mm_and_si128(shiftRight(before, 2, 0x0F), beyondAscii), top);
+    state.invalid = _mm_or_si128(state.invalid, invalid);
+    state.misplaced |= trails ^ (wanted & 0xFFFF);
     state.wanted = wanted >> kVector;
     storeUnits(low, high, ~trails & kept, out);
 }
@@ -75,13 +79,14 @@ BORVIK_SSE42 inline bool decodeBlock(TextCursor& c) {
     constexpr unsigned kAll = 0xFFFF;
     constexpr std::size_t kLast = kBlock - kVector;
     BlockState state;
+    state.invalid = _mm_setzero_si128();
     std::uint8_t* out = c.out;
     for (std::size_t i = 0; i < kLast; i += kVector) {
         decodeVector<kThrees>(c.in + i, kAll, state, out);
     }
     const unsigned cutOff = cutOffBytes(c.in + kLast);
     decodeVector<kThrees>(c.in + kLast, kAll >> cutOff, state, out);
-    if (state.wrong != 0) {
+    if (state.misplaced != 0 || mask(state.invalid) != 0) {
         return false;
     }
     c.in += kBlock - cutOff;
@@ -98,6 +103,9 @@ BORVIK_SSE42 void utf8ToUtf16(TextCursor& c) {
         }
         const __m128i highest = _mm_max_epu8(_mm_max_epu8(load(c.in), load(c.in + 16)),
                                              _mm_max_epu8(load(c.in + 32), load(c.in + 48)));
+        if (mask(atLeast(highest, 0xF0)) != 0) {
+            return;
+        }
         const bool threes = mask(atLeast(highest, 0xE0)) != 0;
         if (!(threes ? decodeBlock<true>(c) : decodeBlock<false>(c))) {
             return;
