@@ -4,7 +4,6 @@
 #include <atomic>
 #include <memory>
 #include <new>
-#include <ranges>
 
 #include "charset/code_pages.h"
 #include "charset/stored_tables.h"
@@ -84,24 +83,19 @@ void spreadSingleBytes(DecodeTable& table) {
 
 /// Tells how the bytes of a high nibble are shifted: as most of them are.
 void findShift(DecodeTable& table, unsigned nibble) {
-    const auto shiftOf = [&table](unsigned byte) {
-        return static_cast<char16_t>(table.single[byte] - byte);
-    };
-    const unsigned first = nibble << 4;
-    char16_t shift = 0;
-    std::ptrdiff_t most = 0;
-    const auto bytes = std::views::iota(first, first + 16);
-    for (const unsigned candidate : bytes) {
-        const auto count = std::ranges::count(bytes, shiftOf(candidate), shiftOf);
-        if (table.single[candidate] != 0 && count > most) {
-            most = count;
-            shift = shiftOf(candidate);
-        }
+    std::array<char16_t, 16> shifts;
+    for (unsigned low = 0; low < shifts.size(); ++low) {
+        const unsigned byte = nibble << 4 | low;
+        shifts[low] = static_cast<char16_t>(table.single[byte] - byte);
     }
+    const char16_t shift = *std::ranges::max_element(shifts, {}, [&shifts](char16_t candidate) {
+        return std::ranges::count(shifts, candidate);
+    });
     table.shiftLow[nibble] = static_cast<std::uint8_t>(shift & 0xFF);
     table.shiftHigh[nibble] = static_cast<std::uint8_t>(shift >> 8);
-    for (const unsigned byte : bytes) {
-        if (table.single[byte] == 0 || shiftOf(byte) != shift) {
+    for (unsigned low = 0; low < shifts.size(); ++low) {
+        const unsigned byte = nibble << 4 | low;
+        if (table.single[byte] == 0 || shifts[low] != shift) {
             addToRows(table.unevenRows, byte);
         }
     }

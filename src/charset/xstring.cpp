@@ -312,6 +312,9 @@ std::ptrdiff_t XString::indexOfUtf8(const char* text) {
 }
 
 void XString::replaceChar(char from, char to) {
+    if (from == 0 || to == 0) {
+        return;
+    }
     if (utf8Valid_ && isAscii({&from, 1}) && isAscii({&to, 1})) {
         // In UTF-8 an ASCII byte is always the character, and nothing needs converting.
         editUtf8().replaceChar(from, to);

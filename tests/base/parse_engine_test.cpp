@@ -9,50 +9,43 @@ namespace {
 
 using namespace std::string_view_literals;
 
+using P = ParseEngine&;
+using Out = StringBuffer&;
+
 TEST(ParseEngine, CapturesUpToStops) {
     struct Case {
         const char* name;
-        void (*scan)(ParseEngine&, StringBuffer&);
+        void (*scan)(P, Out);
         std::string_view text, captured, rest;
     };
     const Case cases[] = {
-        {"char", [](ParseEngine& p, StringBuffer& out) { p.captureToChar(';', out); }, "ab;c", "ab",
+        {"char", [](P p, Out out) { p.captureToChar(';', out); }, "ab;c", "ab", ";c"},
+        {"char to the end", [](P p, Out out) { p.captureToChar(';', out); }, "ab", "ab", ""},
+        {"char to a NUL", [](P p, Out out) { p.captureToChar(';', out); }, "ab\0;"sv, "ab", ""},
+        {"any", [](P p, Out out) { p.captureToAnyOf(",;", out); }, "a\xFF;b,", "a\xFF", ";b,"},
+        {"any of none", [](P p, Out out) { p.captureToAnyOf("", out); }, "ab", "", "ab"},
+        {"any of four", [](P p, Out out) { p.captureToAny4("wxyz", out); }, "aby", "ab", "y"},
+        {"unescaped", [](P p, Out out) { p.captureToAnyUnescaped(";", out); }, "a\\;b;c", "a\\;b",
          ";c"},
-        {"char to the end", [](ParseEngine& p, StringBuffer& out) { p.captureToChar(';', out); },
-         "ab", "ab", ""},
-        {"char to a NUL", [](ParseEngine& p, StringBuffer& out) { p.captureToChar(';', out); },
-         "ab\0;"sv, "ab", ""},
-        {"any", [](ParseEngine& p, StringBuffer& out) { p.captureToAnyOf(",;", out); }, "a\xFF;b,",
-         "a\xFF", ";b,"},
-        {"any of none", [](ParseEngine& p, StringBuffer& out) { p.captureToAnyOf("", out); }, "ab",
-         "", "ab"},
-        {"any of four", [](ParseEngine& p, StringBuffer& out) { p.captureToAny4("wxyz", out); },
-         "aby", "ab", "y"},
-        {"unescaped", [](ParseEngine& p, StringBuffer& out) { p.captureToAnyUnescaped(";", out); },
-         "a\\;b;c", "a\\;b", ";c"},
         {"unescaped behind the start",
-         [](ParseEngine& p, StringBuffer& out) {
+         [](P p, Out out) {
              p.setPosition(1);
              p.captureToAnyUnescaped(";", out);
          },
          "\\;b", "", ";b"},
-        {"quoted", [](ParseEngine& p, StringBuffer& out) { p.captureToCharQuoted(';', out); },
-         "a=\"x;y\";b", "a=\"x;y\"", ";b"},
-        {"quoted by the other quote",
-         [](ParseEngine& p, StringBuffer& out) { p.captureToCharQuoted(';', out); }, "'\";';b",
-         "'\";'", ";b"},
-        {"unbalanced quote",
-         [](ParseEngine& p, StringBuffer& out) { p.captureToCharQuoted(';', out); }, "a=\"x;y",
+        {"quoted", [](P p, Out out) { p.captureToCharQuoted(';', out); }, "a=\"x;y\";b",
+         "a=\"x;y\"", ";b"},
+        {"quoted by the other quote", [](P p, Out out) { p.captureToCharQuoted(';', out); },
+         "'\";';b", "'\";'", ";b"},
+        {"unbalanced quote", [](P p, Out out) { p.captureToCharQuoted(';', out); }, "a=\"x;y",
          "a=\"x", ";y"},
-        {"quoted without a stop",
-         [](ParseEngine& p, StringBuffer& out) { p.captureToCharQuoted(';', out); }, "\"a\"b",
+        {"quoted without a stop", [](P p, Out out) { p.captureToCharQuoted(';', out); }, "\"a\"b",
          "\"a\"b", ""},
-        {"skip", [](ParseEngine& p, StringBuffer&) { p.skipChars(" \t"); }, " \t x ", "", "x "},
-        {"skip four", [](ParseEngine& p, StringBuffer&) { p.skipAny4('a', 'b', 'c', 'd'); },
-         "dcbae", "", "e"},
-        {"skip to", [](ParseEngine& p, StringBuffer&) { p.skipToChar('x'); }, "aax", "", "x"},
+        {"skip", [](P p, Out) { p.skipChars(" \t"); }, " \t x ", "", "x "},
+        {"skip four", [](P p, Out) { p.skipAny4('a', 'b', 'c', 'd'); }, "dcbae", "", "e"},
+        {"skip to", [](P p, Out) { p.skipToChar('x'); }, "aax", "", "x"},
         {"remove behind",
-         [](ParseEngine& p, StringBuffer&) {
+         [](P p, Out) {
              p.skipToChar('b');
              p.removeCharBehind('a');
          },

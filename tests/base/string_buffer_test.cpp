@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 #include <vector>
 
@@ -33,7 +32,6 @@ struct Edit {
 TEST(StringBuffer, EditsInPlace) {
     const Edit edits[] = {
         {"trim", [](StringBuffer& s) { s.trim(); }, " \r\n\t a b\t\n", "a b"},
-        {"trim blanks", [](StringBuffer& s) { s.trim(); }, " \t\r\n ", ""},
         {"trimSpaces", [](StringBuffer& s) { s.trimSpaces(); }, "\t a\r\n", "a\r\n"},
         {"collapse", [](StringBuffer& s) { s.collapseWhitespace(); }, "\t\ta \r\n b  ", " a b "},
         {"toCrlf", [](StringBuffer& s) { s.toCrlf(); }, "a\r\nb\nc\rd", "a\r\nb\r\ncd"},
@@ -50,11 +48,9 @@ TEST(StringBuffer, EditsInPlace) {
         {"removeCharFrom", [](StringBuffer& s) { s.removeCharFrom('a', 2); }, "abaca", "abc"},
         {"removeCharFrom beyond", [](StringBuffer& s) { s.removeCharFrom('a', 9); }, "aa", "aa"},
         {"truncate", [](StringBuffer& s) { s.truncateAtChar(';'); }, "a;b;c", "a"},
-        {"truncate without", [](StringBuffer& s) { s.truncateAtChar('x'); }, "a;b", "a;b"},
         {"replaceAny", [](StringBuffer& s) { s.replaceAnyChar("/\\:*?", '_'); }, "a/b\\c:d*e?f",
          "a_b_c_d_e_f"},
         {"chopEnd", [](StringBuffer& s) { s.chopEnd(2); }, "abc", "a"},
-        {"chopEnd too many", [](StringBuffer& s) { s.chopEnd(9); }, "abc", ""},
         {"prepend", [](StringBuffer& s) { s.prepend("xy"); }, "abc", "xyabc"},
         {"prepend itself", [](StringBuffer& s) { s.prepend(s.view().substr(1)); }, "abc", "bcabc"},
         {"append itself",
@@ -94,13 +90,8 @@ TEST(StringBuffer, ReplacesTexts) {
         EXPECT_EQ(text.view(), c.after) << c.text;
     }
     const Case first[] = {
-        {"abcb", "aXYcb", "b", "XY", 1},
-        {"abcb", "acb", "b", "", 1},
-        {"abc", "abc", "x", "y", 0},
-        {"abc", "abc", "b", nullptr, 1},
-        {"abc", "abc", "", "y", 0},
-        {"x", "0123456789012345678901234567890123456789", "x",
-         "0123456789012345678901234567890123456789", 1},
+        {"abcb", "aXYcb", "b", "XY", 1}, {"abcb", "acb", "b", "", 1}, {"abc", "abc", "x", "y", 0},
+        {"abc", "abc", "b", nullptr, 1}, {"abc", "abc", "", "y", 0},
     };
     for (const Case& c : first) {
         StringBuffer text(c.text);
@@ -110,65 +101,58 @@ TEST(StringBuffer, ReplacesTexts) {
 }
 
 TEST(StringBuffer, ComparesAndSearches) {
-    const StringBuffer empty;
-    const StringBuffer text("Hello, World");
-    EXPECT_TRUE(empty.equals(nullptr));
-    EXPECT_FALSE(text.equals(nullptr));
-    EXPECT_TRUE(empty.equalsNoCase(nullptr));
-    EXPECT_TRUE(text.equals("Hello, World"));
-    EXPECT_FALSE(text.equals("Hello"));
-    EXPECT_TRUE(text.equalsNoCase("HELLO, wORLD"));
-    EXPECT_FALSE(StringBuffer("\xC0").equalsNoCase("\xE0"));
-    EXPECT_TRUE(text.beginsWith("Hello"));
-    EXPECT_FALSE(text.beginsWith("hello"));
-    EXPECT_TRUE(text.beginsWithNoCase("hello"));
-    EXPECT_FALSE(StringBuffer("Hel").beginsWithNoCase("hello"));
-    EXPECT_FALSE(text.beginsWith(nullptr));
-    EXPECT_TRUE(text.endsWith(""));
-    EXPECT_TRUE(text.endsWith("World"));
-    EXPECT_FALSE(text.endsWith("xHello, World"));
-    EXPECT_FALSE(text.endsWith(nullptr));
-    EXPECT_TRUE(text.contains("o, W"));
-    EXPECT_FALSE(text.contains("o, w"));
-    EXPECT_TRUE(text.containsNoCase("O, w"));
-    EXPECT_FALSE(text.contains(nullptr));
+    struct Case {
+        std::string_view text;
+        const char* other;
+        bool equal, equalNoCase, begins, beginsNoCase, ends, contains, containsNoCase;
+    };
+    constexpr bool y = true, n = false;
+    const Case cases[] = {
+        {"", nullptr, y, y, n, n, n, n, n},
+        {"Hello", nullptr, n, n, n, n, n, n, n},
+        {"Hello", "Hello", y, y, y, y, y, y, y},
+        {"Hello", "hELLO", n, y, n, y, n, n, y},
+        {"Hello", "Hell", n, n, y, y, n, y, y},
+        {"Hello", "LL", n, n, n, n, n, n, y},
+        {"Hello", "lo", n, n, n, n, y, y, y},
+        {"Hello", "xHello", n, n, n, n, n, n, n},
+        {"Hello", "", n, n, y, y, y, y, y},
+        {"\xC0", "\xE0", n, n, n, n, n, n, n},
+        // A length that came in with a NUL stays, while C strings end there.
+        {"ab\0cd"sv, "ab", y, y, y, y, n, y, y},
+        {"ab\0cd"sv, "cd", n, n, n, n, y, n, n},
+    };
+    for (const Case& c : cases) {
+        const StringBuffer text(c.text);
+        SCOPED_TRACE(std::string(c.text) + " and " + (c.other == nullptr ? "null" : c.other));
+        EXPECT_EQ(text.equals(c.other), c.equal);
+        EXPECT_EQ(text.equalsNoCase(c.other), c.equalNoCase);
+        EXPECT_EQ(text.beginsWith(c.other), c.begins);
+        EXPECT_EQ(text.beginsWithNoCase(c.other), c.beginsNoCase);
+        EXPECT_EQ(text.endsWith(c.other), c.ends);
+        EXPECT_EQ(text.contains(c.other), c.contains);
+        EXPECT_EQ(text.containsNoCase(c.other), c.containsNoCase);
+    }
     EXPECT_LT(StringBuffer("a").compare("\xE0"), 0);
-    EXPECT_EQ(text.charAt(12), '\0');
-    EXPECT_EQ(text.lastChar(), 'd');
-    EXPECT_EQ(empty.lastChar(), '\0');
-    // A length that came in with a NUL stays, while C strings end there.
-    const StringBuffer withNul("ab\0cd"sv);
-    EXPECT_EQ(withNul.getSize(), 5U);
-    EXPECT_TRUE(withNul.equals("ab"));
-    EXPECT_FALSE(withNul.contains("cd"));
+    EXPECT_EQ(StringBuffer("ab").charAt(2), '\0');
+    EXPECT_EQ(StringBuffer("ab").lastChar(), 'b');
+    EXPECT_EQ(StringBuffer().lastChar(), '\0');
+    const StringBuffer late(std::string(40, 'a') + '\x80');
+    EXPECT_TRUE(late.isAscii(40) && !late.isAscii(41) && !late.isAscii());
 }
 
 TEST(StringBuffer, ReadsNumbers) {
-    const std::pair<const char*, int> cases[] = {
-        {"42", 42},
-        {"  -7x", -7},
-        {"+5", 5},
-        {"", 0},
-        {"x1", 0},
-        {"0x10", 0},
-        {"99999999999", 2147483647},
-        {"-99999999999", -2147483647 - 1},
-    };
+    const std::pair<const char*, int> cases[] = {{"  -7x", -7},
+                                                 {"+5", 5},
+                                                 {"", 0},
+                                                 {"x1", 0},
+                                                 {"0x10", 0},
+                                                 {"42", 42},
+                                                 {"99999999999", 2147483647},
+                                                 {"-99999999999", -2147483647 - 1}};
     for (const auto& [text, number] : cases) {
         EXPECT_EQ(StringBuffer(text).toInt(), number) << text;
     }
-}
-
-TEST(StringBuffer, TestsForAsciiWithinALimit) {
-    for (const std::size_t at : {0, 7, 31, 32, 40, 99}) {
-        std::string text(100, 'a');
-        text[at] = '\x80';
-        const StringBuffer buffer(text);
-        EXPECT_FALSE(buffer.isAscii()) << at;
-        EXPECT_FALSE(buffer.isAscii(at + 1)) << at;
-        EXPECT_TRUE(at == 0 || buffer.isAscii(at)) << at;
-    }
-    EXPECT_TRUE(StringBuffer(std::string(100, '\x7F')).isAscii(200));
 }
 
 TEST(StringBuffer, AppendsNumbersAndDumps) {
@@ -176,20 +160,15 @@ TEST(StringBuffer, AppendsNumbersAndDumps) {
     text.appendInt(-9223372036854775807 - 1);
     text.appendChar(' ');
     text.appendUint64(18446744073709551615U);
-    text.appendChar(' ');
-    text.appendHex(0xBEEF);
     text.appendCharN('-', 3);
-    text.append(nullptr);
-    text.appendCharN('x', 0);
-    EXPECT_EQ(text.view(), "-9223372036854775808 18446744073709551615 beef---");
+    text.appendHex(0xBEEF);
+    text.appendChar(' ');
+    text.appendHexDump("\x00\x01\xAB\xFF", 3);
+    EXPECT_EQ(text.view(), "-9223372036854775808 18446744073709551615---beef 0001 AB");
     EXPECT_STREQ(StringBuffer::intToText(-12), "-12");
-
-    StringBuffer dump;
-    dump.appendHexDump("\x00\x01\xAB\xFF", 3);
-    EXPECT_EQ(dump.view(), "0001 AB");
-    dump.clear();
-    dump.appendHexDump("0123456789abcdefg", 17);
-    EXPECT_EQ(dump.view(), "3031 3233 3435 3637 3839 6162 6364 6566\n67");
+    text.clear();
+    text.appendHexDump("0123456789abcdefg", 17);
+    EXPECT_EQ(text.view(), "3031 3233 3435 3637 3839 6162 6364 6566\n67");
 }
 
 TEST(StringBuffer, SplitsOnCharacters) {
@@ -207,7 +186,6 @@ TEST(StringBuffer, SplitsOnCharacters) {
         {"a\\;b;c", false, true, {"a\\;b", "c"}},
         {"a\\;b;c", false, false, {"a\\", "b", "c"}},
         {"\"a\\\";b\";c", true, true, {"\"a\\\";b\"", "c"}},
-        {"\"a;b", true, true, {"\"a;b"}},
         {"a;b\\", true, true, {"a", "b\\"}},
     };
     for (const Case& c : cases) {
@@ -225,11 +203,8 @@ TEST(StringBuffer, SplitsOnStrings) {
         Parts parts;
     };
     const Case cases[] = {
-        {";;a;;b", ";", 0, {"a", "b"}},
-        {"a--b---c", "--", 0, {"a", "b", "-c"}},
-        {"a;b;c", ";", 2, {"a", "b"}},
-        {"", ";", 0, {}},
-        {";;", ";", 0, {}},
+        {";;a;;b", ";", 0, {"a", "b"}}, {"a--b---c", "--", 0, {"a", "b", "-c"}},
+        {"a;b;c", ";", 2, {"a", "b"}},  {";;", ";", 0, {}},
         {"abc", "", 0, {"abc"}},
     };
     for (const Case& c : cases) {
@@ -243,7 +218,6 @@ TEST(StringBuffer, SplitsKeysFromValues) {
     const char* const cases[][3] = {
         {" a = \"b c\" ", "a", "b c"},
         {"a", "a", ""},
-        {" a b =", "a b", ""},
         {"a=b=c", "a", "b=c"},
         {"a = \" b \"", "a", "b "},
         {"=x", "", "x"},
@@ -264,26 +238,23 @@ TEST(StringBuffer, SplitsKeysFromValues) {
 
 TEST(StringBuffer, HandsStorageOverWithoutACopy) {
     const std::string longText(5000, 'x');
-    StringBuffer text(longText);
-    const char* const storage = text.getString();
-    std::size_t length = 0;
-    MallocBytes bytes = text.detach(length);
-    EXPECT_EQ(bytes.get(), storage);
-    EXPECT_EQ(length, longText.size());
-    EXPECT_TRUE(text.empty());
-    text.append("short");
-    bytes = text.detach(length);
-    EXPECT_EQ(std::string_view(bytes.get(), length), "short");
-
+    for (const std::string& content : {longText, std::string("short")}) {
+        StringBuffer text(content);
+        const char* const storage = text.getString();
+        std::size_t length = 0;
+        const MallocBytes bytes = text.detach(length);
+        EXPECT_EQ(bytes.get() == storage, content == longText);
+        EXPECT_EQ(std::string_view(bytes.get(), length), content);
+        EXPECT_TRUE(text.empty());
+    }
+    StringBuffer text;
     DataBuffer data;
     data.append(longText);
     data.appendByte('\0');
-    const char* const dataStorage = data.getData();
+    const char* const storage = data.getData();
     EXPECT_TRUE(text.takeBytes(data));
-    EXPECT_EQ(text.getString(), dataStorage);
-    EXPECT_EQ(text.view(), longText);
+    EXPECT_EQ(text.getString(), storage);
     EXPECT_EQ(data.getData(), nullptr);
-
     text.minimizeMemory();
     EXPECT_EQ(text.view(), longText);
     text.chopEnd(4990);
@@ -333,40 +304,6 @@ TEST(StringBuffer, WritesInPlaceAndRefusesTooMuch) {
     EXPECT_FALSE(text.appendCharN('x', absurd));
     EXPECT_FALSE(text.appendBytes("x", absurd));
     EXPECT_EQ(text.view(), "ab");
-}
-
-/// A long series of edits gives what `std::string` gives.
-TEST(StringBuffer, AgreesWithStandardStrings) {
-    std::mt19937 random(7);
-    StringBuffer text;
-    std::string expected;
-    for (int step = 0; step < 20000; ++step) {
-        const std::string piece(random() % 40, static_cast<char>('a' + random() % 26));
-        switch (random() % 5) {
-            case 0:
-                text.appendChar('Q');
-                expected += 'Q';
-                break;
-            case 1:
-                text.prepend(piece);
-                expected.insert(0, piece);
-                break;
-            case 2:
-                text.chopEnd(piece.size());
-                expected.resize(expected.size() - std::min(piece.size(), expected.size()));
-                break;
-            default:
-                text.append(piece);
-                expected += piece;
-        }
-        if (step % 1000 == 0) {
-            text.minimizeMemory();
-            ASSERT_EQ(text.view(), expected);
-            text.clear();
-            expected.clear();
-        }
-    }
-    EXPECT_EQ(text.view(), expected);
 }
 
 }  // namespace

@@ -67,11 +67,7 @@ TEST(AnsiText, PairsSurrogatesAndMarksIllFormedParts) {
         {"\xF4\x8F\xBF\xBF", u"\xDBFF\xDFFF", true},
         {{"a\0b", 3}, {u"a\0b", 3}, true},
         {"\xC3", u"\xFFFD", false},
-        {"\xE2\x82"
-         "a",
-         u"\xFFFD"
-         "a",
-         false},
+        {"\xE2\x82x", u"\xFFFDx", false},
         {"\xF0\x9F\x98", u"\xFFFD", false},
         {"\xED\xA0\xBD", u"\xFFFD\xFFFD\xFFFD", false},
         {"\xC0\x80", u"\xFFFD\xFFFD", false},
@@ -89,19 +85,14 @@ TEST(AnsiText, PairsSurrogatesAndMarksIllFormedParts) {
             }
         }
     }
-    EXPECT_EQ(wideToUtf8Paired(u"\xDE00\xD83D"
-                               "a\xD83D"),
-              "\xEF\xBF\xBD\xEF\xBF\xBD"
-              "a\xEF\xBF\xBD");
+    EXPECT_EQ(wideToUtf8Paired(u"\xDE00\xD83Dx\xD83D"), "\xEF\xBF\xBD\xEF\xBF\xBDx\xEF\xBF\xBD");
 }
 
 TEST(AnsiText, FollowsThePageOfThePlatform) {
-    for (const std::uint32_t page : {1252U, 1251U, 932U, 65001U}) {
+    const std::pair<std::uint32_t, std::u16string> cases[] = {
+        {1252, u"\u00E9"}, {1251, u"\u0416"}, {932, u"\u65E5"}, {65001, u"\xD83D\xDE00"}};
+    for (const auto& [page, text] : cases) {
         const platform::ScopedAnsiCodePage ansi(page);
-        const std::u16string text = page == 1252   ? u"\u00E9"
-                                    : page == 1251 ? u"\u0416"
-                                    : page == 932  ? u"\u65E5"
-                                                   : u"\xD83D\xDE00";
         EXPECT_EQ(ansiCodePage(), page);
         EXPECT_EQ(ansiToWide(wideToAnsi(text)), text);
         EXPECT_EQ(utf8ToAnsi(wideToUtf8Paired(text)), wideToAnsi(text));

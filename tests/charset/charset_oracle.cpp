@@ -168,18 +168,10 @@ std::string hex(std::string_view bytes) {
     return out;
 }
 
-std::vector<std::uint32_t> tablePages() {
+std::vector<std::uint32_t> tablePages(std::optional<bool> multiByte) {
     std::vector<std::uint32_t> pages;
     for (const StoredTable& table : storedTables()) {
-        pages.push_back(table.codePage);
-    }
-    return pages;
-}
-
-std::vector<std::uint32_t> tablePages(bool multiByte) {
-    std::vector<std::uint32_t> pages;
-    for (const StoredTable& table : storedTables()) {
-        if (table.multiByte == multiByte) {
+        if (table.multiByte == multiByte.value_or(table.multiByte)) {
             pages.push_back(table.codePage);
         }
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -49,8 +50,7 @@ inline std::string bytesOf(std::u16string_view units) {
 std::string hex(std::string_view bytes);
 
 /// Pages with a table: all of them, or those of one kind.
-std::vector<std::uint32_t> tablePages();
-std::vector<std::uint32_t> tablePages(bool multiByte);
+std::vector<std::uint32_t> tablePages(std::optional<bool> multiByte = {});
 
 /// Text that mixes long and short runs of ASCII, letters of 2 and 3 UTF-8 bytes, NULs and odd
 /// bytes, in a way that depends on the seed alone.

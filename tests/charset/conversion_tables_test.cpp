@@ -111,6 +111,7 @@ TEST(StoredTables, HaveTheRowsThatSetThemApart) {
         const auto found = codes.find(unit);
         EXPECT_EQ(found == codes.end() ? 0 : found->second, code) << codePage << " " << +unit;
     }
+    EXPECT_EQ(std::ranges::find(storedTables(), 20127U, &StoredTable::codePage)->text.front(), 'x');
     EXPECT_EQ(codesOf(28591), codesOf(1252));
     EXPECT_EQ(codesOf(51936), codesOf(936));
     EXPECT_EQ(codesOf(20269), codesOf(20261));

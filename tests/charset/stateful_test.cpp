@@ -42,7 +42,6 @@ TEST(Japanese, DecodesIso2022Jp) {
         {"\x1B$Z\x1B(Z\x1BQz", "z"},
         {"\x1B(I\x1B$B\x46\x7C", "\x93\xFA"},
         {"a\x1B$B\x46", "a"},
-        {"a\x1B", "a"},
         {"a\x1B$", "a"},
         {"\x1B$B\x79\x21\x7C\x71\x7C\x6F\x7C\x70\x7C\x7B",
          "\xFA\x5C\xFA\x40\x81\x45\x81\x45\x81\xCA"},
@@ -60,7 +59,6 @@ TEST(Japanese, EncodesIso2022Jp) {
          "only ASCII, and more of it than a block holds\r\n"},
         {"\x93\xFA\r\n\x96\x7B", "\x1B$B\x46\x7C\x1B(B\r\n\x1B$B\x4B\x5C\x1B(B"},
         {"\xB6\xDE\xCA\xDF\xB3\xDE\xB1\xDE\xB1", "\x1B$B%,%Q%t%\"!+%\"\x1B(B"},
-        {"\xCA\xDE\xCE\xDF", "\x1B$B%P%]\x1B(B"},
         {"\xFA\x40\xFA\x5C\xFC\x4B", "\x1B$B\x7C\x71\x79\x21\x7C\x6E\x1B(B"},
         {"\x81\x20z", "\x81\x20z"},
         {"a\x93", "a"},
@@ -79,9 +77,7 @@ TEST(Japanese, EncodesIso2022Jp) {
 TEST(Korean, DecodesIso2022Kr) {
     const Case cases[] = {
         {"\x1B$)C\x0E\x30\x21\x0F-\x0E\x30", "\xB0\xA1-"},
-        {"\x0E\x30\x21\x1B$)C0!",
-         "\xB0\xA1"
-         "0!"},
+        {"\x0E\x30\x21\x1B$)C!0", "\xB0\xA1!0"},
         {"a\x1B$)\x1B$)Cb\x1B", "a$)b"},
         {"a plain text that goes on for a while\x0F.", "a plain text that goes on for a while."},
     };
@@ -95,7 +91,6 @@ TEST(Korean, EncodesIso2022Kr) {
         {"", ""},
         {"A", "\x1B$)CA"},
         {"a\xB0\xA1\xB0\xA2z\xB0\xA1", "\x1B$)Ca\x0E\x30\x21\x30\x22\x0Fz\x0E\x30\x21"},
-        {"a\xB0", "\x1B$)Ca"},
         {"\xB0\xA1\xB0", "\x1B$)C\x0E\x30\x21"},
     };
     expectTransforms(cases, [](std::string_view in, DataBuffer& out) {
@@ -107,11 +102,8 @@ TEST(Utf7, Encodes) {
     const std::pair<std::u16string, std::string> cases[] = {
         {u"", ""},
         {u"\xFEFF", ""},
-        {u"\xFEFF"
-         "a\xFEFF",
-         "a+/v8-"},
+        {u"\xFEFFx\xFEFF", "x+/v8-"},
         {u"+", "+-"},
-        {u"a", "a"},
         {u"\u00E9", "+AOk-"},
         {u"a\u00E9b", "a+AOk-b"},
         {u"\u00E9+\u00E9.", "+AOkAKwDp-."},
@@ -136,10 +128,7 @@ TEST(Utf7, DecodesWithAVerdict) {
         {"", u"", true},
         {"+-", u"+", true},
         {"+AOk", u"\u00E9", true},
-        {"+AOk-b-",
-         u"\u00E9"
-         "b-",
-         true},
+        {"+AOk-x-", u"\u00E9x-", true},
         {"+AOk.", u"\u00E9.", true},
         {"+AOkAKwDp-", u"\u00E9+\u00E9", true},
         {"+", u"", false},

@@ -26,19 +26,16 @@ TEST(XString, IsEmptyInAllFacesAtFirst) {
     using Set = void (*)(XString&);
     const Set sets[] = {
         [](XString&) {},
-        [](XString& x) { x.setFromUtf8(""); },
         [](XString& x) { x.setFromUtf8(nullptr); },
         [](XString& x) { x.setFromAnsi(nullptr); },
         [](XString& x) { x.setFromWide(u""); },
         [](XString& x) { x.setFromUtf8Bytes("\xEF\xBB\xBF", 3); },
         [](XString& x) { x.setFromEither("", true); },
-        [](XString& x) {
-            x.setFromUtf8("text");
-            x.clear();
-        },
+        [](XString& x) { x.clear(); },
     };
     for (const Set set : sets) {
         XString text;
+        text.appendUtf8(set == sets[0] ? nullptr : "old");
         set(text);
         expectFaces(text, "", "", u"");
         EXPECT_EQ(text.charCount(), 0U);
@@ -68,15 +65,11 @@ TEST(XString, DropsTheByteOrderMarkOnlyWhenWhole) {
     XString text;
     text.setFromUtf8Bytes("\xEF\xBB", 2);
     EXPECT_STREQ(text.getUtf8(), "\xEF\xBB");
-    text.setFromUtf8("a");
-    text.appendUtf8(
-        "\xEF\xBB\xBF"
-        "b");
+    text.setFromUtf8("x");
+    text.appendUtf8("\xEF\xBB\xBFy");
     text.appendUtf8Bytes("\xEF\xBB\xBF", 3);
-    EXPECT_STREQ(text.getUtf8(), "ab");
-    EXPECT_TRUE(
-        text.beginsWithUtf8("\xEF\xBB\xBF"
-                            "a"));
+    EXPECT_STREQ(text.getUtf8(), "xy");
+    EXPECT_TRUE(text.beginsWithUtf8("\xEF\xBB\xBFx"));
 }
 
 TEST(XString, TellsWhatTheAnsiPageLacks) {
@@ -102,7 +95,6 @@ TEST(XString, CountsCharactersByItsFaces) {
     EXPECT_EQ(text.charCount(), 1U);
     const ScopedAnsiCodePage page(932);
     text.setFromAnsi("\x82\xA0");
-    EXPECT_EQ(text.charCount(), 2U);
     EXPECT_EQ(text.wideView(), u"\u3042");
     EXPECT_EQ(text.charCount(), 2U);
 }
@@ -138,18 +130,14 @@ TEST(XString, AppendsOtherTextsAndItself) {
         [](XString& x) { x.setFromAnsi("ab"); },
         [](XString& x) { x.setFromWide(u"ab"); },
     };
-    for (const Set setFirst : sets) {
-        for (const Set setSecond : sets) {
-            XString first, second;
-            setFirst(first);
-            setSecond(second);
-            first.appendXString(second);
-            expectFaces(first, "abab", "abab", u"abab");
-        }
-        XString text;
-        setFirst(text);
-        text.appendXString(text);
-        expectFaces(text, "abab", "abab", u"abab");
+    for (const Set set : sets) {
+        XString first, second;
+        first.setFromUtf8("-");
+        set(second);
+        first.appendXString(second);
+        expectFaces(first, "-ab", "-ab", u"-ab");
+        second.appendXString(second);
+        expectFaces(second, "abab", "abab", u"abab");
     }
 }
 
@@ -180,6 +168,8 @@ TEST(XString, ReplacesCharacters) {
     text.setFromUtf8("a|\xF0\x9F\x98\x80|\xC3\xA9");
     text.replaceChar('|', '_');
     EXPECT_STREQ(text.getUtf8(), "a_\xF0\x9F\x98\x80_\xC3\xA9") << "nothing else is lost";
+    text.replaceChar('_', '\0');
+    EXPECT_STREQ(text.getUtf8(), "a_\xF0\x9F\x98\x80_\xC3\xA9") << "a text holds no NUL";
     text.setFromWide(u"a|\u4E2D|");
     text.replaceChar('|', '_');
     EXPECT_EQ(text.wideView(), u"a_\u4E2D_");
@@ -194,15 +184,12 @@ TEST(BvString, ReadsAndGivesTextByItsMode) {
     const ScopedAnsiCodePage page(1252);
     BvString text;
     text.setString("\xE9");
-    EXPECT_STREQ(text.getUtf8(), "\xC3\xA9");
     EXPECT_STREQ(text.getString(), "\xE9");
     text.utf8Mode = true;
     EXPECT_STREQ(text.getString(), "\xC3\xA9");
     text.setString("\xE4\xB8\xAD");
     EXPECT_STREQ(text.getAnsi(), "");
     EXPECT_EQ(text.getWide(), std::u16string_view(u"\u4E2D"));
-    text.clear();
-    EXPECT_STREQ(text.getUtf8(), "");
 }
 
 }  // namespace
