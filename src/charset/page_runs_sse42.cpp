@@ -177,13 +177,10 @@ BORVIK_SSE42 inline __m128i lookUpPairs(const char16_t* units, const std::uint8_
 
 /// 8 units through the table, as in `cells`.
 BORVIK_SSE42 inline __m128i lookUpCells(const std::uint16_t* cells, const std::uint8_t* in) {
-    const std::uint64_t low = loadWord(in);
-    const std::uint64_t high = loadWord(in + 8);
-    return _mm_setr_epi16(
-        static_cast<short>(cells[low & 0xFFFF]), static_cast<short>(cells[low >> 16 & 0xFFFF]),
-        static_cast<short>(cells[low >> 32 & 0xFFFF]), static_cast<short>(cells[low >> 48]),
-        static_cast<short>(cells[high & 0xFFFF]), static_cast<short>(cells[high >> 16 & 0xFFFF]),
-        static_cast<short>(cells[high >> 32 & 0xFFFF]), static_cast<short>(cells[high >> 48]));
+    const auto cell = [cells, in](std::size_t i) {
+        return static_cast<short>(cells[loadUnit(in + 2 * i)]);
+    };
+    return _mm_setr_epi16(cell(0), cell(1), cell(2), cell(3), cell(4), cell(5), cell(6), cell(7));
 }
 
 }  // namespace
