@@ -36,14 +36,11 @@ TEST(AsciiText, FindsAsThePlainSearchDoes) {
 }
 
 TEST(AsciiText, TrimsAndTests) {
-    const struct {
-        const char* text;
-        const char* trimmed;
-    } cases[] = {{"", ""}, {" \t\r\n", ""}, {"a", "a"}, {" a b\n", "a b"}, {"\va\f", "\va\f"}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(trimmed(c.text), c.trimmed);
+    const char* const cases[][2] = {
+        {"", ""}, {" \t\r\n", ""}, {"a", "a"}, {" a b\n", "a b"}, {"\va\f", "\va\f"}};
+    for (const auto& [text, expected] : cases) {
+        EXPECT_EQ(trimmed(text), expected);
     }
-    EXPECT_EQ(trimmed("--a--", "-"), "a");
     for (std::size_t at = 0; at < 100; ++at) {
         std::string text(100, '\x7F');
         EXPECT_TRUE(isAscii(text));

@@ -61,22 +61,14 @@ bool isLeftOpen(unsigned unit, bool multiByte) {
     return (unit >= 0xE000 && unit <= 0xF8FF) || (multiByte && unit >= 0x80 && unit <= 0x9F);
 }
 
-/// Characters that only we have, that only the peer has, and that the two have in different places.
-struct Differences {
-    int ours = 0;
-    int theirs = 0;
-    int other = 0;
+/// How many characters only we have, only the peer has, and the two have in different places.
+using Differences = std::array<int, 3>;
 
-    void count(unsigned mine, unsigned peers) {
-        ours += mine != 0 && peers == 0 ? 1 : 0;
-        theirs += mine == 0 && peers != 0 ? 1 : 0;
-        other += mine != 0 && peers != 0 && mine != peers ? 1 : 0;
+void count(unsigned mine, unsigned peers, Differences& found) {
+    if (mine != peers) {
+        ++found[peers == 0 ? 0 : mine == 0 ? 1 : 2];
     }
-    friend bool operator==(const Differences&, const Differences&) = default;
-    friend std::ostream& operator<<(std::ostream& out, const Differences& d) {
-        return out << "{" << d.ours << ", " << d.theirs << ", " << d.other << "}";
-    }
-};
+}
 
 unsigned numberOf(std::string_view bytes) {
     unsigned value = 0;
@@ -89,13 +81,13 @@ unsigned numberOf(std::string_view bytes) {
 Differences compareDecoding(std::uint32_t page, Peer& peer) {
     const DecodeTable& table = *decodeTable(page);
     const bool multiByte = table.isMultiByte();
-    Differences found;
+    Differences found{};
     const auto compare = [&](const std::string& code, char16_t unit) {
         const std::string bytes = peer.convert(code);
         const unsigned theirs =
             bytes.size() == 2 ? numberOf({&bytes[1], 1}) << 8 | numberOf({bytes.data(), 1}) : 0;
         if (!isLeftOpen(unit, multiByte) && !isLeftOpen(theirs, multiByte)) {
-            found.count(unit, theirs);
+            count(unit, theirs, found);
         }
     };
     for (unsigned lead = 1; lead <= 0xFF; ++lead) {
@@ -114,7 +106,7 @@ Differences compareDecoding(std::uint32_t page, Peer& peer) {
 
 Differences compareEncoding(std::uint32_t page, Peer& peer) {
     const EncodeTable& table = *encodeTable(page);
-    Differences found;
+    Differences found{};
     for (unsigned unit = 1; unit <= 0xFFFF; ++unit) {
         if (isSurrogate(unit) || isLeftOpen(unit, table.isMultiByte())) {
             continue;
@@ -124,7 +116,7 @@ Differences compareEncoding(std::uint32_t page, Peer& peer) {
         const unsigned cell = table.cell(narrow);
         const unsigned mine = cell > 0xFF ? (cell & 0xFF) << 8 | cell >> 8 : cell;
         // No page of ours has codes of 3 bytes.
-        found.count(mine, theirs.size() <= 2 ? numberOf(theirs) : 0);
+        count(mine, theirs.size() <= 2 ? numberOf(theirs) : 0, found);
     }
     return found;
 }

@@ -83,15 +83,12 @@ std::vector<std::string> awkwardTexts() {
 
 void expectEqualLanes(const std::string& name, const Kernel& kernel, const std::string& text,
                       std::size_t unitSize) {
-    const TextRuns* lanes = sse42Runs();
-    if (lanes == nullptr) {
-        GTEST_SKIP() << "there are no lanes for this processor";
-    }
+    const TextRuns& lanes = nativeRuns();
     for (std::size_t cut = 0; cut < std::min<std::size_t>(text.size(), 18); cut += unitSize) {
         const auto rest = std::string_view(text).substr(cut);
         const Outcome plain = run(kernel, portableRuns(), rest, 4096);
-        EXPECT_TRUE(run(kernel, *lanes, rest, 4096) == plain) << name << testing::hex(rest);
-        EXPECT_TRUE(run(kernel, *lanes, rest, cut) == plain) << name << testing::hex(rest);
+        EXPECT_TRUE(run(kernel, lanes, rest, 4096) == plain) << name << testing::hex(rest);
+        EXPECT_TRUE(run(kernel, lanes, rest, cut) == plain) << name << testing::hex(rest);
         EXPECT_TRUE(run(kernel, portableRuns(), rest, cut) == plain) << name;
     }
 }
@@ -101,7 +98,7 @@ TEST(TextRuns, GiveWhatThePlainLoopsGive) {
         const std::string units = converted(kUtf8, kUtf16Le, text).bytes;
         expectEqualLanes("from UTF-8", kernels::utf8ToUnicode, text, 1);
         expectEqualLanes("to UTF-8", kernels::unicodeToUtf8, units, 2);
-        for (const std::uint32_t page : {1252U, 1251U, 500U, 20866U, 932U, 936U}) {
+        for (const std::uint32_t page : {1252U, 1251U, 500U, 932U}) {
             expectEqualLanes("from a page", decode(page), text, 1);
             expectEqualLanes("to a page", encode(page), units, 2);
             const std::string coded = converted(kUtf16Le, page, units).bytes;
