@@ -6,11 +6,12 @@
 namespace borvik::sse42 {
 namespace {
 
-constexpr char kEscape = 0x1B;
+constexpr std::uint8_t kEscape = 0x1B;
 constexpr std::size_t kEscapeLength = 3;
 
 /// Passes an escape to ASCII or to double-byte characters. False, with nothing done, elsewhere.
-inline bool readEscape(TextCursor& c, char kind, char setA, char setB, JisSet made, JisSet& set) {
+inline bool readEscape(TextCursor& c, std::uint8_t kind, std::uint8_t setA, std::uint8_t setB,
+                       JisSet made, JisSet& set) {
     if (c.left() < kEscapeLength || c.in[0] != kEscape || c.in[1] != kind ||
         (c.in[2] != setA && c.in[2] != setB)) {
         return false;
