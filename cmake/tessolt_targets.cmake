@@ -30,17 +30,18 @@ function(tessolt_subsystem name)
   endif()
 endfunction()
 
-# tessolt_test_program(NAME SOURCE...): a test program. The test framework is most of what its compiler reads, so it is
-# read once (not where a compiler cache is used, which can't do that), and sanitized tests aren't optimised.
+# tessolt_test_program(NAME SOURCE...): a test program. Sanitized, its tests aren't optimised, and the headers of the test
+# framework, most of what the compiler reads then, are read once. (A compiler cache can't be used with that, and optimised
+# code from such headers makes GCC 12 warn of what isn't there.)
 function(tessolt_test_program name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE tessolt_test_support GTest::gmock GTest::gtest_main)
   tessolt_target_options(${name})
   if(TESSOLT_SANITIZE)
     target_compile_options(${name} PRIVATE -O0)
-  endif()
-  if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+    if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
+      target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+    endif()
   endif()
 endfunction()
 
