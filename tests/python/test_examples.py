@@ -6,6 +6,8 @@ import sys
 import tempfile
 import unittest
 
+from mail_host import mail_host
+
 BUILT = os.environ["TESSOLT_EXAMPLES"]
 SCRIPTS = os.path.join(os.path.dirname(__file__), "..", "..", "examples", "python")
 LANGUAGES = {
@@ -35,9 +37,8 @@ class Examples(unittest.TestCase):
         file = os.path.join(self.folder, "all bytes.bin")
         with open(file, "wb") as out:
             out.write(content)
-        with subprocess.Popen(LANGUAGES["C++"]("mail_host") + ["user", "secret"], text=True,
-                              stdin=subprocess.PIPE, stdout=subprocess.PIPE) as host:
-            smtp, pop3 = (host.stdout.readline().split()[1] for _ in range(2))
+        with mail_host("user", "secret") as ports:
+            smtp, pop3 = (f"127.0.0.1:{port}" for port in ports)
             for number, language in enumerate(LANGUAGES, 1):
                 told = self.run_example(language, "send_attachment", smtp, "user", "secret",
                                         "from@example.org", "to@example.org", file)
