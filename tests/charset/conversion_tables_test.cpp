@@ -150,6 +150,7 @@ TEST(ConversionTables, AreSharedByThreadsThatMeetAtTheFirstUse) {
     std::vector<std::thread> threads;
     std::array<std::vector<const void*>, 8> seen;
     std::atomic<unsigned> waiting{seen.size()};
+    threads.reserve(seen.size());
     for (auto& mine : seen) {
         threads.emplace_back([&pages, &mine, &waiting] {
             for (--waiting; waiting != 0;) {
