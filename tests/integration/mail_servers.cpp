@@ -45,6 +45,7 @@ bool accepts(std::uint16_t port) {
 /// Starts a program with its output thrown away; 0 when that fails.
 pid_t spawn(const std::vector<std::string>& words) {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string& word : words) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }
