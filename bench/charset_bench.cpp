@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <functional>
 #include <random>
 #include <string>
@@ -24,6 +23,7 @@
 #include "charset/code_pages.h"
 #include "charset/conversion_tables.h"
 #include "charset/encoding_convert.h"
+#include "peer_timing.h"
 
 namespace {
 
@@ -111,21 +111,8 @@ std::string makeText(std::string_view sample, std::size_t size) {
     return text;
 }
 
-/// Time of this thread on the processor, so that a busy machine doesn't count.
 double millisecondsOf(const std::function<void()>& work) {
-    const auto now = [] {
-        timespec time{};
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-        return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
-    };
-    const double start = now();
-    work();
-    return now() - start;
-}
-
-double medianOf(std::vector<double> values) {
-    std::ranges::sort(values);
-    return values[values.size() / 2];
+    return bench::seconds(work) * 1e3;
 }
 
 [[noreturn]] void fail(const std::string& what) {
@@ -226,12 +213,12 @@ bool measure(const std::string& label, Contest& contest, std::size_t inputSize) 
         iconvTimes.push_back(millisecondsOf([&] { contest.runIconv(); }));
         icu.push_back(millisecondsOf([&] { contest.runIcu(); }));
     }
-    const double mine = medianOf(ours);
-    const double best = std::min(medianOf(iconvTimes), medianOf(icu));
+    const double mine = bench::median(ours);
+    const double best = std::min(bench::median(iconvTimes), bench::median(icu));
     const double ratio = best / mine;
     std::printf("%-28s %7.2f ms %7.0f MB/s | iconv %7.2f  icu %7.2f | %5.2fx%s\n", label.c_str(),
-                mine, static_cast<double>(inputSize) / 1e3 / mine, medianOf(iconvTimes),
-                medianOf(icu), ratio, ratio < kWantedRatio ? "  MISSED" : "");
+                mine, static_cast<double>(inputSize) / 1e3 / mine, bench::median(iconvTimes),
+                bench::median(icu), ratio, ratio < kWantedRatio ? "  MISSED" : "");
     return ratio >= kWantedRatio;
 }
 

@@ -319,7 +319,7 @@ void Iso2022JpDecoder::readPairs(TextCursor& c) {
     const std::uint8_t* in = c.in;
     const std::uint8_t* end = in + std::min<std::size_t>(c.left(), kBytesPerStep) / 2 * 2;
     std::uint8_t* out = c.out;
-    for (; in<end&& * in> kEscape; in += 2) {
+    for (; in < end && kEscape < *in; in += 2) {
         out = putShiftJis(in[0], in[1], out);
     }
     c.in = in;
