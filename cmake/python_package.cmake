@@ -1,7 +1,7 @@
 # The Python package, put together in the build tree so that it can be imported from there: PYTHONPATH=<build>/python.
 
-file(GLOB python_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/bindings/python/tessolt/*.py)
-set(python_folder ${CMAKE_BINARY_DIR}/python/tessolt)
+file(GLOB python_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/bindings/python/tessolt/*.py)
+set(python_folder ${PROJECT_BINARY_DIR}/python/tessolt)
 set(python_staged)
 foreach(source ${python_sources})
   get_filename_component(name ${source} NAME)

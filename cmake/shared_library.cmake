@@ -4,12 +4,13 @@
 add_library(queltx64 SHARED $<TARGET_OBJECTS:tessolt_automation> $<TARGET_OBJECTS:tessolt_platform>)
 add_library(tessolt::tessolt ALIAS queltx64)
 target_link_libraries(queltx64 PRIVATE tessolt_automation)
-target_include_directories(queltx64 INTERFACE $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include>
+target_include_directories(queltx64 INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
                                               $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-target_compile_features(queltx64 INTERFACE cxx_std_20)
+target_compile_features(queltx64 INTERFACE cxx_std_17)
 
-set(version_script ${CMAKE_SOURCE_DIR}/src/automation/queltx64.map)
-target_link_options(queltx64 PRIVATE -Wl,--version-script=${version_script})
+set(version_script ${PROJECT_SOURCE_DIR}/src/automation/queltx64.map)
+# A host may have functions of the same names as ours; calls within the library stay in it.
+target_link_options(queltx64 PRIVATE -Wl,--version-script=${version_script} -Wl,-Bsymbolic-functions)
 if(NOT TESSOLT_SANITIZE)
   target_link_options(queltx64 PRIVATE -Wl,--no-undefined)
 endif()
@@ -17,5 +18,5 @@ set_target_properties(queltx64 PROPERTIES LINKER_LANGUAGE CXX VERSION ${PROJECT_
                                           SOVERSION ${PROJECT_VERSION_MAJOR}
                                           LINK_DEPENDS ${version_script}
                                           EXPORT_NAME tessolt
-                                          LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
+                                          LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
 tessolt_target_options(queltx64)

@@ -1,7 +1,7 @@
 # Helpers that every target of the project is made with, so that warnings and sanitizers are set in one place.
 
 function(tessolt_target_options target)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Werror)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wdate-time $<$<BOOL:${TESSOLT_WERROR}>:-Werror>)
   # GCC 12 sees overlaps in std::string's operator+ that aren't there (GCC bug 105651).
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     target_compile_options(${target} PRIVATE -Wno-restrict)
@@ -13,26 +13,21 @@ function(tessolt_target_options target)
   endif()
 endfunction()
 
-# tessolt_subsystem(NAME LINK ...): static library tessolt_NAME of all sources in src/NAME.
-function(tessolt_subsystem name)
+# tessolt_subsystem(ROOM LINK ...): static library of all sources that lie in src/ROOM itself; charset/tables becomes
+# tessolt_charset_tables.
+function(tessolt_subsystem room)
   cmake_parse_arguments(arg "" "" "LINK" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/${name}/*.cpp ${CMAKE_SOURCE_DIR}/src/${name}/*.c)
-  if(sources)
-    add_library(tessolt_${name} STATIC ${sources})
-    target_include_directories(tessolt_${name} PUBLIC ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/include)
-    target_link_libraries(tessolt_${name} ${arg_LINK})
-    tessolt_target_options(tessolt_${name})
-  else()
-    list(REMOVE_ITEM arg_LINK PUBLIC PRIVATE)
-    add_library(tessolt_${name} INTERFACE)
-    target_include_directories(tessolt_${name} INTERFACE ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/include)
-    target_link_libraries(tessolt_${name} INTERFACE ${arg_LINK})
-  endif()
+  string(REPLACE / _ target tessolt_${room})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/src/${room}/*.cpp)
+  add_library(${target} STATIC ${sources})
+  target_include_directories(${target} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/src ${CMAKE_CURRENT_SOURCE_DIR}/include)
+  target_link_libraries(${target} ${arg_LINK})
+  tessolt_target_options(${target})
 endfunction()
 
-# tessolt_test_program(NAME SOURCE...): a test program. Sanitized, its tests aren't optimised, and the headers of the test
-# framework, most of what the compiler reads then, are read once. (A compiler cache can't be used with that, and optimised
-# code from such headers makes GCC 12 warn of what isn't there.)
+# tessolt_test_program(NAME SOURCE...): a test program. Sanitized, its tests aren't optimised, and the headers of the
+# test framework, most of what the compiler reads then, are read once. (A compiler cache can't be used with that, and
+# optimised code from such headers makes GCC 12 warn of what isn't there.)
 function(tessolt_test_program name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE tessolt_test_support GTest::gmock GTest::gtest_main)
@@ -45,12 +40,9 @@ function(tessolt_test_program name)
   endif()
 endfunction()
 
-# tessolt_tests(NAME): the test program NAME_test of all sources in tests/NAME, one CTest test a case.
+# tessolt_tests(NAME): the test program NAME_test of all sources in tests/NAME and its wings, one CTest test a case.
 function(tessolt_tests name)
-  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${name}/*.cpp)
-  if(NOT sources)
-    return()
-  endif()
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${name}/*.cpp)
   tessolt_test_program(${name}_test ${sources})
   target_link_libraries(${name}_test PRIVATE tessolt_${name})
   gtest_discover_tests(${name}_test DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)

@@ -16,6 +16,7 @@
 #include <system_error>
 
 #include "line_channel.h"
+#include "loopback_port.h"
 
 namespace loopback {
 namespace {
@@ -25,17 +26,10 @@ constexpr int kAcceptPollMilliseconds = 50;
 constexpr std::string_view kApopTimestamp = "<1.1@loopback.example>";
 
 int listenOnLoopback(std::uint16_t& port) {
-    const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    if (listener < 0 || ::bind(listener, generic, size) != 0 || ::listen(listener, kBacklog) != 0 ||
-        ::getsockname(listener, generic, &size) != 0) {
+    const int listener = bindSocket(port);
+    if (listener < 0 || ::listen(listener, kBacklog) != 0) {
         throw std::system_error(errno, std::generic_category(), "loopback port");
     }
-    port = ntohs(address.sin_port);
     return listener;
 }
 
@@ -160,12 +154,34 @@ private:
                               std::to_string(octets));
         } else if (command.verb == "RETR" || command.verb == "TOP" || command.verb == "DELE") {
             onMessage(command);
+        } else if (command.verb == "LIST" || command.verb == "UIDL") {
+            list(command);
         } else if (command.verb == "NOOP") {
             channel_.sendLine("+OK");
         } else {
             return capabilities(command);
         }
         return true;
+    }
+
+    /// Sizes or unique ids, of one message or of all.
+    void list(const Command& command) {
+        const bool sizes = command.verb == "LIST";
+        std::string lines;
+        for (std::size_t i = 0; i < messages_.size(); ++i) {
+            const std::string number = std::to_string(i + 1);
+            if (!deleted_.contains(i) && (command.argument.empty() || command.argument == number)) {
+                lines += number + " ";
+                lines +=
+                    sizes ? std::to_string(messages_[i].size()) : md5Hex(number + messages_[i]);
+                lines += "\r\n";
+            }
+        }
+        if (command.argument.empty()) {
+            channel_.send("+OK\r\n" + lines + ".\r\n");
+        } else {
+            channel_.send(lines.empty() ? "-ERR no such message\r\n" : "+OK " + lines);
+        }
     }
 
     void onMessage(const Command& command) {

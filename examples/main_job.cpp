@@ -29,11 +29,12 @@ using tessolt::Text;
 using tessolt::Value;
 
 constexpr const char* kMarkHeader = "X-Main-Job";
-constexpr const char* kSubject = "Grüße, Привет, 你好, γειά σου";
+constexpr const char* kSubject = "Grüße, Привет, 你好, γειά σου 😀";
 constexpr const char* kPlainBody =
-    "Smörgåsbord für alle.\r\n.\r\nA lone dot stood above. Пока!\r\n";
+    "Smörgåsbord für alle. Пока! 再见! さようなら! 안녕! 👋\r\n.\r\nA lone dot stood above.\r\n";
 constexpr const char* kHtmlBody =
-    "<html><body><p>Smörgåsbord für <b>alle</b>. Пока!</p></body></html>";
+    "<html><body><p>Smörgåsbord für <b>alle</b>. Пока! 再见! 👋</p></body></html>";
+constexpr const char* kTextFile = "Заметки 日本語 📝.txt";
 constexpr int kDeliveryTries = 120;
 constexpr LONG kDeliveryWait = 500;
 constexpr LONG kNewestLookedAt = 10;
@@ -80,14 +81,11 @@ public:
         for (int value = 0; value < 256; ++value) {
             all_bytes += static_cast<char>(value);
         }
-        writeFile(root_ / "notes.txt", "First line\nSecond line\n");
+        writeFile(root_ / kTextFile, "First line\nSecond line\n");
         writeFile(root_ / "all-bytes.bin", all_bytes);
         writeFile(root_ / "settings",
                   "[HKEY_LOCAL_MACHINE\\Software\\Merivane\\Tessolt]\n\"Queue\"=\"" +
-                      (root_ / "queue").string() +
-                      "\"\n"
-                      "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Nls\\CodePage]\n"
-                      "\"ACP\"=\"65001\"\n");
+                      (root_ / "queue").string() + "\"\n");
         ::setenv("TESSOLT_SETTINGS", (root_ / "settings").c_str(), 1);
     }
     ~Workspace() {
@@ -116,7 +114,7 @@ tessolt::ComPtr<IEMailMessage> compose(const Workspace& files, const Options& op
     message->put_BodyHtml(Text(kHtmlBody));
     message->AddTo(Text(options.to), Text("Zoë 例"));
     check(*message, "AddTo");
-    message->AddAttachment(Text(files.path("notes.txt") + "|" + files.path("all-bytes.bin")));
+    message->AddAttachment(Text(files.path(kTextFile) + "|" + files.path("all-bytes.bin")));
     check(*message, "AddAttachment");
     message->AddHeader(Text(kMarkHeader), Text(mark));
     report("compose", std::string(kSubject) + ", two bodies, " +
@@ -236,6 +234,19 @@ void queue(IEMailMessage& message, const Options& options, const Workspace& file
     }
 }
 
+/// Sends what was queued by the program that quickstart names, and looks for it.
+void sendQueued(const Options& options, const std::string& mark) {
+    const char* program = std::getenv("TESSOLT_QUEUE_PROGRAM");
+    if (program == nullptr) {
+        return;
+    }
+    const std::string command = std::string(program) + " run --once";
+    require(std::system(command.c_str()) == 0, "the queue is sent");
+    auto got = fetch(options, mark);
+    compareTexts(*got, "queue");
+    report("tessolt-queue run", "the queued message has arrived, equal to what was queued");
+}
+
 void showLog(const Workspace& files) {
     std::istringstream log(readFile(files / "job.log"));
     std::vector<std::string> lines;
@@ -292,7 +303,10 @@ void runJob(int argc, char** argv) {
     auto got = fetch(options, mark);
     printAndSave(*got, files);
     saveAndLoad(*got, files);
+    const std::string queuedMark = mark + "-queued";
+    message->AddHeader(Text(kMarkHeader), Text(queuedMark));
     queue(*message, options, files);
+    sendQueued(options, queuedMark);
     showLog(files);
     std::cout << "All steps done.\n";
 }

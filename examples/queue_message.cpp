@@ -11,8 +11,9 @@ int main(int argc, char** argv) {
         const example::Server server = example::parseServer(argv[1]);
         auto message = example::create<tessolt::IEMailMessage>("Tessolt.EMailMessage");
         message->put_FromAddress(tessolt::Text(argv[2]));
-        message->put_Subject(tessolt::Text("Later will do"));
-        message->put_BodyPlainText(tessolt::Text("This one waits in the queue.\r\n"));
+        message->put_Subject(tessolt::Text("Später, позже, 稍后 🕐"));
+        message->put_BodyPlainText(
+            tessolt::Text("Wartet in der Schlange. Ждёт в очереди. 在队列中等待。\r\n"));
         message->AddTo(tessolt::Text(argv[3]), tessolt::Text());
         example::check(*message, "AddTo");
 

@@ -12,8 +12,9 @@ int main(int argc, char** argv) {
 
         auto message = example::create<tessolt::IEMailMessage>("Tessolt.EMailMessage");
         message->put_FromAddress(tessolt::Text(argv[4]));
-        message->put_Subject(tessolt::Text("A file for you"));
-        message->put_BodyPlainText(tessolt::Text("The file is attached.\r\n"));
+        message->put_Subject(tessolt::Text("A file for you 📎"));
+        message->put_BodyPlainText(
+            tessolt::Text("Die Datei hängt an. Файл приложен. 文件在附件中。\r\n"));
         message->AddTo(tessolt::Text(argv[5]), tessolt::Text());
         example::check(*message, "AddTo");
         message->AddAttachment(tessolt::Text(argv[6]));

@@ -9,8 +9,8 @@ host, port = server(where)
 
 message = tessolt.Dispatch("Tessolt.EMailMessage")
 message.FromAddress = sender
-message.Subject = "Later will do"
-message.BodyPlainText = "This one waits in the queue.\r\n"
+message.Subject = "Später, позже, 稍后 🕐"
+message.BodyPlainText = "Wartet in der Schlange. Ждёт в очереди. 在队列中等待。\r\n"
 message.AddTo(recipient)
 check(message, "AddTo")
 

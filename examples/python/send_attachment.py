@@ -10,8 +10,8 @@ host, port = server(where)
 
 message = tessolt.Dispatch("Tessolt.EMailMessage")
 message.FromAddress = sender
-message.Subject = "A file for you"
-message.BodyPlainText = "The file is attached.\r\n"
+message.Subject = "A file for you 📎"
+message.BodyPlainText = "Die Datei hängt an. Файл приложен. 文件在附件中。\r\n"
 message.AddTo(recipient)
 check(message, "AddTo")
 message.AddAttachment(file)

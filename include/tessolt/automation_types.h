@@ -15,7 +15,6 @@
 
 typedef int32_t HRESULT;  ///< A result; negative means failure.
 typedef int32_t LONG;
-typedef uint32_t ULONG;
 typedef uint32_t UINT;
 typedef uint16_t WORD;
 typedef int32_t DISPID;        ///< The number of a property or method.
@@ -23,50 +22,60 @@ typedef uint32_t LCID;         ///< A locale; every call here ignores it.
 typedef int16_t VARIANT_BOOL;  ///< VARIANT_TRUE or VARIANT_FALSE.
 typedef uint16_t VARTYPE;      ///< One of the VT_ numbers, with or without VT_BYREF.
 typedef int32_t SCODE;
-typedef int32_t BOOL;
 
-#define VARIANT_TRUE ((VARIANT_BOOL)-1)
-#define VARIANT_FALSE ((VARIANT_BOOL)0)
+#ifdef __cplusplus
+namespace tessolt {
+/// A count of references. Database headers have a wider global type of this name.
+using ULONG = uint32_t;
+}  // namespace tessolt
+#define TESSOLT_CAST(type, value) static_cast<type>(value)
+#else
+#define TESSOLT_CAST(type, value) ((type)(value))
+#endif
+#define TESSOLT_RESULT(number) TESSOLT_CAST(HRESULT, number)
 
-#define S_OK ((HRESULT)0)
-#define S_FALSE ((HRESULT)1)
-#define E_NOTIMPL ((HRESULT)0x80004001)
-#define E_NOINTERFACE ((HRESULT)0x80004002)
-#define E_POINTER ((HRESULT)0x80004003)
-#define E_FAIL ((HRESULT)0x80004005)
-#define E_UNEXPECTED ((HRESULT)0x8000FFFF)
-#define E_ACCESSDENIED ((HRESULT)0x80070005)
-#define E_OUTOFMEMORY ((HRESULT)0x8007000E)
-#define E_INVALIDARG ((HRESULT)0x80070057)
-#define DISP_E_UNKNOWNINTERFACE ((HRESULT)0x80020001)
-#define DISP_E_MEMBERNOTFOUND ((HRESULT)0x80020003)
-#define DISP_E_PARAMNOTFOUND ((HRESULT)0x80020004)
-#define DISP_E_TYPEMISMATCH ((HRESULT)0x80020005)
-#define DISP_E_UNKNOWNNAME ((HRESULT)0x80020006)
-#define DISP_E_NONAMEDARGS ((HRESULT)0x80020007)
-#define DISP_E_BADVARTYPE ((HRESULT)0x80020008)
-#define DISP_E_EXCEPTION ((HRESULT)0x80020009)
-#define DISP_E_OVERFLOW ((HRESULT)0x8002000A)
-#define DISP_E_BADINDEX ((HRESULT)0x8002000B)
-#define DISP_E_BADPARAMCOUNT ((HRESULT)0x8002000E)
-#define DISP_E_PARAMNOTOPTIONAL ((HRESULT)0x8002000F)
-#define CLASS_E_NOAGGREGATION ((HRESULT)0x80040110)
-#define CLASS_E_CLASSNOTAVAILABLE ((HRESULT)0x80040111)
-#define REGDB_E_CLASSNOTREG ((HRESULT)0x80040154)
-#define CO_E_CLASSSTRING ((HRESULT)0x800401F3)
-#define SELFREG_E_CLASS ((HRESULT)0x80040201)
+#define VARIANT_TRUE TESSOLT_CAST(VARIANT_BOOL, -1)
+#define VARIANT_FALSE TESSOLT_CAST(VARIANT_BOOL, 0)
 
-#define SUCCEEDED(result) (((HRESULT)(result)) >= 0)
-#define FAILED(result) (((HRESULT)(result)) < 0)
+#define S_OK TESSOLT_RESULT(0)
+#define S_FALSE TESSOLT_RESULT(1)
+#define E_NOTIMPL TESSOLT_RESULT(0x80004001)
+#define E_NOINTERFACE TESSOLT_RESULT(0x80004002)
+#define E_POINTER TESSOLT_RESULT(0x80004003)
+#define E_FAIL TESSOLT_RESULT(0x80004005)
+#define E_UNEXPECTED TESSOLT_RESULT(0x8000FFFF)
+#define E_ACCESSDENIED TESSOLT_RESULT(0x80070005)
+#define E_OUTOFMEMORY TESSOLT_RESULT(0x8007000E)
+#define E_INVALIDARG TESSOLT_RESULT(0x80070057)
+#define DISP_E_UNKNOWNINTERFACE TESSOLT_RESULT(0x80020001)
+#define DISP_E_MEMBERNOTFOUND TESSOLT_RESULT(0x80020003)
+#define DISP_E_PARAMNOTFOUND TESSOLT_RESULT(0x80020004)
+#define DISP_E_TYPEMISMATCH TESSOLT_RESULT(0x80020005)
+#define DISP_E_UNKNOWNNAME TESSOLT_RESULT(0x80020006)
+#define DISP_E_NONAMEDARGS TESSOLT_RESULT(0x80020007)
+#define DISP_E_BADVARTYPE TESSOLT_RESULT(0x80020008)
+#define DISP_E_EXCEPTION TESSOLT_RESULT(0x80020009)
+#define DISP_E_OVERFLOW TESSOLT_RESULT(0x8002000A)
+#define DISP_E_BADINDEX TESSOLT_RESULT(0x8002000B)
+#define DISP_E_BADPARAMCOUNT TESSOLT_RESULT(0x8002000E)
+#define DISP_E_PARAMNOTOPTIONAL TESSOLT_RESULT(0x8002000F)
+#define CLASS_E_NOAGGREGATION TESSOLT_RESULT(0x80040110)
+#define CLASS_E_CLASSNOTAVAILABLE TESSOLT_RESULT(0x80040111)
+#define REGDB_E_CLASSNOTREG TESSOLT_RESULT(0x80040154)
+#define CO_E_CLASSSTRING TESSOLT_RESULT(0x800401F3)
+#define SELFREG_E_CLASS TESSOLT_RESULT(0x80040201)
 
-#define DISPID_VALUE ((DISPID)0)         ///< The default member.
-#define DISPID_UNKNOWN ((DISPID)-1)      ///< A name without a number.
-#define DISPID_PROPERTYPUT ((DISPID)-3)  ///< Names the value of a property write.
+#define SUCCEEDED(result) (TESSOLT_RESULT(result) >= 0)
+#define FAILED(result) (TESSOLT_RESULT(result) < 0)
 
-#define DISPATCH_METHOD ((WORD)1)
-#define DISPATCH_PROPERTYGET ((WORD)2)
-#define DISPATCH_PROPERTYPUT ((WORD)4)
-#define DISPATCH_PROPERTYPUTREF ((WORD)8)
+#define DISPID_VALUE TESSOLT_CAST(DISPID, 0)         ///< The default member.
+#define DISPID_UNKNOWN TESSOLT_CAST(DISPID, -1)      ///< A name without a number.
+#define DISPID_PROPERTYPUT TESSOLT_CAST(DISPID, -3)  ///< Names the value of a property write.
+
+#define DISPATCH_METHOD TESSOLT_CAST(WORD, 1)
+#define DISPATCH_PROPERTYGET TESSOLT_CAST(WORD, 2)
+#define DISPATCH_PROPERTYPUT TESSOLT_CAST(WORD, 4)
+#define DISPATCH_PROPERTYPUTREF TESSOLT_CAST(WORD, 8)
 
 /// A 128-bit identifier of an interface, a class or a library.
 typedef struct GUID {
@@ -139,15 +148,36 @@ enum {
     VT_NULL = 1,       ///< No valid value.
     VT_I2 = 2,         ///< int16_t
     VT_I4 = 3,         ///< int32_t
+    VT_R4 = 4,         ///< float
     VT_R8 = 5,         ///< double
+    VT_CY = 6,         ///< int64_t, an amount in ten-thousandths
+    VT_DATE = 7,       ///< double, days since 30 December 1899 and parts of a day
     VT_BSTR = 8,       ///< automation string, owned
     VT_DISPATCH = 9,   ///< IDispatch pointer, one reference owned
     VT_ERROR = 10,     ///< a result; DISP_E_PARAMNOTFOUND stands for a missing argument
     VT_BOOL = 11,      ///< VARIANT_BOOL
     VT_VARIANT = 12,   ///< only together with VT_BYREF
     VT_UNKNOWN = 13,   ///< IUnknown pointer, one reference owned
+    VT_DECIMAL = 14,   ///< DECIMAL, which lies over the whole VARIANT
+    VT_I1 = 16,        ///< int8_t
+    VT_UI1 = 17,       ///< uint8_t
+    VT_UI2 = 18,       ///< uint16_t
+    VT_UI4 = 19,       ///< uint32_t
+    VT_I8 = 20,        ///< int64_t
+    VT_UI8 = 21,       ///< uint64_t
+    VT_INT = 22,       ///< int32_t
+    VT_UINT = 23,      ///< uint32_t
     VT_BYREF = 0x4000  ///< the value is a pointer to one of the types above, not owned
 };
+
+/// A number of up to 96 bits, divided by ten to the power of `scale`.
+typedef struct DECIMAL {
+    uint16_t wReserved;  ///< Under it lies the type of the VARIANT.
+    uint8_t scale;       ///< 0 to 28
+    uint8_t sign;        ///< 0x80 for a negative number, else 0
+    uint32_t Hi32;
+    uint64_t Lo64;
+} DECIMAL;
 
 #ifdef __cplusplus
 struct IUnknown;
@@ -157,33 +187,49 @@ typedef struct IUnknown IUnknown;
 typedef struct IDispatch IDispatch;
 #endif
 
-/// A value with its type: 16 bytes of head and value, and 8 bytes that only larger foreign types
-/// use.
+/// A value with its type. `decVal` lies over both.
 typedef struct VARIANT {
-    VARTYPE vt;
-    WORD wReserved1;
-    WORD wReserved2;
-    WORD wReserved3;
-    union {
-        int16_t iVal;
-        int32_t lVal;
-        double dblVal;
-        VARIANT_BOOL boolVal;
-        SCODE scode;
-        BSTR bstrVal;
-        IUnknown* punkVal;
-        IDispatch* pdispVal;
-        int16_t* piVal;
-        int32_t* plVal;
-        double* pdblVal;
-        VARIANT_BOOL* pboolVal;
-        SCODE* pscode;
-        BSTR* pbstrVal;
-        IUnknown** ppunkVal;
-        IDispatch** ppdispVal;
-        struct VARIANT* pvarVal;
-        void* byref;
-        void* pair[2];
+    __extension__ union {
+        __extension__ struct {
+            VARTYPE vt;
+            WORD wReserved1;
+            WORD wReserved2;
+            WORD wReserved3;
+            __extension__ union {
+                int8_t cVal;
+                uint8_t bVal;
+                int16_t iVal;
+                uint16_t uiVal;
+                int32_t lVal;
+                uint32_t ulVal;
+                int64_t llVal;
+                uint64_t ullVal;
+                int32_t intVal;
+                uint32_t uintVal;
+                float fltVal;
+                double dblVal;
+                int64_t cyVal;
+                double date;
+                VARIANT_BOOL boolVal;
+                SCODE scode;
+                BSTR bstrVal;
+                IUnknown* punkVal;
+                IDispatch* pdispVal;
+                int16_t* piVal;
+                int32_t* plVal;
+                double* pdblVal;
+                VARIANT_BOOL* pboolVal;
+                SCODE* pscode;
+                BSTR* pbstrVal;
+                DECIMAL* pdecVal;
+                IUnknown** ppunkVal;
+                IDispatch** ppdispVal;
+                struct VARIANT* pvarVal;
+                void* byref;
+                void* pair[2];
+            };
+        };
+        DECIMAL decVal;
     };
 } VARIANT;
 typedef VARIANT VARIANTARG;
@@ -198,9 +244,11 @@ TESSOLT_API HRESULT VariantCopy(VARIANT* target, const VARIANT* source);
 /// As VariantCopy, with by-reference values followed to what they point to.
 TESSOLT_API HRESULT VariantCopyInd(VARIANT* target, const VARIANT* source);
 /// Converts `source` to `type` into `target`, which may be the same object and is left unchanged on
-/// failure. DISP_E_TYPEMISMATCH when there is no such conversion or a text is no number,
-/// DISP_E_OVERFLOW when the value is out of range. With 2 as `flags` a truth value becomes the text
-/// "True" or "False" instead of "-1" or "0".
+/// failure. DISP_E_TYPEMISMATCH when there is no such conversion, a text is no number, or a value
+/// refers to itself; DISP_E_OVERFLOW when the value is out of range. Halves are rounded to the even
+/// neighbour. Dates are written and read as "12/31/1999 11:59:59 PM" and read as
+/// "1999-12-31 23:59:59" too. With 2 as `flags` a truth value becomes the text "True" or "False"
+/// instead of "-1" or "0".
 TESSOLT_API HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, uint16_t flags,
                                       VARTYPE type);
 
@@ -232,9 +280,9 @@ struct ITypeInfo;
 struct IUnknown {
     /// Gives `*object` as the interface `iid` with one reference added, or null and E_NOINTERFACE.
     virtual HRESULT QueryInterface(REFIID iid, void** object) = 0;
-    virtual ULONG AddRef() = 0;
+    virtual uint32_t AddRef() = 0;
     /// The object is gone once the last reference is released.
-    virtual ULONG Release() = 0;
+    virtual uint32_t Release() = 0;
 
 protected:
     ~IUnknown() = default;
@@ -257,7 +305,7 @@ protected:
 /// Makes objects of one class.
 struct IClassFactory : IUnknown {
     virtual HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** object) = 0;
-    virtual HRESULT LockServer(BOOL lock) = 0;
+    virtual HRESULT LockServer(int32_t lock) = 0;
 
 protected:
     ~IClassFactory() = default;
@@ -268,8 +316,8 @@ typedef struct ITypeInfo ITypeInfo;
 
 typedef struct IUnknownVtbl {
     HRESULT (*QueryInterface)(IUnknown* self, REFIID iid, void** object);
-    ULONG (*AddRef)(IUnknown* self);
-    ULONG (*Release)(IUnknown* self);
+    uint32_t (*AddRef)(IUnknown* self);
+    uint32_t (*Release)(IUnknown* self);
 } IUnknownVtbl;
 struct IUnknown {
     const IUnknownVtbl* lpVtbl;
@@ -277,8 +325,8 @@ struct IUnknown {
 
 typedef struct IDispatchVtbl {
     HRESULT (*QueryInterface)(IDispatch* self, REFIID iid, void** object);
-    ULONG (*AddRef)(IDispatch* self);
-    ULONG (*Release)(IDispatch* self);
+    uint32_t (*AddRef)(IDispatch* self);
+    uint32_t (*Release)(IDispatch* self);
     HRESULT (*GetTypeInfoCount)(IDispatch* self, UINT* count);
     HRESULT (*GetTypeInfo)(IDispatch* self, UINT index, LCID locale, ITypeInfo** info);
     HRESULT(*GetIDsOfNames)
@@ -294,10 +342,10 @@ struct IDispatch {
 typedef struct IClassFactory IClassFactory;
 typedef struct IClassFactoryVtbl {
     HRESULT (*QueryInterface)(IClassFactory* self, REFIID iid, void** object);
-    ULONG (*AddRef)(IClassFactory* self);
-    ULONG (*Release)(IClassFactory* self);
+    uint32_t (*AddRef)(IClassFactory* self);
+    uint32_t (*Release)(IClassFactory* self);
     HRESULT (*CreateInstance)(IClassFactory* self, IUnknown* outer, REFIID iid, void** object);
-    HRESULT (*LockServer)(IClassFactory* self, BOOL lock);
+    HRESULT (*LockServer)(IClassFactory* self, int32_t lock);
 } IClassFactoryVtbl;
 struct IClassFactory {
     const IClassFactoryVtbl* lpVtbl;

@@ -14,6 +14,7 @@
 #include <tessolt/automation_types.h>
 #include <tessolt/email_constants.h>
 #include <tessolt/guids.h>
+#include <tessolt/text_argument.h>
 
 namespace tessolt {
 
@@ -25,21 +26,21 @@ struct IEMailMessage : IDispatch {
     /// The result of the last operation that sets it.
     virtual HRESULT get_LastError(LONG* pVal) = 0;
     virtual HRESULT get_FromName(BSTR* pVal) = 0;
-    virtual HRESULT put_FromName(BSTR newVal) = 0;
+    virtual HRESULT put_FromName(TextArgument newVal) = 0;
     virtual HRESULT get_FromAddress(BSTR* pVal) = 0;
-    virtual HRESULT put_FromAddress(BSTR newVal) = 0;
+    virtual HRESULT put_FromAddress(TextArgument newVal) = 0;
     virtual HRESULT get_ReplyAddress(BSTR* pVal) = 0;
-    virtual HRESULT put_ReplyAddress(BSTR newVal) = 0;
+    virtual HRESULT put_ReplyAddress(TextArgument newVal) = 0;
     virtual HRESULT get_ReadReceiptAddress(BSTR* pVal) = 0;
-    virtual HRESULT put_ReadReceiptAddress(BSTR newVal) = 0;
+    virtual HRESULT put_ReadReceiptAddress(TextArgument newVal) = 0;
     virtual HRESULT get_Organization(BSTR* pVal) = 0;
-    virtual HRESULT put_Organization(BSTR newVal) = 0;
+    virtual HRESULT put_Organization(TextArgument newVal) = 0;
     virtual HRESULT get_Subject(BSTR* pVal) = 0;
-    virtual HRESULT put_Subject(BSTR newVal) = 0;
+    virtual HRESULT put_Subject(TextArgument newVal) = 0;
     virtual HRESULT get_BodyPlainText(BSTR* pVal) = 0;
-    virtual HRESULT put_BodyPlainText(BSTR newVal) = 0;
+    virtual HRESULT put_BodyPlainText(TextArgument newVal) = 0;
     virtual HRESULT get_BodyHtml(BSTR* pVal) = 0;
-    virtual HRESULT put_BodyHtml(BSTR newVal) = 0;
+    virtual HRESULT put_BodyHtml(TextArgument newVal) = 0;
     /// The code page to encode with: an EMAIL_MESSAGE_ENCODING value, 0 for the default.
     virtual HRESULT get_Encoding(LONG* pVal) = 0;
     virtual HRESULT put_Encoding(LONG newVal) = 0;
@@ -64,28 +65,28 @@ struct IEMailMessage : IDispatch {
     virtual HRESULT GetErrorDescription(LONG lError, BSTR* bstrDescription) = 0;
     /// Adds recipients: one, or several with "," ";" or "|" between them, which then get no name.
     /// One that isn't valid keeps all of them out.
-    virtual HRESULT AddTo(BSTR strEmailAddress, BSTR strDisplayName) = 0;
-    virtual HRESULT AddCc(BSTR strEmailAddress, BSTR strDisplayName) = 0;
-    virtual HRESULT AddBcc(BSTR strEmailAddress, BSTR strDisplayName) = 0;
+    virtual HRESULT AddTo(TextArgument strEmailAddress, TextArgument strDisplayName = {}) = 0;
+    virtual HRESULT AddCc(TextArgument strEmailAddress, TextArgument strDisplayName = {}) = 0;
+    virtual HRESULT AddBcc(TextArgument strEmailAddress, TextArgument strDisplayName = {}) = 0;
     virtual HRESULT CountAttachments(LONG* pVal) = 0;
     /// The name as the message has it. It may hold anything, path separators too: check it before
     /// using it in a path.
     virtual HRESULT GetAttachmentName(LONG lID, BSTR* strFilename) = 0;
     /// Bytes of its MIME text, so more than the file will have.
     virtual HRESULT GetAttachmentSize(LONG lID, LONG* pVal) = 0;
-    virtual HRESULT AddAttachment(BSTR FileName) = 0;
-    virtual HRESULT SaveAttachment(LONG lID, BSTR strSaveAsFile) = 0;
-    virtual HRESULT LoadMIME(BSTR strMimeFile) = 0;
+    virtual HRESULT AddAttachment(TextArgument FileName) = 0;
+    virtual HRESULT SaveAttachment(LONG lID, TextArgument strSaveAsFile) = 0;
+    virtual HRESULT LoadMIME(TextArgument strMimeFile) = 0;
     /// Saves the MIME text as it stands; `Encode` comes first. Wants a recipient in To.
-    virtual HRESULT SaveMIME(BSTR strMimeFile) = 0;
+    virtual HRESULT SaveMIME(TextArgument strMimeFile) = 0;
     /// Builds the MIME text anew from the fields.
     virtual HRESULT Encode() = 0;
     /// The same as `Encode`: it rebuilds the MIME text from the fields. Loading a message fills the
     /// fields by itself.
     virtual HRESULT Decode() = 0;
-    virtual HRESULT GetHeaderValue(BSTR strName, BSTR* strValue) = 0;
+    virtual HRESULT GetHeaderValue(TextArgument strName, BSTR* strValue) = 0;
     /// Sets a header field of one's own for the next `Encode`.
-    virtual HRESULT AddHeader(BSTR strName, BSTR strValue) = 0;
+    virtual HRESULT AddHeader(TextArgument strName, TextArgument strValue) = 0;
 
 protected:
     ~IEMailMessage() = default;
@@ -101,10 +102,10 @@ struct ISmtp : IDispatch {
     virtual HRESULT get_Module(BSTR* pVal) = 0;
     /// A file that grows by a line for each step; empty for none.
     virtual HRESULT get_LogFile(BSTR* pVal) = 0;
-    virtual HRESULT put_LogFile(BSTR newVal) = 0;
+    virtual HRESULT put_LogFile(TextArgument newVal) = 0;
     /// A file with the last 100 steps, started anew by writing this.
     virtual HRESULT get_ActivityFile(BSTR* pVal) = 0;
-    virtual HRESULT put_ActivityFile(BSTR newVal) = 0;
+    virtual HRESULT put_ActivityFile(TextArgument newVal) = 0;
     virtual HRESULT get_TimeoutConnect(LONG* pVal) = 0;
     virtual HRESULT put_TimeoutConnect(LONG newVal) = 0;
     virtual HRESULT get_TimeoutAuthentication(LONG* pVal) = 0;
@@ -129,16 +130,17 @@ struct ISmtp : IDispatch {
     /// Waits on the calling thread, for ever with -1.
     virtual HRESULT Sleep(LONG lMilliseconds) = 0;
     /// Makes the next connection TLS from its start. The usual port is 465.
-    virtual HRESULT SetSecure(LONG lPort) = 0;
+    virtual HRESULT SetSecure(LONG lPort = 465) = 0;
     /// Connects, and logs in where an account is given.
-    virtual HRESULT Connect(BSTR strHost, BSTR strAccount, BSTR strPassword) = 0;
+    virtual HRESULT Connect(TextArgument strHost, TextArgument strAccount = {},
+                            TextArgument strPassword = {}) = 0;
     virtual HRESULT Disconnect() = 0;
     /// Encodes and sends the message whose `IDispatch` stands in `pVal`.
     virtual HRESULT Send(VARIANT* pVal) = 0;
     /// Encodes the message and leaves it in the queue folder with what a service needs for sending
     /// it. `lPort` 0 is the usual port, `bSecure` is 0 or 1.
-    virtual HRESULT Queue(VARIANT* newVal, BSTR strHost, LONG lPort, LONG bSecure, BSTR strLogin,
-                          BSTR strPassword) = 0;
+    virtual HRESULT Queue(VARIANT* newVal, TextArgument strHost, LONG lPort = 0, LONG bSecure = 0,
+                          TextArgument strLogin = {}, TextArgument strPassword = {}) = 0;
 
 protected:
     ~ISmtp() = default;
@@ -153,9 +155,9 @@ struct IPop3 : IDispatch {
     virtual HRESULT get_Build(BSTR* pVal) = 0;
     virtual HRESULT get_Module(BSTR* pVal) = 0;
     virtual HRESULT get_LogFile(BSTR* pVal) = 0;
-    virtual HRESULT put_LogFile(BSTR newVal) = 0;
+    virtual HRESULT put_LogFile(TextArgument newVal) = 0;
     virtual HRESULT get_ActivityFile(BSTR* pVal) = 0;
-    virtual HRESULT put_ActivityFile(BSTR newVal) = 0;
+    virtual HRESULT put_ActivityFile(TextArgument newVal) = 0;
     virtual HRESULT get_TimeoutConnect(LONG* pVal) = 0;
     virtual HRESULT put_TimeoutConnect(LONG newVal) = 0;
     virtual HRESULT get_TimeoutAuthentication(LONG* pVal) = 0;
@@ -177,8 +179,9 @@ struct IPop3 : IDispatch {
     /// Waits on the calling thread, for ever with -1.
     virtual HRESULT Sleep(LONG lMilliseconds) = 0;
     /// Makes the next connection TLS from its start. The usual port is 995.
-    virtual HRESULT SetSecure(LONG lPort) = 0;
-    virtual HRESULT Connect(BSTR strHost, BSTR strAccount, BSTR strPassword) = 0;
+    virtual HRESULT SetSecure(LONG lPort = 995) = 0;
+    virtual HRESULT Connect(TextArgument strHost, TextArgument strAccount,
+                            TextArgument strPassword) = 0;
     /// Ends the session; only this makes the server delete what was marked.
     virtual HRESULT Disconnect() = 0;
     virtual HRESULT IsConnected(VARIANT_BOOL* pVal) = 0;

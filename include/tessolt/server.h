@@ -16,13 +16,13 @@ TESSOLT_API HRESULT DllCanUnloadNow(void);
 TESSOLT_API HRESULT DllRegisterServer(void);
 /// Removes them again, so that the settings are as they were.
 TESSOLT_API HRESULT DllUnregisterServer(void);
-/// Registers, and removes what is registered when that fails; unregisters for `install` 0. The
+/// Registers, or unregisters for `install` 0. A failure leaves an earlier registration alone. The
 /// command line is ignored.
-TESSOLT_API HRESULT DllInstall(BOOL install, LPCOLESTR commandLine);
+TESSOLT_API HRESULT DllInstall(int32_t install, LPCOLESTR commandLine);
 
-/// The class of a ProgID such as "Tessolt.Smtp" or "Tessolt.Smtp.1", ignoring case. Asks the
-/// settings first and then the library's own list, so that it works without registration.
-/// CO_E_CLASSSTRING for an unknown name.
+/// The class of a ProgID such as "Tessolt.Smtp" or "Tessolt.Smtp.1", ignoring case. The library's
+/// own names need no registration, and no setting changes them; any other is looked for in the
+/// settings. CO_E_CLASSSTRING for an unknown name.
 TESSOLT_API HRESULT CLSIDFromProgID(LPCOLESTR progId, CLSID* classId);
 /// Reads "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}". CO_E_CLASSSTRING when it is something else.
 TESSOLT_API HRESULT CLSIDFromString(LPCOLESTR text, CLSID* classId);
@@ -36,3 +36,9 @@ TESSOLT_API HRESULT CoCreateInstance(REFCLSID classId, IUnknown* outer, uint32_t
 /// Reads property `id` of `object` into `value`, which must not own anything: IDispatch::Invoke
 /// without what a plain read doesn't need.
 TESSOLT_API HRESULT DispGetProperty(IDispatch* object, DISPID id, VARIANT* value);
+
+/// Sets a function that the waits of the calling thread ask, at once after a signal and else ten
+/// times a second: a result other than 0 ends the call that waits as if its time were over. It
+/// keeps ending waits until this is called again; null for none. The function gets `context`. Only
+/// the look-up of a host name doesn't ask.
+TESSOLT_API void TessoltSetWaitHook(int (*hook)(void* context), void* context);

@@ -6,15 +6,14 @@
 ///     auto smtp = tessolt::CreateObject<tessolt::ISmtp>("Tessolt.Smtp");
 ///
 /// A message is filled by its properties and methods. Texts are UTF-8 or UTF-16 literals in a
-/// `Text`; what a method can do without in a script, such as a display name here, is given as an
-/// empty `Text`:
+/// `Text`; what a method can do without, such as a display name here, may be left out:
 ///
 ///     using tessolt::Text;
 ///     message->put_FromAddress(Text("ann@example.org"));
-///     message->put_Subject(Text("Grüße"));
+///     message->put_Subject(Text("Grüße, Привет, 你好 😀"));
 ///     message->put_BodyPlainText(Text("Hello."));
 ///     message->AddTo(Text("bob@example.org"), Text("Bob"));
-///     message->AddAttachment(Text("/home/ann/photo.jpg"));
+///     message->AddAttachment(Text("/home/ann/Отчёт 日本.pdf"));
 ///
 /// Then a connection takes it. The third line asks how it went, which any call may be followed by:
 ///
@@ -55,7 +54,11 @@
 #include <tessolt/email_constants.h>
 #include <tessolt/guids.h>
 #include <tessolt/interfaces.h>
+#include <tessolt/message_data.h>
 #include <tessolt/server.h>
+#include <tessolt/text_argument.h>
+#include <tessolt/text_conversion.h>
+#include <tessolt/transfer.h>
 #include <tessolt/type_info.h>
 #include <tessolt/values.h>
 
@@ -70,7 +73,7 @@ ComPtr<Interface> CreateObject(const Text& progId, HRESULT* result = nullptr) {
     CLSID classId = {};
     HRESULT status = CLSIDFromProgID(progId.get(), &classId);
     if (SUCCEEDED(status)) {
-        status = CoCreateInstance(classId, nullptr, 0, Interface::kIid, object.putVoid());
+        status = CoCreateInstance(classId, nullptr, 0, kInterfaceId<Interface>, object.putVoid());
     }
     if (result) {
         *result = status;

@@ -63,8 +63,8 @@ protected:
 #else
 typedef struct ITypeInfoVtbl {
     HRESULT (*QueryInterface)(ITypeInfo* self, REFIID iid, void** object);
-    ULONG (*AddRef)(ITypeInfo* self);
-    ULONG (*Release)(ITypeInfo* self);
+    uint32_t (*AddRef)(ITypeInfo* self);
+    uint32_t (*Release)(ITypeInfo* self);
     HRESULT (*GetDescription)(ITypeInfo* self, const TypeDescription** description);
     HRESULT (*GetMember)(ITypeInfo* self, UINT index, const TypeMember** member);
     HRESULT (*GetIDsOfNames)(ITypeInfo* self, LPOLESTR* names, UINT count, DISPID* ids);

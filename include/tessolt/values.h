@@ -2,14 +2,31 @@
 #pragma once
 
 #include <tessolt/automation_types.h>
+#include <tessolt/guids.h>
+#include <tessolt/text_argument.h>
+#include <tessolt/text_conversion.h>
 
 #include <cstddef>
 #include <new>
+#include <ostream>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace tessolt {
+
+/// The identifier of an interface: what it names `kIid`, and those of the general ones.
+template <class Interface>
+inline constexpr const IID& kInterfaceId = Interface::kIid;
+template <>
+inline constexpr const IID& kInterfaceId<IUnknown> = IID_IUnknown;
+template <>
+inline constexpr const IID& kInterfaceId<IDispatch> = IID_IDispatch;
+template <>
+inline constexpr const IID& kInterfaceId<IClassFactory> = IID_IClassFactory;
+template <>
+inline constexpr const IID& kInterfaceId<ITypeInfo> = IID_ITypeInfo;
 
 /// A counted reference to an object, released when this goes.
 template <class Interface>
@@ -51,7 +68,7 @@ public:
     ComPtr<Other> as() const {
         ComPtr<Other> other;
         if (object_) {
-            object_->QueryInterface(Other::kIid, other.putVoid());
+            object_->QueryInterface(kInterfaceId<Other>, other.putVoid());
         }
         return other;
     }
@@ -66,18 +83,26 @@ private:
     Interface* object_ = nullptr;
 };
 
-/// An owned automation string. Made from UTF-8 or UTF-16; throws std::bad_alloc when memory ends.
+/// An owned automation string. Made from UTF-8 or UTF-16; throws std::bad_alloc when memory ends,
+/// or for more than the 2^31 - 1 units that such a string can hold. Compares by content, unit by
+/// unit.
 class Text {
+    template <class Units>
+    using IfUnits = std::enable_if_t<std::is_convertible_v<Units, const char16_t*>>;
+
 public:
     Text() = default;
     Text(std::u16string_view units)
-        : text_(SysAllocStringLen(units.data(), static_cast<UINT>(units.size()))) {
-        if (!text_) {
-            throw std::bad_alloc();
-        }
+        : text_(units.size() > kMostUnits
+                    ? nullptr
+                    : SysAllocStringLen(units.data(), static_cast<UINT>(units.size()))) {
+        requireText();
     }
     Text(const char16_t* units) : Text(std::u16string_view(units)) {}
-    Text(std::string_view utf8) : Text(std::u16string_view(decode(utf8))) {}
+    Text(const std::u16string& units) : Text(std::u16string_view(units)) {}
+    Text(std::string_view utf8) : text_(TessoltAllocUtf8(utf8.data(), utf8.size())) {
+        requireText();
+    }
     Text(const char* utf8) : Text(std::string_view(utf8)) {}
     Text(const std::string& utf8) : Text(std::string_view(utf8)) {}
     Text(const Text& other) : Text(other.view()) {}
@@ -90,93 +115,58 @@ public:
 
     /// The string itself, still owned by this.
     BSTR get() const { return text_; }
-    operator BSTR() const { return text_; }
+    operator BSTR() const& { return text_; }
+    /// The string of a text that goes at once would dangle. Calls take it as a `TextArgument`.
+    operator BSTR() const&& = delete;
+    operator TextArgument() const noexcept { return text_; }
     /// Where a call may put a string, which this then owns.
     BSTR* put() {
         SysFreeString(std::exchange(text_, nullptr));
         return &text_;
     }
+    bool empty() const { return SysStringLen(text_) == 0; }
     /// The UTF-16 units, good while this is unchanged.
     std::u16string_view view() const {
         return text_ ? std::u16string_view(text_, SysStringLen(text_)) : std::u16string_view();
     }
     /// The text in UTF-8; a lone surrogate becomes U+FFFD.
-    std::string utf8() const { return encode(view()); }
+    std::string utf8() const {
+        const std::u16string_view units = view();
+        std::string bytes(TessoltUtf8Length(units.data(), units.size()), '\0');
+        TessoltUtf16ToUtf8(units.data(), units.size(), bytes.data(), bytes.size());
+        return bytes;
+    }
+
+    friend bool operator==(const Text& a, const Text& b) { return a.view() == b.view(); }
+    friend bool operator!=(const Text& a, const Text& b) { return a.view() != b.view(); }
+    /// With plain UTF-16, where null is empty.
+    template <class Units, class = IfUnits<Units>>
+    friend bool operator==(const Text& a, const Units& b) {
+        return a.view() == viewOf(b);
+    }
+    template <class Units, class = IfUnits<Units>>
+    friend bool operator!=(const Text& a, const Units& b) {
+        return a.view() != viewOf(b);
+    }
+    friend bool operator<(const Text& a, const Text& b) { return a.view() < b.view(); }
+    friend bool operator>(const Text& a, const Text& b) { return a.view() > b.view(); }
+    friend bool operator<=(const Text& a, const Text& b) { return a.view() <= b.view(); }
+    friend bool operator>=(const Text& a, const Text& b) { return a.view() >= b.view(); }
+    /// Writes the text in UTF-8.
+    friend std::ostream& operator<<(std::ostream& stream, const Text& text) {
+        return stream << text.utf8();
+    }
 
 private:
-    static constexpr char32_t kReplacement = 0xFFFD;
+    static constexpr std::size_t kMostUnits = 0x7FFFFFFF;
 
-    static bool isHigh(char32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
-    static bool isLow(char32_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
-
-    /// Reads one character of UTF-8 (RFC 3629) at `at` and moves it on, over one byte where there
-    /// is none.
-    static char32_t readCharacter(std::string_view utf8, std::size_t& at) {
-        const auto lead = static_cast<unsigned char>(utf8[at++]);
-        if (lead < 0x80) {
-            return lead;
-        }
-        const int more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
-        if (lead < 0xC2 || lead > 0xF4 || utf8.size() - at < static_cast<std::size_t>(more)) {
-            return kReplacement;
-        }
-        constexpr char32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
-        char32_t character = lead & (0x3F >> more);
-        for (int i = 0; i < more; ++i) {
-            const auto byte = static_cast<unsigned char>(utf8[at + i]);
-            if ((byte & 0xC0) != 0x80) {
-                return kReplacement;
-            }
-            character = (character << 6) | (byte & 0x3F);
-        }
-        if (character < kLeast[more] || character > 0x10FFFF ||
-            (character >= 0xD800 && character < 0xE000)) {
-            return kReplacement;
-        }
-        at += more;
-        return character;
+    static std::u16string_view viewOf(const char16_t* units) {
+        return units ? std::u16string_view(units) : std::u16string_view();
     }
 
-    static std::u16string decode(std::string_view utf8) {
-        std::u16string units;
-        units.reserve(utf8.size());
-        for (std::size_t at = 0; at < utf8.size();) {
-            const char32_t character = readCharacter(utf8, at);
-            if (character > 0xFFFF) {
-                units += static_cast<char16_t>(0xD7C0 + (character >> 10));
-                units += static_cast<char16_t>(0xDC00 + (character & 0x3FF));
-            } else {
-                units += static_cast<char16_t>(character);
-            }
-        }
-        return units;
-    }
-
-    static std::string encode(std::u16string_view units) {
-        std::string utf8;
-        utf8.reserve(units.size());
-        for (std::size_t i = 0; i < units.size(); ++i) {
-            char32_t character = units[i];
-            if (isHigh(character) && i + 1 < units.size() && isLow(units[i + 1])) {
-                character = 0x10000 + ((character - 0xD800) << 10) + (units[++i] - 0xDC00);
-            } else if (isHigh(character) || isLow(character)) {
-                character = kReplacement;
-            }
-            appendCharacter(utf8, character);
-        }
-        return utf8;
-    }
-
-    static void appendCharacter(std::string& utf8, char32_t character) {
-        if (character < 0x80) {
-            utf8 += static_cast<char>(character);
-            return;
-        }
-        const int more = character > 0xFFFF ? 3 : character > 0x7FF ? 2 : 1;
-        constexpr unsigned char kLead[] = {0, 0xC0, 0xE0, 0xF0};
-        utf8 += static_cast<char>(kLead[more] | (character >> (6 * more)));
-        for (int i = more - 1; i >= 0; --i) {
-            utf8 += static_cast<char>(0x80 | ((character >> (6 * i)) & 0x3F));
+    void requireText() const {
+        if (!text_) {
+            throw std::bad_alloc();
         }
     }
 

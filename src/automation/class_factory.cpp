@@ -1,5 +1,7 @@
 #include "automation/class_factory.h"
 
+#include <cstdint>
+
 namespace tessolt {
 
 HRESULT ClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** object) {
@@ -13,7 +15,7 @@ HRESULT ClassFactory::CreateInstance(IUnknown* outer, REFIID iid, void** object)
     return creator_(outer, iid, object);
 }
 
-HRESULT ClassFactory::LockServer(BOOL lock) {
+HRESULT ClassFactory::LockServer(int32_t lock) {
     if (lock) {
         module().Lock();
     } else {

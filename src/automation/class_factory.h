@@ -2,6 +2,8 @@
 
 #include <tessolt/automation_types.h>
 
+#include <cstdint>
+
 #include "automation/cached_object.h"
 
 namespace tessolt {
@@ -18,7 +20,7 @@ public:
     /// but IUnknown.
     HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** object) override;
     /// Holds the library loaded, or lets it go again.
-    HRESULT LockServer(BOOL lock) override;
+    HRESULT LockServer(int32_t lock) override;
 
 private:
     Creator creator_;

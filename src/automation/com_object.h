@@ -4,6 +4,8 @@
 
 #include <tessolt/automation_types.h>
 
+#include <atomic>
+#include <cstring>
 #include <utility>
 
 #include "automation/guarded.h"
@@ -30,11 +32,46 @@ private:
     ULONG m_dwRef = 0;
 };
 
+/// The virtual tables of the objects of class `T`, by which a pointer to one is told from one to
+/// anything else without a call. The class fills it in as objects are made.
+template <class T>
+class OwnTables {
+public:
+    static constexpr int kAlone = 0;
+    static constexpr int kContained = 1;
+
+    /// `object` is complete but for what its constructor has yet to do.
+    static void learn(int kind, const IUnknown& object) {
+        const void* const table = tableOf(object);
+        if (tables_[kind].load(std::memory_order_relaxed) != table) {
+            tables_[kind].store(table, std::memory_order_relaxed);
+        }
+    }
+    static bool know(const IUnknown& object) {
+        const void* const table = tableOf(object);
+        return table == tables_[kAlone].load(std::memory_order_relaxed) ||
+               table == tables_[kContained].load(std::memory_order_relaxed);
+    }
+
+private:
+    /// Every object begins with the pointer to its table.
+    static const void* tableOf(const IUnknown& object) {
+        const void* table = nullptr;
+        std::memcpy(&table, static_cast<const void*>(&object), sizeof table);
+        return table;
+    }
+
+    static inline std::atomic<const void*> tables_[2] = {};
+};
+
 /// An object of class `T` that stands alone. It holds the library loaded.
 template <class T>
 class CComObject final : public T {
 public:
-    CComObject() { module().Lock(); }
+    CComObject() {
+        OwnTables<T>::learn(OwnTables<T>::kAlone, *static_cast<IDispatch*>(this));
+        module().Lock();
+    }
     ~CComObject() override { module().Unlock(); }
 
     HRESULT QueryInterface(REFIID iid, void** object) override {
@@ -54,7 +91,9 @@ public:
 template <class T>
 class CComContainedObject final : public T {
 public:
-    explicit CComContainedObject(IUnknown* outer) : outer_(outer) {}
+    explicit CComContainedObject(IUnknown* outer) : outer_(outer) {
+        OwnTables<T>::learn(OwnTables<T>::kContained, *static_cast<IDispatch*>(this));
+    }
 
     HRESULT QueryInterface(REFIID iid, void** object) override {
         return outer_->QueryInterface(iid, object);

@@ -25,6 +25,9 @@ public:
 
     /// Makes `given` argument `at`, converted where it isn't of `type` yet.
     HRESULT set(unsigned at, VARTYPE type, const VARIANT& given) {
+        if (given.vt == kAnyValue && given.pvarVal) {
+            return DISP_E_TYPEMISMATCH;  // it refers to itself
+        }
         if (given.vt == type) {
             arguments_[at] = &given;
             return S_OK;

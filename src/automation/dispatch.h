@@ -5,6 +5,14 @@
 
 namespace tessolt {
 
+/// Whether a reserved identifier is what callers are to pass: IID_NULL, or nothing at all. A caller
+/// in C can pass a null pointer, which the compiler takes no reference to be.
+inline bool isReservedId(REFIID reserved) {
+    const IID* id = &reserved;
+    asm volatile("" : "+r"(id));
+    return !id || *id == IID_NULL;
+}
+
 /// The number of the member `names[0]` and of its parameters `names[1]` onwards, as
 /// ITypeInfo::GetIDsOfNames gives them.
 HRESULT findIds(const InterfaceTable& table, const LPOLESTR* names, UINT count, DISPID* ids);

@@ -32,7 +32,7 @@ public:
 
     HRESULT GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID,
                           DISPID* ids) override {
-        if (!(reserved == IID_NULL)) {
+        if (!isReservedId(reserved)) {
             return DISP_E_UNKNOWNINTERFACE;
         }
         return findIds(interfaceTable<Interface>(), names, count, ids);
@@ -40,7 +40,7 @@ public:
 
     HRESULT Invoke(DISPID id, REFIID reserved, LCID, WORD flags, DISPPARAMS* parameters,
                    VARIANT* result, EXCEPINFO*, UINT* argumentError) override {
-        if (!(reserved == IID_NULL)) {
+        if (!isReservedId(reserved)) {
             return DISP_E_UNKNOWNINTERFACE;
         }
         return guarded([&] {

@@ -1,11 +1,13 @@
 #include "automation/email_message.h"
 
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <string>
 
 #include "automation/build_texts.h"
 #include "automation/results.h"
 #include "foundation/error_catalogue.h"
+#include "foundation/rules_from_settings.h"
 
 namespace tessolt {
 namespace {
@@ -14,58 +16,47 @@ constexpr const char* kClassName = "CEMailMessage";
 
 std::unique_ptr<CZnMail> makeRecord() {
     auto record = std::make_unique<CZnMail>(kClassName);
+    record->m_rules = rulesFromSettings();
     record->m_strMailer = kMailerText;
     return record;
-}
-
-/// The interface by which the library knows its own messages. It holds an address, so that no
-/// object of anybody else, another copy of this library included, can have it.
-IID implementationId() {
-    IID id = {0x4262B4AA, 0xEB74, 0x4EFC, {}};
-    const auto own = reinterpret_cast<std::uintptr_t>(&module());
-    static_assert(sizeof own == sizeof id.Data4);
-    std::memcpy(id.Data4, &own, sizeof own);
-    return id;
-}
-
-HRESULT store(const OLECHAR* text, CZncStringW& field) {
-    return guarded([&] {
-        field.Assign(text);
-        return S_OK;
-    });
-}
-
-HRESULT giveAddresses(const RecipientList& list, BSTR* place) {
-    return guarded([&] { return giveAnsi(CZnMail::JoinAddresses(list), place); });
 }
 
 }  // namespace
 
 CEMailMessage::CEMailMessage() : CZncBase(kClassName), m_pMail(makeRecord()) {}
 
-ComPtr<CEMailMessage> CEMailMessage::from(IUnknown* object) {
-    ComPtr<CEMailMessage> message;
-    if (object) {
-        object->QueryInterface(implementationId(), message.putVoid());
+ComPtr<CEMailMessage> CEMailMessage::from(IDispatch* object) {
+    if (!object) {
+        return nullptr;
     }
-    return message;
+    if (OwnTables<CEMailMessage>::know(*object)) {
+        return ComPtr(static_cast<CEMailMessage*>(static_cast<IEMailMessage*>(object)));
+    }
+    // An outer object that has a dispatch of its own hands the message out by its interface.
+    const auto message = ComPtr<IDispatch>(object).as<IEMailMessage>();
+    return message && OwnTables<CEMailMessage>::know(*message)
+               ? ComPtr(static_cast<CEMailMessage*>(message.get()))
+               : nullptr;
 }
 
 HRESULT CEMailMessage::InternalQueryInterface(REFIID iid, void** object) {
-    if (iid == implementationId()) {
-        *object = this;
-        AddRef();
-        return S_OK;
+    if (iid != IID_IMessageData) {
+        return IDispatchImpl::InternalQueryInterface(iid, object);
     }
-    return IDispatchImpl::InternalQueryInterface(iid, object);
+    *object = static_cast<IMessageData*>(this);
+    AddRef();
+    return S_OK;
 }
 
-template <class Operation>
-HRESULT CEMailMessage::run(Operation&& operation) {
+HRESULT CEMailMessage::store(BSTR text, CZncStringW& field) {
     return guarded([&] {
-        m_nLastError = MapMailError(operation());
+        field.Assign(platform::bstrView(text));
         return S_OK;
     });
+}
+
+HRESULT CEMailMessage::giveAddresses(const RecipientList& list, BSTR* place) {
+    return guarded([&] { return giveAnsi(CZnMail::JoinAddresses(list), place); });
 }
 
 HRESULT CEMailMessage::get_LastError(LONG* pVal) {
@@ -76,7 +67,7 @@ HRESULT CEMailMessage::get_FromName(BSTR* pVal) {
     return giveText(m_pMail->m_wstrFromName.View(), pVal);
 }
 
-HRESULT CEMailMessage::put_FromName(BSTR newVal) {
+HRESULT CEMailMessage::put_FromName(TextArgument newVal) {
     return store(newVal, m_pMail->m_wstrFromName);
 }
 
@@ -84,7 +75,7 @@ HRESULT CEMailMessage::get_FromAddress(BSTR* pVal) {
     return giveText(m_pMail->m_wstrFromAddress.View(), pVal);
 }
 
-HRESULT CEMailMessage::put_FromAddress(BSTR newVal) {
+HRESULT CEMailMessage::put_FromAddress(TextArgument newVal) {
     return store(newVal, m_pMail->m_wstrFromAddress);
 }
 
@@ -92,7 +83,7 @@ HRESULT CEMailMessage::get_ReplyAddress(BSTR* pVal) {
     return giveText(m_pMail->m_wstrReplyAddress.View(), pVal);
 }
 
-HRESULT CEMailMessage::put_ReplyAddress(BSTR newVal) {
+HRESULT CEMailMessage::put_ReplyAddress(TextArgument newVal) {
     return store(newVal, m_pMail->m_wstrReplyAddress);
 }
 
@@ -100,7 +91,7 @@ HRESULT CEMailMessage::get_ReadReceiptAddress(BSTR* pVal) {
     return giveText(m_pMail->m_wstrReadReceiptAddress.View(), pVal);
 }
 
-HRESULT CEMailMessage::put_ReadReceiptAddress(BSTR newVal) {
+HRESULT CEMailMessage::put_ReadReceiptAddress(TextArgument newVal) {
     return store(newVal, m_pMail->m_wstrReadReceiptAddress);
 }
 
@@ -108,7 +99,7 @@ HRESULT CEMailMessage::get_Organization(BSTR* pVal) {
     return giveText(m_pMail->m_wstrOrganization.View(), pVal);
 }
 
-HRESULT CEMailMessage::put_Organization(BSTR newVal) {
+HRESULT CEMailMessage::put_Organization(TextArgument newVal) {
     return store(newVal, m_pMail->m_wstrOrganization);
 }
 
@@ -116,7 +107,7 @@ HRESULT CEMailMessage::get_Subject(BSTR* pVal) {
     return giveText(m_pMail->m_wstrSubject.View(), pVal);
 }
 
-HRESULT CEMailMessage::put_Subject(BSTR newVal) {
+HRESULT CEMailMessage::put_Subject(TextArgument newVal) {
     return store(newVal, m_pMail->m_wstrSubject);
 }
 
@@ -124,7 +115,7 @@ HRESULT CEMailMessage::get_BodyPlainText(BSTR* pVal) {
     return giveText(m_pMail->m_wstrBodyPlainText.View(), pVal);
 }
 
-HRESULT CEMailMessage::put_BodyPlainText(BSTR newVal) {
+HRESULT CEMailMessage::put_BodyPlainText(TextArgument newVal) {
     return store(newVal, m_pMail->m_wstrBodyPlainText);
 }
 
@@ -132,7 +123,7 @@ HRESULT CEMailMessage::get_BodyHtml(BSTR* pVal) {
     return giveText(m_pMail->m_wstrBodyHtml.View(), pVal);
 }
 
-HRESULT CEMailMessage::put_BodyHtml(BSTR newVal) {
+HRESULT CEMailMessage::put_BodyHtml(TextArgument newVal) {
     return store(newVal, m_pMail->m_wstrBodyHtml);
 }
 
@@ -159,28 +150,29 @@ HRESULT CEMailMessage::get_ID(LONG* pVal) {
 }
 
 HRESULT CEMailMessage::get_MessageSource(BSTR* pVal) {
-    return guarded([&] {
+    return giving(pVal, [&] {
         borvik::BvString storage;
-        return giveAnsi(m_pMail->GetSource(storage), pVal);
+        const std::string_view source = m_pMail->GetSource(storage);
+        return source.empty() ? E_OUTOFMEMORY : giveAnsi(source, pVal);
     });
 }
 
 HRESULT CEMailMessage::get_MessageHeader(BSTR* pVal) {
-    return guarded([&] {
+    return giving(pVal, [&] {
         CZncString head;
         return giveAnsi(m_pMail->GetHead(head).View(), pVal);
     });
 }
 
 HRESULT CEMailMessage::get_Size(LONG* pVal) {
-    return guarded([&] { return giveNumber(static_cast<LONG>(m_pMail->GetSourceSize()), pVal); });
+    return giving(pVal, [&] {
+        const std::size_t size = m_pMail->GetSourceSize();
+        return size == 0 ? E_OUTOFMEMORY : giveNumber(static_cast<LONG>(size), pVal);
+    });
 }
 
 HRESULT CEMailMessage::get_Date(BSTR* pVal) {
-    return guarded([&] {
-        CZncString date;
-        return giveAnsi(m_pMail->GetHeader("Date", date).View(), pVal);
-    });
+    return giving(pVal, [&] { return giveText(m_pMail->GetHeaderText("Date"), pVal); });
 }
 
 HRESULT CEMailMessage::get_ToAddress(BSTR* pVal) {
@@ -207,19 +199,19 @@ HRESULT CEMailMessage::GetErrorDescription(LONG lError, BSTR* bstrDescription) {
     return guarded([&] { return giveAnsi(ErrorText(lError), bstrDescription); });
 }
 
-HRESULT CEMailMessage::AddTo(BSTR strEmailAddress, BSTR strDisplayName) {
+HRESULT CEMailMessage::AddTo(TextArgument strEmailAddress, TextArgument strDisplayName) {
     return run([&] {
         return m_pMail->AddTo(argumentText(strEmailAddress), argumentText(strDisplayName));
     });
 }
 
-HRESULT CEMailMessage::AddCc(BSTR strEmailAddress, BSTR strDisplayName) {
+HRESULT CEMailMessage::AddCc(TextArgument strEmailAddress, TextArgument strDisplayName) {
     return run([&] {
         return m_pMail->AddCc(argumentText(strEmailAddress), argumentText(strDisplayName));
     });
 }
 
-HRESULT CEMailMessage::AddBcc(BSTR strEmailAddress, BSTR strDisplayName) {
+HRESULT CEMailMessage::AddBcc(TextArgument strEmailAddress, TextArgument strDisplayName) {
     return run([&] {
         return m_pMail->AddBcc(argumentText(strEmailAddress), argumentText(strDisplayName));
     });
@@ -230,33 +222,39 @@ HRESULT CEMailMessage::CountAttachments(LONG* pVal) {
 }
 
 HRESULT CEMailMessage::GetAttachmentName(LONG lID, BSTR* strFilename) {
-    CZncString name;
-    const HRESULT status = run([&] { return m_pMail->GetAttachmentName(lID, name); });
-    return FAILED(status) ? status : guarded([&] { return giveAnsi(name.View(), strFilename); });
+    if (!strFilename) {
+        return E_POINTER;
+    }
+    std::u16string name;
+    const HRESULT status = run([&] { return m_pMail->GetAttachmentNameText(lID, name); });
+    return FAILED(status) ? status : giveText(name, strFilename);
 }
 
 HRESULT CEMailMessage::GetAttachmentSize(LONG lID, LONG* pVal) {
+    if (!pVal) {
+        return E_POINTER;
+    }
     std::uint32_t size = 0;
     const HRESULT status = run([&] { return m_pMail->GetAttachmentSize(lID, size); });
     return FAILED(status) ? status : giveNumber(static_cast<LONG>(size), pVal);
 }
 
-HRESULT CEMailMessage::AddAttachment(BSTR FileName) {
-    return run([&] { return m_pMail->AddFiles(CZncString(FileName).View()); });
+HRESULT CEMailMessage::AddAttachment(TextArgument FileName) {
+    return run([&] { return m_pMail->AddFiles(argumentText(FileName)); });
 }
 
-HRESULT CEMailMessage::SaveAttachment(LONG lID, BSTR strSaveAsFile) {
-    return run([&] { return m_pMail->SaveAttachment(lID, CZncString(strSaveAsFile).GetBuffer()); });
+HRESULT CEMailMessage::SaveAttachment(LONG lID, TextArgument strSaveAsFile) {
+    return run([&] { return m_pMail->SaveAttachment(lID, argumentText(strSaveAsFile)); });
 }
 
-HRESULT CEMailMessage::LoadMIME(BSTR strMimeFile) {
-    return run([&] { return m_pMail->LoadFromFile(CZncString(strMimeFile).GetBuffer()); });
+HRESULT CEMailMessage::LoadMIME(TextArgument strMimeFile) {
+    return run([&] { return m_pMail->LoadFromFile(argumentText(strMimeFile)); });
 }
 
-HRESULT CEMailMessage::SaveMIME(BSTR strMimeFile) {
+HRESULT CEMailMessage::SaveMIME(TextArgument strMimeFile) {
     return run([&] {
-        const std::int32_t unfit = m_pMail->CheckForSending();
-        return unfit != 0 ? unfit : m_pMail->SaveToFile(CZncString(strMimeFile).GetBuffer());
+        const std::int32_t unfit = m_pMail->CheckForSaving();
+        return unfit != 0 ? unfit : m_pMail->SaveToFile(argumentText(strMimeFile));
     });
 }
 
@@ -268,16 +266,14 @@ HRESULT CEMailMessage::Decode() {
     return Encode();
 }
 
-HRESULT CEMailMessage::GetHeaderValue(BSTR strName, BSTR* strValue) {
-    return guarded([&] {
+HRESULT CEMailMessage::GetHeaderValue(TextArgument strName, BSTR* strValue) {
+    return giving(strValue, [&] {
         m_nLastError = 0;
-        CZncString value;
-        m_pMail->GetHeader(CZncString(strName).GetBuffer(), value);
-        return giveAnsi(value.View(), strValue);
+        return giveText(m_pMail->GetHeaderText(CZncString(strName).GetBuffer()), strValue);
     });
 }
 
-HRESULT CEMailMessage::AddHeader(BSTR strName, BSTR strValue) {
+HRESULT CEMailMessage::AddHeader(TextArgument strName, TextArgument strValue) {
     return guarded([&] {
         m_nLastError = 0;
         m_pMail->AddHeader(CZncString(strName).View(), CZncString(strValue).View());

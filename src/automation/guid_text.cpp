@@ -1,6 +1,8 @@
 #include "automation/guid_text.h"
 
 #include <charconv>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 
 namespace tessolt {

@@ -1,5 +1,7 @@
 #include "automation/object_map.h"
 
+#include <cstddef>
+
 #include "automation/com_object.h"
 #include "automation/email_constants.h"
 #include "automation/email_message.h"
@@ -23,12 +25,12 @@ ObjectMapEntry entries[] = {
 
 }  // namespace
 
-std::u16string ObjectMapEntry::versionIndependentProgId() const {
-    return std::u16string(kVendor).append(description().className);
-}
-
-std::u16string ObjectMapEntry::progId() const {
-    return versionIndependentProgId().append(kVersion);
+bool ObjectMapEntry::isNamed(std::u16string_view name) const {
+    const std::u16string_view className = description().className;
+    const std::size_t bareSize = kVendor.size() + className.size();
+    return compareNames(name.substr(0, kVendor.size()), kVendor) == 0 &&
+           compareNames(name.substr(kVendor.size(), className.size()), className) == 0 &&
+           (name.size() == bareSize || name.substr(bareSize) == kVersion);
 }
 
 std::span<ObjectMapEntry> objectMap() {
@@ -46,8 +48,7 @@ ObjectMapEntry* findClass(REFCLSID classId) {
 
 ObjectMapEntry* findProgId(std::u16string_view progId) {
     for (ObjectMapEntry& entry : entries) {
-        if (compareNames(entry.versionIndependentProgId(), progId) == 0 ||
-            compareNames(entry.progId(), progId) == 0) {
+        if (entry.isNamed(progId)) {
             return &entry;
         }
     }

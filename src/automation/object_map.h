@@ -2,7 +2,6 @@
 #pragma once
 
 #include <span>
-#include <string>
 #include <string_view>
 
 #include "automation/class_factory.h"
@@ -18,10 +17,8 @@ struct ObjectMapEntry {
     CachedPlace<ClassFactory> factory = {};
 
     const TypeDescription& description() const { return table().description; }
-    /// "Tessolt.Smtp"
-    std::u16string versionIndependentProgId() const;
-    /// "Tessolt.Smtp.1"
-    std::u16string progId() const;
+    /// Whether `name` is "Tessolt.Smtp" or "Tessolt.Smtp.1", ignoring case.
+    bool isNamed(std::u16string_view name) const;
 };
 
 /// All classes, in the order of their registration.

@@ -1,5 +1,6 @@
 #include "automation/pop3.h"
 
+#include <cstdint>
 #include <utility>
 
 #include "automation/email_message.h"
@@ -10,7 +11,7 @@ HRESULT CPop3::get_LastPop3Response(BSTR* pVal) {
     return giveLastResponse(pVal);
 }
 
-HRESULT CPop3::Connect(BSTR strHost, BSTR strAccount, BSTR strPassword) {
+HRESULT CPop3::Connect(TextArgument strHost, TextArgument strAccount, TextArgument strPassword) {
     return guarded([&] {
         // Smtp writes a blank before the colon.
         Log(kLogFileAsIs, "Tessolt: [" TESSOLT_MODULE_TEXT " " TESSOLT_BUILD_TEXT "]");
@@ -18,20 +19,21 @@ HRESULT CPop3::Connect(BSTR strHost, BSTR strAccount, BSTR strPassword) {
         m_pEngine->m_strPassword.AssignWide(strPassword);
         m_pEngine->m_strServer.AssignWide(strHost);
         m_nLastError = MapPop3Error(m_pEngine->Connect());
+        keepReply(m_nLastError == 0 ? m_pEngine->m_strLastResponse : m_pEngine->m_strRefusal);
         LogResultText("Connect");
         return S_OK;
     });
 }
 
 HRESULT CPop3::IsConnected(VARIANT_BOOL* pVal) {
-    return guarded([&] {
+    return giving(pVal, [&] {
         m_nLastError = 0;
         return giveBool(m_pEngine->IsConnected() > 0, pVal);
     });
 }
 
 HRESULT CPop3::CountMessages(LONG* pVal) {
-    return guarded([&] {
+    return giving(pVal, [&] {
         std::int32_t count = 0;
         m_nLastError = MapPop3Error(m_pEngine->GetMessageCount(count));
         return giveNumber(count, pVal);
@@ -49,8 +51,27 @@ HRESULT CPop3::GetEmailMessage(LONG lID, VARIANT* pVal) {
 HRESULT CPop3::DeleteMessage(LONG lMessageID) {
     return guarded([&] {
         m_nLastError = MapPop3Error(m_pEngine->DeleteMessage(lMessageID));
+        keepReply(m_pEngine->m_strLastResponse);
         return S_OK;
     });
+}
+
+HRESULT CPop3::ListMessages(LONG* count) {
+    return giving(count, [&] {
+        m_nLastError = MapPop3Error(m_pEngine->List(m_listed));
+        keepReply(m_pEngine->m_strLastResponse);
+        return giveNumber(static_cast<LONG>(m_listed.size()), count);
+    });
+}
+
+void CPop3::keepReply(const CZncString& line) {
+    m_reply = {};
+    m_reply.text = line.View();
+    const std::size_t open = m_reply.text.find(" [");
+    const std::size_t close = m_reply.text.find(']');
+    if (open != std::string::npos && open == m_reply.text.find(' ') && close != std::string::npos) {
+        m_reply.enhanced = m_reply.text.substr(open + 2, close - open - 2);
+    }
 }
 
 HRESULT CPop3::fetch(LONG id, bool full, VARIANT* pVal) {
@@ -63,7 +84,10 @@ HRESULT CPop3::fetch(LONG id, bool full, VARIANT* pVal) {
     pVal->vt = VT_UNKNOWN;
     return guarded([&] {
         auto mail = std::make_unique<CZnMail>("CZnMail");
+        mail->m_rules = m_pEngine->m_rules;
+        m_pEngine->ForgetTransfer();
         const std::int32_t result = m_pEngine->Retrieve(id, full, *mail);
+        keepReply(m_pEngine->m_strLastResponse);
         m_nLastError = MapPop3Error(result);
         if (result == 0) {
             ComPtr<CComObject<CEMailMessage>> message(new CComObject<CEMailMessage>);

@@ -14,14 +14,18 @@ public:
     CPop3() : SessionObject("Pop3") {}
 
     HRESULT get_LastPop3Response(BSTR* pVal) override;
-    HRESULT Connect(BSTR strHost, BSTR strAccount, BSTR strPassword) override;
+    HRESULT Connect(TextArgument strHost, TextArgument strAccount,
+                    TextArgument strPassword) override;
     HRESULT IsConnected(VARIANT_BOOL* pVal) override;
     HRESULT CountMessages(LONG* pVal) override;
     HRESULT GetEmailHeader(LONG ID, VARIANT* pVal) override;
     HRESULT GetEmailMessage(LONG lID, VARIANT* pVal) override;
     HRESULT DeleteMessage(LONG lMessageID) override;
+    HRESULT ListMessages(LONG* count) override;
 
 private:
+    /// Keeps what the server said last for `GetLastReply`.
+    void keepReply(const CZncString& line);
     HRESULT fetch(LONG id, bool full, VARIANT* pVal);
 };
 

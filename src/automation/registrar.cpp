@@ -1,5 +1,8 @@
 #include "automation/registrar.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <functional>
 #include <utility>
 
 #include "platform/settings_file.h"

@@ -23,6 +23,7 @@
 
 #include <tessolt/automation_types.h>
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>

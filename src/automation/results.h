@@ -5,8 +5,10 @@
 #include <tessolt/automation_types.h>
 
 #include <string_view>
+#include <utility>
 
-#include "charset/ansi_text.h"
+#include "automation/guarded.h"
+#include "charset/unit_scan.h"
 #include "platform/automation_string.h"
 
 namespace tessolt {
@@ -19,10 +21,11 @@ inline HRESULT giveText(std::u16string_view text, BSTR* place) {
     return *place ? S_OK : E_OUTOFMEMORY;
 }
 
+/// A new automation string from UTF-8, null when memory ends.
+BSTR allocUtf8(std::string_view utf8);
+
 /// Gives 8-bit text of the ANSI code page.
-inline HRESULT giveAnsi(std::string_view text, BSTR* place) {
-    return giveText(borvik::ansiToWide(text), place);
-}
+HRESULT giveAnsi(std::string_view text, BSTR* place);
 
 inline HRESULT giveNumber(LONG number, LONG* place) {
     if (!place) {
@@ -40,9 +43,16 @@ inline HRESULT giveBool(bool truth, VARIANT_BOOL* place) {
     return S_OK;
 }
 
+/// Runs the body of an operation that gives its result to `place`, once there is a place.
+template <class Place, class Body>
+HRESULT giving(Place* place, Body&& body) noexcept {
+    return place ? guarded(std::forward<Body>(body)) : E_POINTER;
+}
+
 /// The text of an argument up to its first zero unit; null is empty.
 inline std::u16string_view argumentText(const OLECHAR* text) {
-    return text ? std::u16string_view(text) : std::u16string_view();
+    const std::u16string_view units = platform::bstrView(text);
+    return units.substr(0, borvik::findZeroUnit(units));
 }
 
 }  // namespace tessolt

@@ -1,6 +1,7 @@
 /// The entry points of the library and the calls with which clients make objects.
 #include <tessolt/server.h>
 
+#include <algorithm>
 #include <string>
 
 #include "automation/guarded.h"
@@ -10,6 +11,7 @@
 #include "automation/registration.h"
 #include "charset/ansi_text.h"
 #include "platform/settings_store.h"
+#include "platform/wait_hook.h"
 
 namespace tessolt {
 namespace {
@@ -29,16 +31,14 @@ std::optional<CLSID> registeredClass(const std::string& progId) {
 }
 
 HRESULT findClassOfProgId(std::u16string_view progId, CLSID& classId) {
-    if (const auto registered = registeredClass(borvik::wideToUtf8Paired(progId))) {
-        classId = *registered;
+    // Our own names need no look at the settings, which costs more than the object.
+    if (const ObjectMapEntry* entry = findProgId(progId)) {
+        classId = entry->description().classId;
         return S_OK;
     }
-    const ObjectMapEntry* entry = findProgId(progId);
-    if (!entry) {
-        return CO_E_CLASSSTRING;
-    }
-    classId = entry->description().classId;
-    return S_OK;
+    const auto registered = registeredClass(borvik::wideToUtf8Paired(progId));
+    classId = registered.value_or(IID_NULL);
+    return registered ? S_OK : CO_E_CLASSSTRING;
 }
 
 }  // namespace
@@ -70,15 +70,9 @@ HRESULT DllUnregisterServer() {
     return guarded(unregisterServer);
 }
 
-HRESULT DllInstall(BOOL install, LPCOLESTR) {
-    if (!install) {
-        return DllUnregisterServer();
-    }
-    const HRESULT status = DllRegisterServer();
-    if (FAILED(status)) {
-        DllUnregisterServer();
-    }
-    return status;
+HRESULT DllInstall(int32_t install, LPCOLESTR) {
+    // A registration that fails has entered nothing, and leaves an earlier one as it is.
+    return install ? DllRegisterServer() : DllUnregisterServer();
 }
 
 HRESULT CLSIDFromProgID(LPCOLESTR progId, CLSID* classId) {
@@ -138,4 +132,8 @@ HRESULT DispGetProperty(IDispatch* object, DISPID id, VARIANT* value) {
     }
     DISPPARAMS none = {};
     return object->Invoke(id, IID_NULL, 0, DISPATCH_PROPERTYGET, &none, value, nullptr, nullptr);
+}
+
+void TessoltSetWaitHook(int (*hook)(void* context), void* context) {
+    platform::setWaitHook(hook, context);
 }

@@ -2,14 +2,20 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
+#include <string>
 
 #include "automation/build_texts.h"
 #include "automation/com_object.h"
 #include "automation/dispatch_impl.h"
 #include "automation/email_base.h"
+#include "automation/last_error.h"
 #include "automation/results.h"
+#include "automation/transfer_object.h"
+#include "charset/ansi_text.h"
 #include "foundation/error_catalogue.h"
 #include "foundation/narrow_string.h"
+#include "foundation/rules_from_settings.h"
 #include "platform/clock.h"
 
 namespace tessolt {
@@ -19,9 +25,25 @@ namespace tessolt {
 /// object.
 template <class Interface, class Engine, std::int32_t kSecureTooLate>
 class SessionObject : public IDispatchImpl<Interface>,
+                      public TransferObject,
                       public CZnEmailBase,
+                      protected LastErrorHolder,
                       public CComObjectRootEx<CComSingleThreadModel> {
 public:
+    // One of each for both of the interfaces.
+    HRESULT QueryInterface(REFIID iid, void** object) override = 0;
+    ULONG AddRef() override = 0;
+    ULONG Release() override = 0;
+
+    HRESULT InternalQueryInterface(REFIID iid, void** object) {
+        if (iid != IID_ITransfer) {
+            return IDispatchImpl<Interface>::InternalQueryInterface(iid, object);
+        }
+        *object = static_cast<ITransfer*>(this);
+        AddRef();
+        return S_OK;
+    }
+
     HRESULT get_LastError(LONG* pVal) override { return giveNumber(m_nLastError, pVal); }
 
     HRESULT get_Version(BSTR* pVal) override { return giveConstant(kVersionText, pVal); }
@@ -31,11 +53,11 @@ public:
     HRESULT get_LogFile(BSTR* pVal) override {
         return giveString([this](CZncString& path) { GetLogFile(path); }, pVal);
     }
-    HRESULT put_LogFile(BSTR newVal) override {
+    HRESULT put_LogFile(TextArgument newVal) override {
         return guarded([&] {
-            const CZncString path(newVal);
-            SetLogFile(path.GetBuffer());
-            m_pEngine->SetLogFile(path.GetBuffer());
+            const std::string path = logPath(newVal);
+            SetLogFile(path.c_str());
+            m_pEngine->SetLogFile(path.c_str());
             return S_OK;
         });
     }
@@ -44,11 +66,11 @@ public:
         return giveString([this](CZncString& path) { GetActivityFile(path); }, pVal);
     }
     /// Starts the file anew twice, once for each of the two that write to it.
-    HRESULT put_ActivityFile(BSTR newVal) override {
+    HRESULT put_ActivityFile(TextArgument newVal) override {
         return guarded([&] {
-            const CZncString path(newVal);
-            SetActivityFile(path.GetBuffer());
-            m_pEngine->SetActivityFile(path.GetBuffer());
+            const std::string path = logPath(newVal);
+            SetActivityFile(path.c_str());
+            m_pEngine->SetActivityFile(path.c_str());
             return S_OK;
         });
     }
@@ -96,13 +118,15 @@ public:
     HRESULT Clear() override {
         return guarded([&] {
             m_nLastError = 0;
-            m_pEngine = std::make_unique<Engine>();
+            m_pEngine = MakeEngine();
+            forgetTransfers();
             return S_OK;
         });
     }
 
     HRESULT GetErrorDescription(LONG lErrorCode, BSTR* strDescription) override {
-        return guarded([&] { return giveAnsi(ErrorText(lErrorCode), strDescription); });
+        return giving(strDescription,
+                      [&] { return giveAnsi(ErrorText(lErrorCode), strDescription); });
     }
 
     HRESULT Sleep(LONG lMilliseconds) override {
@@ -134,12 +158,15 @@ public:
 
 protected:
     explicit SessionObject(const char* className)
-        : CZnEmailBase(className), m_pEngine(std::make_unique<Engine>()) {}
+        : CZnEmailBase(className), m_pEngine(MakeEngine()) {}
 
-    /// Logs the text of the last result.
-    void LogResultText(const char* operation) {
+    /// Logs the text of the last result. Without memory for it the entry is lost: what was done is
+    /// done.
+    void LogResultText(const char* operation) try {
         CZncString text;
         Log(kLogFile, "%s result=[%s]", operation, GetDescription(m_nLastError, text).GetBuffer());
+    } catch (const std::bad_alloc&) {
+        return;
     }
 
     /// Gives the server's last reply.
@@ -147,17 +174,30 @@ protected:
         return guarded([&] { return giveAnsi(m_pEngine->m_strLastResponse.View(), pVal); });
     }
 
+    CZnMailSession& session() override { return *m_pEngine; }
+
     std::unique_ptr<Engine> m_pEngine;
-    LONG m_nLastError = 0;
 
 private:
-    static HRESULT giveConstant(const char* text, BSTR* pVal) {
+    static std::unique_ptr<Engine> MakeEngine() {
+        auto engine = std::make_unique<Engine>();
+        engine->m_rules = rulesFromSettings();
+        return engine;
+    }
+
+    /// The path of a log in the ANSI code page. One that it can't express is no file: its entries
+    /// are lost, as those of any other that can't be written.
+    static std::string logPath(const OLECHAR* path) {
+        return borvik::wideToAnsiExactly(argumentText(path)).value_or("");
+    }
+
+    HRESULT giveConstant(const char* text, BSTR* pVal) {
         return guarded([&] { return giveAnsi(text, pVal); });
     }
 
     template <class Read>
-    static HRESULT giveString(Read&& read, BSTR* pVal) {
-        return guarded([&] {
+    HRESULT giveString(Read&& read, BSTR* pVal) {
+        return giving(pVal, [&] {
             CZncString text;
             read(text);
             return giveAnsi(text.View(), pVal);

@@ -1,16 +1,34 @@
 #include "automation/smtp.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+
 #include "automation/email_message.h"
-#include "foundation/system_utilities.h"
+#include "charset/ansi_text.h"
+#include "platform/settings_store.h"
 
 namespace tessolt {
 namespace {
 
-constexpr const char* kQueueKey = "Software\\Merivane\\Tessolt\\";
+constexpr const char* kQueueKey = "HKEY_LOCAL_MACHINE\\Software\\Merivane\\Tessolt";
 constexpr const char* kQueueValue = "Queue";
-constexpr std::size_t kQueueFolderSize = 260;
+/// In bytes of the ANSI code page.
+constexpr std::size_t kLongestQueueFolder = 259;
 constexpr LONG kPlainPort = 25;
 constexpr LONG kSecurePort = 465;
+
+/// The configured folder in the ANSI code page, empty without one; nothing for a value that is too
+/// long or that the page can't express.
+std::optional<std::string> queueFolder() {
+    const std::string value = platform::readSetting(kQueueKey, kQueueValue).value_or("");
+    std::string folder = borvik::utf8ToAnsi(value);
+    const bool isUsable =
+        folder.size() <= kLongestQueueFolder && borvik::ansiToUtf8(folder) == value;
+    return isUsable ? std::optional(std::move(folder)) : std::nullopt;
+}
 
 LONG queuePort(LONG port, bool secure) {
     if (port != 0) {
@@ -34,13 +52,14 @@ HRESULT CSmtp::get_LastSmtpResponse(BSTR* pVal) {
     return giveLastResponse(pVal);
 }
 
-HRESULT CSmtp::Connect(BSTR strHost, BSTR strAccount, BSTR strPassword) {
+HRESULT CSmtp::Connect(TextArgument strHost, TextArgument strAccount, TextArgument strPassword) {
     return guarded([&] {
         Log(kLogFileAsIs, "Tessolt : [" TESSOLT_MODULE_TEXT " " TESSOLT_BUILD_TEXT "]");
         m_pEngine->m_strAccount.AssignWide(strAccount);
         m_pEngine->m_strPassword.AssignWide(strPassword);
         m_pEngine->m_strHost.AssignWide(strHost);
         m_nLastError = MapSmtpError(m_pEngine->Connect());
+        m_reply = m_nLastError == 0 ? m_pEngine->LastReply() : m_pEngine->Refusal();
         Log(kLogFile, "Connect result=[%d]", m_nLastError);
         return S_OK;
     });
@@ -59,28 +78,46 @@ void CSmtp::withMessage(const VARIANT* value, Operation&& operation) {
 HRESULT CSmtp::Send(VARIANT* pVal) {
     return guarded([&] {
         m_nLastError = 0;
+        m_reply = {};
+        m_recipients.clear();
         withMessage(pVal, [&](CZnMail& mail) {
             const std::int32_t unfit = MapMailError(mail.CheckForSending());
-            return unfit != 0 ? unfit : MapSmtpError(m_pEngine->Send(mail));
+            if (unfit != 0) {
+                return unfit;
+            }
+            m_pEngine->ForgetTransfer();
+            const std::int32_t sent = MapSmtpError(m_pEngine->Send(mail));
+            const SmtpDelivery& delivery = m_pEngine->LastDelivery();
+            m_recipients = delivery.recipients;
+            m_reply = m_recipients.empty() ? m_pEngine->LastReply() : delivery.last;
+            return sent;
         });
         LogResultText("Send");
         return S_OK;
     });
 }
 
-HRESULT CSmtp::Queue(VARIANT* newVal, BSTR strHost, LONG lPort, LONG bSecure, BSTR strLogin,
-                     BSTR strPassword) {
+HRESULT CSmtp::ListMessages(LONG* count) {
+    return giving(count, [&] {
+        m_nLastError = 0;
+        return giveNumber(0, count);
+    });
+}
+
+HRESULT CSmtp::Queue(VARIANT* newVal, TextArgument strHost, LONG lPort, LONG bSecure,
+                     TextArgument strLogin, TextArgument strPassword) {
     return guarded([&] {
         m_nLastError = 0;
         const CZncString host(strHost);
         const CZncString login(strLogin);
         const CZncString password(strPassword);
         withMessage(newVal, [&](CZnMail& mail) {
-            char folder[kQueueFolderSize];
-            RegReadString(kRootLocalMachine, kQueueKey, kQueueValue, "", folder, sizeof folder,
-                          false);
+            const std::optional<std::string> folder = queueFolder();
+            if (!folder) {
+                return MapSmtpError(kSmtpQueueSaveFailed);
+            }
             const bool secure = bSecure != 0;
-            return MapSmtpError(m_pEngine->Queue(mail, folder, host.GetBuffer(),
+            return MapSmtpError(m_pEngine->Queue(mail, folder->c_str(), host.GetBuffer(),
                                                  queuePort(lPort, secure), secure,
                                                  login.GetBuffer(), password.GetBuffer()));
         });

@@ -16,10 +16,12 @@ public:
     HRESULT get_UseStartTls(VARIANT_BOOL* pVal) override;
     HRESULT put_UseStartTls(VARIANT_BOOL newVal) override;
     HRESULT get_LastSmtpResponse(BSTR* pVal) override;
-    HRESULT Connect(BSTR strHost, BSTR strAccount, BSTR strPassword) override;
+    HRESULT Connect(TextArgument strHost, TextArgument strAccount,
+                    TextArgument strPassword) override;
     HRESULT Send(VARIANT* pVal) override;
-    HRESULT Queue(VARIANT* newVal, BSTR strHost, LONG lPort, LONG bSecure, BSTR strLogin,
-                  BSTR strPassword) override;
+    HRESULT ListMessages(LONG* count) override;
+    HRESULT Queue(VARIANT* newVal, TextArgument strHost, LONG lPort, LONG bSecure,
+                  TextArgument strLogin, TextArgument strPassword) override;
 
 private:
     /// Runs `operation` on the message that the caller gave; without one, the last error tells why.

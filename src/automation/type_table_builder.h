@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -28,9 +29,9 @@ struct ArgumentType<VARIANT_BOOL> {
     static VARIANT_BOOL get(const VARIANT& value) { return value.boolVal; }
 };
 template <>
-struct ArgumentType<BSTR> {
+struct ArgumentType<TextArgument> {
     static constexpr VARTYPE kType = VT_BSTR;
-    static BSTR get(const VARIANT& value) { return value.bstrVal; }
+    static TextArgument get(const VARIANT& value) { return value.bstrVal; }
 };
 template <>
 struct ArgumentType<VARIANT*> {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -47,7 +48,10 @@ std::size_t ladderStep(std::size_t length, std::size_t count) {
 DataBuffer::DataBuffer(std::size_t capacity) {
     if (capacity != 0 && capacity <= kMaxSize) {
         data_ = static_cast<char*>(std::calloc(capacity, 1));
-        capacity_ = data_ == nullptr ? 0 : static_cast<std::uint32_t>(capacity);
+        if (data_ == nullptr) {
+            throw std::bad_alloc();
+        }
+        capacity_ = static_cast<std::uint32_t>(capacity);
     }
 }
 
@@ -67,12 +71,10 @@ void DataBuffer::forget() noexcept {
     borrowed_ = false;
 }
 
-bool DataBuffer::reallocate(std::size_t newCapacity) {
+void DataBuffer::reallocate(std::size_t newCapacity) {
     char* const bytes = static_cast<char*>(std::realloc(borrowed_ ? nullptr : data_, newCapacity));
     if (bytes == nullptr) {
-        freeStorage();
-        forget();
-        return false;
+        throw std::bad_alloc();
     }
     if (borrowed_) {
         std::memcpy(bytes, data_, length_);
@@ -80,7 +82,6 @@ bool DataBuffer::reallocate(std::size_t newCapacity) {
     data_ = bytes;
     capacity_ = static_cast<std::uint32_t>(newCapacity);
     borrowed_ = false;
-    return true;
 }
 
 char* DataBuffer::growTail(std::size_t count) {
@@ -89,7 +90,8 @@ char* DataBuffer::growTail(std::size_t count) {
     }
     const std::size_t size =
         std::min(length_ + std::max(count, ladderStep(length_, count)), kMaxSize);
-    return reallocate(size) ? data_ + length_ : nullptr;
+    reallocate(size);
+    return data_ + length_;
 }
 
 bool DataBuffer::appendGrowing(const void* bytes, std::size_t count) {
@@ -107,8 +109,11 @@ bool DataBuffer::appendGrowing(const void* bytes, std::size_t count) {
 }
 
 bool DataBuffer::growForByte() {
-    return length_ != kMaxSize &&
-           reallocate(std::min(length_ + spareFor(length_, kByteStep), kMaxSize));
+    if (length_ == kMaxSize) {
+        return false;
+    }
+    reallocate(std::min(length_ + spareFor(length_, kByteStep), kMaxSize));
+    return true;
 }
 
 bool DataBuffer::appendStringBuffer(const StringBuffer& buffer) {
@@ -127,10 +132,11 @@ std::size_t DataBuffer::appendUtf8Char(char16_t unit) {
     constexpr char16_t kFirstOfTwo = 0x80;
     constexpr char16_t kFirstOfThree = 0x800;
     const std::size_t size = unit < kFirstOfTwo ? 1 : unit < kFirstOfThree ? 2 : 3;
-    if (size > room() &&
-        (size > kMaxSize - length_ ||
-         !reallocate(std::min(length_ + spareFor(length_, kCharStep), kMaxSize)))) {
+    if (size > kMaxSize - length_) {
         return 0;
+    }
+    if (size > room()) {
+        reallocate(std::min(length_ + spareFor(length_, kCharStep), kMaxSize));
     }
     char* const to = data_ + length_;
     if (size == 1) {
@@ -156,8 +162,8 @@ bool DataBuffer::prepend(const void* bytes, std::size_t count) {
     }
     const std::string own(static_cast<const char*>(bytes), count);
     // A borrowed storage is the lender's: moving its bytes up is a change like growing.
-    if ((borrowed_ || count > room()) && !reallocate(length_ + count)) {
-        return false;
+    if (borrowed_ || count > room()) {
+        reallocate(length_ + count);
     }
     std::memmove(data_ + count, data_, length_);
     std::memcpy(data_, own.data(), count);
@@ -190,7 +196,7 @@ bool DataBuffer::ensureCapacity(std::size_t size) {
         return false;
     }
     if (size > capacity_) {
-        return reallocate(size);
+        reallocate(size);
     }
     return data_ != nullptr;
 }
@@ -253,7 +259,17 @@ bool DataBuffer::isAscii() const {
 }
 
 void DataBuffer::replaceByte(char from, char to) {
-    std::replace(data_, data_ + length_, from, to);
+    constexpr std::size_t kBlock = 64;
+    const void* const first = length_ == 0 ? nullptr : std::memchr(data_, from, length_);
+    char* at =
+        first == nullptr ? data_ + length_ : data_ + (static_cast<const char*>(first) - data_);
+    char* const end = data_ + length_;
+    for (; static_cast<std::size_t>(end - at) >= kBlock; at += kBlock) {
+        for (std::size_t i = 0; i < kBlock; ++i) {
+            at[i] = at[i] == from ? to : at[i];
+        }
+    }
+    std::replace(at, end, from, to);
 }
 
 void DataBuffer::replaceUnit(char16_t from, char16_t to) {

@@ -18,7 +18,8 @@ class StringBuffer;
 /// buffer into an owned one and leaves the lender's bytes untouched; operations that change bytes
 /// in place do change them. A new buffer has no storage.
 ///
-/// Appending gives false when it failed: past 4 GiB the content stays, without memory it is lost.
+/// Appending gives false, and changes nothing, when it would pass 4 GiB. Without memory it throws
+/// `std::bad_alloc`, and the content stays: a loss must never go unseen.
 class DataBuffer : public BorvikObject {
 public:
     /// Most bytes a buffer can hold.
@@ -72,8 +73,8 @@ public:
 
     /// Reallocates to exactly `size` when there is less. Whether the buffer has storage afterwards.
     bool ensureCapacity(std::size_t size);
-    /// A place for `count` bytes right behind the content, null on failure. What the caller writes
-    /// there counts after `setLength`.
+    /// A place for `count` bytes right behind the content, null past the limit. What the caller
+    /// writes there counts after `setLength`.
     char* grow(std::size_t count) {
         return count <= room() && data_ != nullptr ? data_ + length_ : growTail(count);
     }
@@ -133,7 +134,7 @@ private:
         }
     }
     void forget() noexcept;
-    bool reallocate(std::size_t newCapacity);
+    void reallocate(std::size_t newCapacity);
     bool appendGrowing(const void* bytes, std::size_t count);
     bool growForByte();
     char* growTail(std::size_t count);

@@ -1,5 +1,6 @@
 #include "base/log_entry2.h"
 
+#include <cstddef>
 #include <initializer_list>
 
 namespace borvik {

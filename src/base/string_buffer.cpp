@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <functional>
 #include <limits>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -99,7 +100,7 @@ bool StringBuffer::growFor(std::size_t count) {
     const std::size_t size = std::max(need, std::min(need + spare, kMaxSize)) + 1;
     char* const bytes = static_cast<char*>(std::realloc(isInline() ? nullptr : data_, size));
     if (bytes == nullptr) {
-        return false;
+        throw std::bad_alloc();
     }
     if (isInline()) {
         std::memcpy(bytes, inline_, length_ + std::size_t{1});

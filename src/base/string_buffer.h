@@ -20,8 +20,9 @@ class DataBuffer;
 /// without a copy. The bytes may hold NULs when they came in with a length: operations that take a
 /// C string then see the content up to the first one, those over `std::string_view` see it whole.
 ///
-/// A null C string is a no-op (or as told). Less than 2 GiB fit; an operation that would pass that,
-/// or finds no memory, leaves the text as it was and returns false where it returns anything.
+/// A null C string is a no-op (or as told). Less than 2 GiB fit; an operation that would pass that
+/// leaves the text as it was and returns false where it returns anything. Without memory it throws
+/// `std::bad_alloc`, and the text stays too.
 class StringBuffer : public BorvikObject {
 public:
     /// Most bytes a buffer can hold.
@@ -89,7 +90,7 @@ public:
 
     /// Makes room for `count` more bytes. False when it can't be had.
     bool ensureCapacity(std::size_t count) { return count <= room() || growFor(count); }
-    /// A place for `count` bytes right behind the content, null when there is no memory. What the
+    /// A place for `count` bytes right behind the content, null past the limit. What the
     /// caller writes there counts after `setLength`.
     char* grow(std::size_t count) { return ensureCapacity(count) ? data_ + length_ : nullptr; }
     /// Sets the length, at most to the room there is, and puts the NUL behind it.

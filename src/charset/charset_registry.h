@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "base/string_buffer.h"
-#include "charset/code_pages.h"
+#include "charset/tables/code_pages.h"
 
 namespace borvik {
 

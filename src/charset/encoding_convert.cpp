@@ -6,13 +6,13 @@
 
 #include "base/data_buffer.h"
 #include "charset/charset_registry.h"
-#include "charset/code_pages.h"
-#include "charset/conversion_tables.h"
 #include "charset/iso2022_jp_reader.h"
 #include "charset/japanese.h"
 #include "charset/korean.h"
 #include "charset/mac_arabic.h"
 #include "charset/output_room.h"
+#include "charset/tables/code_pages.h"
+#include "charset/tables/conversion_tables.h"
 #include "charset/text_kernels.h"
 #include "charset/utf32.h"
 #include "charset/utf7.h"
@@ -336,6 +336,14 @@ bool EncodingConvert::convertAnsiTo(std::uint32_t toCodePage, const void* input,
 bool EncodingConvert::convertToAnsi(std::uint32_t fromCodePage, const void* input,
                                     std::size_t length, DataBuffer& out) {
     return convert(fromCodePage, platform::GetACP(), input, length, out);
+}
+
+bool EncodingConvert::keepsAscii(std::uint32_t codePage) {
+    if (codePage == kUtf8 || codePage == kIso2022Kr || isIso2022Jp(codePage)) {
+        return true;
+    }
+    const EncodeTable* table = encodeTable(codePage);
+    return table != nullptr && table->asciiCompatible;
 }
 
 bool EncodingConvert::isSupported(std::uint32_t codePage) {

@@ -55,6 +55,10 @@ public:
     bool convertToAnsi(std::uint32_t fromCodePage, const void* input, std::size_t length,
                        DataBuffer& out);
 
+    /// True when ASCII text is the same bytes in the page, and those bytes mean nothing else in the
+    /// state in which a text begins.
+    static bool keepsAscii(std::uint32_t codePage);
+
     /// True when text can be converted from and to the page.
     static bool isSupported(std::uint32_t codePage);
 };

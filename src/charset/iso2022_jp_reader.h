@@ -1,12 +1,13 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
-#include "charset/conversion_tables.h"
 #include "charset/japanese.h"
-#include "charset/text_cursor.h"
-#include "charset/text_runs.h"
+#include "charset/lanes/text_cursor.h"
+#include "charset/lanes/text_runs.h"
+#include "charset/tables/conversion_tables.h"
 
 namespace borvik {
 

@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "base/data_buffer.h"
+#include "charset/lanes/text_runs.h"
 #include "charset/output_room.h"
-#include "charset/text_runs.h"
 
 namespace borvik {
 namespace {
@@ -166,9 +166,10 @@ struct Encoder {
     bool doubleByte = false;
 
     bool operator()(TextCursor& c) {
+        const TextRuns& runs = nativeRuns();
         while (c.goesOn()) {
             if (!doubleByte) {
-                nativeRuns().copyAscii(c);
+                runs.copyAscii(c);
                 if (!c.goesOn()) {
                     break;
                 }

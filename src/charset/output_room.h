@@ -1,17 +1,20 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <new>
 
 #include "base/data_buffer.h"
-#include "charset/text_cursor.h"
+#include "charset/lanes/text_cursor.h"
 
 namespace borvik {
 
 /// Runs a conversion loop over `length` bytes at `input` and appends what it writes. `expected` is
 /// a guess at the size of the output; when it was too low, the rest is reckoned by what came out so
 /// far, and by a quarter of the whole at least, so that the cost stays linear. Returns what the
-/// loop returned throughout, and false without memory.
+/// loop returned throughout. Throws `std::bad_alloc`, also when the output passes what a buffer
+/// holds: false would mean dropped characters only.
 template <typename Kernel>
 bool appendConverted(const void* input, std::size_t length, DataBuffer& out, std::size_t expected,
                      Kernel kernel) {
@@ -23,12 +26,10 @@ bool appendConverted(const void* input, std::size_t length, DataBuffer& out, std
     while (c.in < c.inEnd) {
         const std::size_t size = out.getSize();
         if (DataBuffer::kMaxSize - size < kSmallestRoom) {
-            return false;
+            throw std::bad_alloc();
         }
         const std::size_t want = std::min(expected + kSmallestRoom, DataBuffer::kMaxSize - size);
-        if (!out.ensureCapacity(size + want)) {
-            return false;
-        }
+        out.ensureCapacity(size + want);
         auto* begin = reinterpret_cast<std::uint8_t*>(out.getData());
         c.out = begin + size;
         c.outLimit = begin + out.getCapacity() - TextCursor::kStepRoom;

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 
-#include "charset/conversion_tables.h"
-#include "charset/text_cursor.h"
-#include "charset/text_runs.h"
-#include "charset/utf8_bytes.h"
+#include "charset/lanes/text_cursor.h"
+#include "charset/lanes/text_runs.h"
+#include "charset/lanes/utf8_bytes.h"
+#include "charset/tables/conversion_tables.h"
 
 /// The conversion loops. Each goes on from where a cursor stands until the input is used up or the
 /// output is past its limit, and returns false when it dropped a character that counts as a

@@ -6,10 +6,10 @@
 #include <cstring>
 
 #include "base/data_buffer.h"
+#include "charset/lanes/text_runs.h"
+#include "charset/lanes/utf7_alphabet.h"
+#include "charset/lanes/utf8_bytes.h"
 #include "charset/output_room.h"
-#include "charset/text_runs.h"
-#include "charset/utf7_alphabet.h"
-#include "charset/utf8_bytes.h"
 
 namespace borvik {
 namespace {
@@ -17,6 +17,7 @@ namespace {
 constexpr char16_t kByteOrderMark = 0xFEFF;
 constexpr unsigned kDigitBits = 6;
 constexpr unsigned kUnitBits = 16;
+/// Taken one by one before the lanes are tried again, which begin where no bits are left over.
 constexpr int kUnitsPerStep = 16;
 
 /// Units under 0x80 that stand for themselves outside a coded run.
@@ -43,7 +44,7 @@ public:
             if (count_ == 0) {
                 runs_.utf16ToUtf7(c, run_);
             }
-            for (int i = 0; i < kUnitsPerStep && c.goesOn(); ++i) {
+            for (int i = 0; (i < kUnitsPerStep || count_ != 0) && c.goesOn(); ++i) {
                 step(c);
             }
         }
@@ -107,7 +108,7 @@ public:
             if (count_ == 0) {
                 runs_.utf7ToUtf16(c, run_);
             }
-            for (int i = 0; i < kUnitsPerStep && c.goesOn(); ++i) {
+            for (int i = 0; (i < kUnitsPerStep || count_ != 0) && c.goesOn(); ++i) {
                 run_.coded ? stepCoded(c) : stepDirect(c);
             }
         }

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "charset/text_runs.h"
+#include "charset/lanes/text_runs.h"
 
 namespace borvik {
 

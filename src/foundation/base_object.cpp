@@ -1,12 +1,10 @@
 #include "foundation/base_object.h"
 
 #include <algorithm>
-#include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
+#include <exception>
 #include <memory>
 #include <mutex>
-#include <new>
 
 #include "foundation/multi_string.h"
 #include "foundation/narrow_string.h"
@@ -162,49 +160,43 @@ void CZncBase::WriteEntry(std::uint32_t level, std::string_view line) {
     }
 }
 
-void CZncBase::Log(std::uint32_t level, const char* format, ...) {
+void CZncBase::WriteLine(std::uint32_t level, const std::uint32_t* sizeHint, const char* format,
+                         va_list arguments) try {
     LogOutputs* outputs = m_pOutputs.load(std::memory_order_acquire);
     if (!outputs || level == 0 || !format || !*format) {
         return;
     }
     const std::lock_guard guard(outputs->lock);
     if (outputs->logFile.IsEmpty() && outputs->activityFile.IsEmpty()) {
+        return;
+    }
+    if (sizeHint) {
+        Assert(*sizeHint >= kLeastSizeHint, kSourceName, __LINE__);
+        const std::size_t size = std::size_t{*sizeHint} + kLongLogRoom;
+        const auto buffer = std::make_unique_for_overwrite<char[]>(size);
+        WriteEntry(level, FormatLine(buffer.get(), size, format, arguments));
         return;
     }
     if (!outputs->scratch) {
-        outputs->scratch.reset(new (std::nothrow) char[kScratchBytes]);
-        if (!outputs->scratch) {
-            return;
-        }
+        outputs->scratch = std::make_unique_for_overwrite<char[]>(kScratchBytes);
     }
+    WriteEntry(level, FormatLine(outputs->scratch.get(), kScratchBytes, format, arguments));
+} catch (const std::exception&) {
+    return;  // an entry that there is no memory for is lost, and nothing else
+}
+
+void CZncBase::Log(std::uint32_t level, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    const std::string_view line =
-        FormatLine(outputs->scratch.get(), kScratchBytes, format, arguments);
+    WriteLine(level, nullptr, format, arguments);
     va_end(arguments);
-    WriteEntry(level, line);
 }
 
 void CZncBase::LogLong(std::uint32_t level, std::uint32_t sizeHint, const char* format, ...) {
-    LogOutputs* outputs = m_pOutputs.load(std::memory_order_acquire);
-    if (!outputs || level == 0 || !format || !*format) {
-        return;
-    }
-    const std::lock_guard guard(outputs->lock);
-    if (outputs->logFile.IsEmpty() && outputs->activityFile.IsEmpty()) {
-        return;
-    }
-    Assert(sizeHint >= kLeastSizeHint, kSourceName, __LINE__);
-    const std::size_t size = std::size_t{sizeHint} + kLongLogRoom;
-    const std::unique_ptr<char[]> buffer(new (std::nothrow) char[size]);
-    if (!buffer) {
-        return;
-    }
     va_list arguments;
     va_start(arguments, format);
-    const std::string_view line = FormatLine(buffer.get(), size, format, arguments);
+    WriteLine(level, &sizeHint, format, arguments);
     va_end(arguments);
-    WriteEntry(level, line);
 }
 
 void CZncBase::Assert(bool condition, const char* file, std::int32_t line) {
@@ -215,19 +207,12 @@ void CZncBase::Assert(bool condition, const char* file, std::int32_t line) {
     CZncString text;
     text.FormatLong("[%02d:%02d:%02d] MERIVANE ASSERTION FAILURE, FILE: [%s]; LINE: %ld", now.hour,
                     now.minute, now.second, file, static_cast<long>(line));
-    const char* folder = std::getenv("TESSOLT_DEBUG_DIR");
+    const char* folder = platform::environmentText("TESSOLT_DEBUG_DIR");
     platform::FileInfo info;
     if (folder && platform::statFile(folder, info) == 0 && info.isFolder) {
         AppendTextFile(std::string(folder) + "/assert.txt", text.GetString() + "\n");
     }
     ReportErrorEvent("%s", text.GetBuffer());
-}
-
-std::string CZncBase::GetClassLabel() const {
-    if (!m_pszClassName) {
-        return {};
-    }
-    return m_nClassNumber == 0 ? m_pszClassName : m_pszClassName + std::to_string(m_nClassNumber);
 }
 
 }  // namespace tessolt

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdarg>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -54,14 +55,14 @@ public:
     /// folder named by the environment variable TESSOLT_DEBUG_DIR. Work goes on.
     static void Assert(bool condition, const char* file, std::int32_t line);
 
-    /// The label with its number.
-    std::string GetClassLabel() const;
-
 private:
     struct LogOutputs;
 
     /// Made at the first use, since most objects never log.
     LogOutputs& Outputs();
+    /// Null for `sizeHint` means the buffer of the object.
+    void WriteLine(std::uint32_t level, const std::uint32_t* sizeHint, const char* format,
+                   va_list arguments);
     void WriteEntry(std::uint32_t level, std::string_view line);
 
     const char* m_pszClassName;

@@ -1,6 +1,7 @@
 #include "foundation/multi_string.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 

@@ -73,7 +73,7 @@ bool AppendTextFile(const std::string& nativePath, std::string_view text) {
     platform::File file;
     const unsigned flags = platform::kOpenWrite | platform::kOpenCreate | platform::kOpenAppend |
                            platform::kOpenNonBlocking;
-    return file.open(nativePath, flags, kOwnerOnly) == 0 && file.write(bytes) == 0;
+    return file.open(nativePath, flags, kOwnerOnly) == 0 && file.append(bytes) == 0;
 }
 
 void ReportErrorEvent(const char* format, ...) {

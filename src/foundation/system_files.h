@@ -24,7 +24,8 @@ bool WriteIniSection(const char* section, const CZncMultiString* lines, const ch
 bool SaveIniFile(const platform::IniFile& file);
 
 /// Appends `text` to a text file in one write, each LF as CR LF. The file is made readable by its
-/// owner only. False when it can't be written; never waits for a pipe's other end.
+/// owner only. False when it can't be written whole; the file is then as it was before, and nothing
+/// is waited for.
 bool AppendTextFile(const std::string& nativePath, std::string_view text);
 
 /// Writes one entry, at most 2047 bytes long, to the system's event log.

@@ -17,7 +17,7 @@ namespace {
 
 /// Twice as many tries as there are random numbers: then only another time gives another name.
 constexpr int kTriesPerSecond = 65536;
-constexpr std::size_t kRegStringBytes = 511;
+constexpr std::size_t kRegStringBytes = 510;
 
 std::optional<std::string> readText(const char* root, const char* key, const char* value) {
     const auto text = platform::readSetting(std::string(root) + "\\" + key, value);

@@ -20,7 +20,7 @@ void MakeUniqueName(const char* folder, const char* prefix, const char* suffix, 
 /// difference: there is one view.
 char* RegReadString(const char* root, const char* key, const char* value, const char* defaultText,
                     char* dest, std::size_t size, bool use64BitView);
-/// The same into a string, for texts of at most 511 bytes.
+/// The same into a string, for texts of at most 510 bytes.
 CZncString& RegReadString(const char* root, const char* key, const char* value,
                           const char* defaultText, CZncString& dest, bool use64BitView);
 

@@ -6,6 +6,9 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "charset/unit_scan.h"
 
 namespace tessolt {
 
@@ -42,6 +45,10 @@ std::basic_string<Unit> UpperText(std::basic_string_view<Unit> text) {
 template <typename Unit>
 std::basic_string_view<Unit> UpToZero(std::basic_string_view<Unit> text) {
     return text.substr(0, text.find(Unit{}));
+}
+
+inline std::u16string_view UpToZero(std::u16string_view text) {
+    return text.substr(0, borvik::findZeroUnit(text));
 }
 
 /// The text of a pointer; null is empty.

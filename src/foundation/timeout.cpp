@@ -1,6 +1,7 @@
 #include "foundation/timeout.h"
 
 #include "platform/clock.h"
+#include "platform/wait_hook.h"
 
 namespace tessolt {
 
@@ -14,6 +15,9 @@ void CZncTimeout::Restart() {
 }
 
 std::uint32_t CZncTimeout::Remaining() const {
+    if (platform::areWaitsEnded()) {
+        return 0;
+    }
     if (m_uDuration == kNoTimeLimit) {
         return kNoTimeLimit;
     }

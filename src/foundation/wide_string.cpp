@@ -21,7 +21,7 @@ CZncStringW& CZncStringW::Assign(std::u16string_view text) {
 
 CZncStringW& CZncStringW::Assign(std::u16string&& text) {
     m_wstrText = std::move(text);
-    m_wstrText.resize(UpToZero<OLECHAR>(m_wstrText).size());
+    m_wstrText.resize(UpToZero(std::u16string_view(m_wstrText)).size());
     m_lastToken.index = -1;
     return *this;
 }
@@ -31,7 +31,10 @@ CZncStringW& CZncStringW::AssignBytes(const char* text) {
 }
 
 CZncStringW& CZncStringW::AssignBytes(std::string_view text) {
-    return Assign(borvik::ansiToWide(UpToZero(text)));
+    // No byte but zero becomes a zero unit.
+    m_wstrText = borvik::ansiToWide(UpToZero(text));
+    m_lastToken.index = -1;
+    return *this;
 }
 
 CZncStringW& CZncStringW::Append(const OLECHAR* text) {

@@ -10,8 +10,30 @@ const char* FindDot(const char* from, const char* end) {
     return static_cast<const char*>(std::memchr(from, '.', static_cast<std::size_t>(end - from)));
 }
 
-bool EndsLine(std::string_view rest) {
-    return rest.empty() || rest.front() == '\n' || rest.substr(0, 2) == "\r\n";
+bool IsBreak(char c) {
+    return c == '\r' || c == '\n';
+}
+
+/// Whether a dot is all that stands on its line.
+bool IsLoneDot(std::string_view text, std::size_t at) {
+    return (at == 0 || IsBreak(text[at - 1])) && (at + 1 == text.size() || IsBreak(text[at + 1]));
+}
+
+/// The text with each dot that `find` finds doubled, and `tail` behind it.
+std::string DoubleDots(std::string_view text, std::string_view tail,
+                       std::size_t (&find)(std::string_view, std::size_t)) {
+    std::string result;
+    result.reserve(text.size() + text.size() / 16 + tail.size());
+    std::size_t done = 0;
+    for (std::size_t dot = find(text, 0); dot != std::string_view::npos;
+         dot = find(text, dot + 1)) {
+        result.append(text, done, dot + 1 - done);
+        result += '.';
+        done = dot + 1;
+    }
+    result.append(text, done);
+    result += tail;
+    return result;
 }
 
 }  // namespace
@@ -22,7 +44,7 @@ std::size_t FindLoneDot(std::string_view text, std::size_t from) {
     const char* dot = from < text.size() ? FindDot(begin + from, end) : nullptr;
     while (dot != nullptr) {
         const auto at = static_cast<std::size_t>(dot - begin);
-        if ((at == 0 || dot[-1] == '\n') && EndsLine(text.substr(at + 1))) {
+        if (IsLoneDot(text, at)) {
             return at;
         }
         dot = FindDot(dot + 1, end);
@@ -30,19 +52,42 @@ std::size_t FindLoneDot(std::string_view text, std::size_t from) {
     return std::string_view::npos;
 }
 
-std::string DoubleLoneDots(std::string_view text, std::string_view tail) {
-    std::string result;
-    result.reserve(text.size() + text.size() / 16 + tail.size());
-    std::size_t done = 0;
-    for (std::size_t dot = FindLoneDot(text); dot != std::string_view::npos;
-         dot = FindLoneDot(text, dot + 1)) {
-        result.append(text, done, dot + 1 - done);
-        result += '.';
-        done = dot + 1;
+std::size_t FindLineDot(std::string_view text, std::size_t from) {
+    while ((from = text.find('.', from)) != std::string_view::npos) {
+        if (from == 0 || text[from - 1] == '\n' || IsLoneDot(text, from)) {
+            break;
+        }
+        ++from;
     }
-    result.append(text, done);
-    result += tail;
-    return result;
+    return from;
+}
+
+std::string DoubleLoneDots(std::string_view text, std::string_view tail) {
+    return DoubleDots(text, tail, FindLoneDot);
+}
+
+std::string DoubleLineDots(std::string_view text, std::string_view tail) {
+    return DoubleDots(text, tail, FindLineDot);
+}
+
+void UndoDotStuffing(std::string& body) {
+    constexpr std::string_view kEndMark = ".\r\n";
+    const std::string_view all = body;
+    if (all.ends_with("\r\n.\r\n") || all == kEndMark) {
+        body.resize(body.size() - kEndMark.size());
+    }
+    std::size_t out = 0;
+    for (std::size_t at = 0; at < body.size();) {
+        const std::size_t lineEnd = body.find("\r\n", at);
+        const std::size_t next = lineEnd == std::string::npos ? body.size() : lineEnd + 2;
+        at += body[at] == '.' ? 1 : 0;
+        if (out != at) {
+            std::memmove(body.data() + out, body.data() + at, next - at);
+        }
+        out += next - at;
+        at = next;
+    }
+    body.resize(out);
 }
 
 std::size_t RemoveDotStuffing(char* text, std::size_t length) {
@@ -51,9 +96,7 @@ std::size_t RemoveDotStuffing(char* text, std::size_t length) {
     char* out = text;
     const char* dot = FindDot(text, end);
     while (dot != nullptr) {
-        const bool atLineStart =
-            dot == text || (dot - text >= 2 && dot[-1] == '\n' && dot[-2] == '\r');
-        if (atLineStart) {
+        if (dot - text >= 2 && dot[-1] == '\n' && dot[-2] == '\r') {
             const auto count = static_cast<std::size_t>(dot - kept);
             if (out != kept) {
                 std::memmove(out, kept, count);

@@ -8,7 +8,7 @@ namespace tessolt {
 
 namespace {
 
-constexpr std::uint32_t kSendIdleLimit = 3000;
+constexpr std::int32_t kUsualPort = 110;
 /// A server that sends more empty lines in front of a status line has none to send.
 constexpr int kMaxSkippedLines = 1000;
 /// Room for what a log line has around a text of any length.
@@ -16,40 +16,29 @@ constexpr std::uint32_t kLogFrame = 256;
 
 }  // namespace
 
-CZnPop3::CZnPop3() : CZnSecureProtocol("CZnPop3") {}
+CZnPop3::CZnPop3() : CZnMailSession("CZnPop3", kUsualPort) {}
 CZnPop3::~CZnPop3() = default;
 
-void CZnPop3::Disconnect() {
-    Quit();
-}
-
-void CZnPop3::Quit() {
-    const bool connected = IsConnected();
-    if (connected) {
-        SendCommand("QUIT");
-    }
-    CloseSecure();
-    if (connected) {
-        Log(kLogProtocol, "Disconnected");
-    }
-}
-
 std::int32_t CZnPop3::SendCommand(std::string_view text, std::uint32_t timeoutMs) {
+    const bool secret = CZncString(text).StartsWith("PASS", false);
+    return Exchange(text, secret ? "PASS xxxxx" : text, timeoutMs);
+}
+
+std::int32_t CZnPop3::Exchange(std::string_view text, std::string_view logged,
+                               std::uint32_t timeoutMs) {
     if (!IsConnected()) {
         return kPop3NotConnected;
     }
-    const CZncString logged(text);
-    if (logged.StartsWith("PASS", false)) {
-        Log(kLogProtocol, "Command: [PASS xxxxx]");
-    } else {
-        LogLong(kLogProtocol, logged.GetLength() + kLogFrame, "Command: [%s]", logged.GetBuffer());
-    }
-    const std::int32_t sent = SendText(text);
-    if (sent != 0) {
-        m_strLastResponse = "";
-        return sent;
-    }
-    return ReadResponse(timeoutMs != 0 ? timeoutMs : m_lTimeoutCommand);
+    LogLong(kLogProtocol, static_cast<std::uint32_t>(logged.size()) + kLogFrame, "Command: [%s]",
+            CZncString(logged).GetBuffer());
+    return InStep([&] {
+        const std::int32_t sent = SendText(text);
+        if (sent != 0) {
+            m_strLastResponse = "";
+            return sent;
+        }
+        return ReadResponse(timeoutMs != 0 ? timeoutMs : m_lTimeoutCommand);
+    });
 }
 
 std::int32_t CZnPop3::SendText(std::string_view line) {
@@ -57,11 +46,12 @@ std::int32_t CZnPop3::SendText(std::string_view line) {
         return kTransportBroken;
     }
     CZncString text(line);
-    return m_bSecure ? SendSecure(text) : SendLine(text, kNoTimeLimit, kSendIdleLimit);
+    return UsesChannel() ? SendSecure(text) : SendLine(text, kNoTimeLimit, kSendIdleLimit);
 }
 
 std::int32_t CZnPop3::ReadLine(CZncString& line, std::uint32_t timeoutMs) {
-    return m_bSecure ? ReceiveLineSecure(line, timeoutMs) : ReceiveLine(line, timeoutMs, timeoutMs);
+    return UsesChannel() ? ReceiveLineSecure(line, timeoutMs)
+                         : ReceiveLine(line, timeoutMs, timeoutMs);
 }
 
 std::int32_t CZnPop3::ReadResponse(std::uint32_t timeoutMs) {
@@ -73,6 +63,7 @@ std::int32_t CZnPop3::ReadResponse(std::uint32_t timeoutMs) {
     } while (result == 0 && m_strLastResponse.IsEmpty());
     LogLong(kLogProtocol, m_strLastResponse.GetLength() + kLogFrame, "Response: [%s]",
             m_strLastResponse.GetBuffer());
+    AfterRead(result);
     if (result == kTransportTotalTimedOut || result == kTransportIdleTimedOut) {
         return kPop3TimedOut;
     }
@@ -102,8 +93,11 @@ std::int32_t CZnPop3::DeleteMessage(std::int32_t id) {
     if (m_lMessageCount == 0) {
         return kPop3NothingToDelete;
     }
-    // Only a refusal counts as a failure.
-    SendCommand("DELE " + std::to_string(id));
+    // By classic rules only a refusal counts as a failure.
+    const std::int32_t result = SendCommand("DELE " + std::to_string(id));
+    if (result != 0 && m_rules.closeAfterTimeout) {
+        return result;
+    }
     return IsNegative() ? kPop3DeleteFailed : 0;
 }
 

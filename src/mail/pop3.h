@@ -3,9 +3,10 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/narrow_string.h"
-#include "transport/secure_protocol.h"
+#include "mail/mail_session.h"
 
 namespace tessolt {
 
@@ -35,6 +36,7 @@ enum Pop3Result : std::int32_t {
     kPop3BodyStalled = -2120,     ///< A body that had begun stood still.
     kPop3TimedOut = -2121,        ///< A status line or the first bytes of a body didn't come.
     kPop3ReadFailed = -2122,      ///< Reading a status line failed.
+    kPop3Stopped = -2123,         ///< The observer wanted no more of a body.
 };
 
 /// How to log in. The first and the last act alike.
@@ -54,10 +56,17 @@ enum Pop3Capability : std::uint32_t {
     kPop3CanResp = 32,
 };
 
+/// A message of the mailbox, as the server lists it.
+struct Pop3Entry {
+    std::int32_t number = 0;
+    std::uint64_t size = 0;  ///< In bytes, as the server counts.
+    std::string uid = {};    ///< The same in every session; empty where the server has none.
+};
+
 /// The client side of one POP3 conversation (RFC 1939, with RFC 2449). Every operation that returns
 /// a number gives 0 or a result of Pop3Result or of the layers below. Limits are in milliseconds.
 /// One thread at a time.
-class CZnPop3 : public CZnSecureProtocol {
+class CZnPop3 : public CZnMailSession {
 public:
     CZnPop3();
     ~CZnPop3() override;
@@ -65,21 +74,23 @@ public:
     /// Opens the connection to `m_strServer`, logs in and counts the messages. Either all of that
     /// succeeds or the connection is closed again; one that was open before is closed too.
     std::int32_t Connect();
-    /// Takes leave with QUIT, which lets the server delete what was marked, and closes.
-    void Disconnect();
 
-    /// Sends a command line and reads the status line into `m_strLastResponse`. A `timeoutMs` of 0
-    /// means `m_lTimeoutCommand`, and kNoTimeLimit no limit. A line that holds a line break is not
-    /// sent: the result is that of a broken connection.
-    std::int32_t SendCommand(std::string_view text, std::uint32_t timeoutMs = 0);
+    /// The reply is the status line; kNoTimeLimit means no limit. A command that holds a line break
+    /// is not sent: the result is that of a broken connection. QUIT, which `Disconnect` sends, lets
+    /// the server delete what was marked.
+    std::int32_t SendCommand(std::string_view text, std::uint32_t timeoutMs = 0) override;
     /// Reads one status line; empty lines in front of it are skipped.
     std::int32_t ReadResponse(std::uint32_t timeoutMs);
 
     /// The number of messages at the time of the login; asks nothing of the server.
     std::int32_t GetMessageCount(std::int32_t& countOut) const;
+    /// Lists the messages that aren't marked for deletion with sizes and, where the server can do
+    /// that, unique ids. On failure `entries` is empty.
+    std::int32_t List(std::vector<Pop3Entry>& entries);
     /// Fetches message `id` into `mail`, whole or, if the server can do that, without its body. On
-    /// failure `mail` stays as it was. After a body that didn't end the rest of it may still
-    /// come: `Disconnect` then.
+    /// failure `mail` stays as it was. The observer is told of a whole message; when it cancels,
+    /// the connection is closed, and what was marked for deletion stays. After a body that didn't
+    /// end the rest of it may still come: `Disconnect` then.
     std::int32_t Retrieve(std::int32_t id, bool full, CZnMail& mail);
     /// The first half of it: the message as text, the dot-stuffing undone.
     std::int32_t RetrieveText(std::int32_t id, bool full, std::string& text);
@@ -87,37 +98,44 @@ public:
     std::int32_t DeleteMessage(std::int32_t id);
 
     CZncString m_strServer;
-    CZncString m_strAccount;
-    CZncString m_strPassword;
-    CZncString m_strLastResponse;  ///< The last status line.
-    std::int32_t m_lHostPort = 110;
-    std::uint32_t m_lTimeoutConnect = 20000;
-    std::uint32_t m_lTimeoutAuthentication = 20000;  ///< Kept for callers; nothing uses it.
-    std::uint32_t m_lTimeoutCommand = 5000;
-    std::uint32_t m_lTimeoutData = 120000;
-    std::int32_t m_lAuthentication = kPop3AuthAuto;
+    /// The last reply before the leave that `Connect` takes when it fails.
+    CZncString m_strRefusal;
     std::uint32_t m_uCapabilities = 0;  ///< Of Pop3Capability.
-    bool m_bSecure = false;             ///< TLS from the start of the connection.
     std::int32_t m_lMessageCount = 0;
 
 private:
+    /// The result of an APOP exchange that by classic rules the password follows.
+    static constexpr std::int32_t kApopRefused = -1;
+
     std::int32_t OpenConversation();
+    std::int32_t StartTls();
+    std::int32_t PrepareLogIn();
     std::int32_t LogIn();
+    std::int32_t LogInStrongest();
+    std::int32_t LogInByMechanism(class SaslMechanism& mechanism);
+    std::int32_t CountAfterLogIn();
     std::int32_t LogInWithPassword();
-    /// `exchange` tells how the command itself went.
-    std::int32_t ExchangeApop(std::int32_t& exchange);
+    std::int32_t ExchangeApop();
     std::int32_t ReconnectWithPassword();
     std::int32_t JudgeRefusal(std::int32_t unknown) const;
     void QueryCapabilities();
     std::int32_t QueryStatus();
-    void Quit();
 
+    /// `SendCommand` with what the log may show of the line.
+    std::int32_t Exchange(std::string_view text, std::string_view logged, std::uint32_t timeoutMs);
+    std::int32_t ReadLists(std::vector<Pop3Entry>& entries);
+    template <typename Take>
+    std::int32_t ReadList(std::string_view command, Take take);
     std::int32_t ReadLine(CZncString& line, std::uint32_t timeoutMs);
     std::int32_t SendText(std::string_view line);
     std::int32_t ReadBody(std::string& body);
+    std::int32_t ReadWatchedBody(std::string& body, std::uint64_t size);
+    std::uint64_t ExpectedSize(std::int32_t id);
     bool WelcomeHoldsTimestamp() const;
     bool IsPositive() const;
     bool IsNegative() const;
+
+    std::vector<std::string> m_offered;  ///< The mechanisms that CAPA names.
 };
 
 }  // namespace tessolt

@@ -3,17 +3,17 @@
 #include "foundation/md5.h"
 #include "mail/command_line.h"
 #include "mail/pop3.h"
+#include "mail/smtp_capabilities.h"
 
 namespace tessolt {
 
 namespace {
 
-constexpr std::int32_t kMaxPort = 65535;
 /// A server that lists more capabilities than this is not listing capabilities.
 constexpr int kMaxCapabilityLines = 10000;
 constexpr std::uint32_t kLogFrame = 256;
-/// The result of an APOP exchange that the password may still follow.
-constexpr std::int32_t kApopRefused = -1;
+/// Where the mechanisms begin in the capability SASL.
+constexpr std::size_t kMechanismsAt = 5;
 
 struct Refusal {
     const char* text;
@@ -40,37 +40,38 @@ constexpr CapabilityWord kCapabilityWords[] = {
 }  // namespace
 
 std::int32_t CZnPop3::Connect() {
-    const std::int32_t result = IsConnected() ? kPop3AlreadyConnected : OpenConversation();
+    const std::int32_t result = IsConnected() ? std::int32_t{kPop3AlreadyConnected}
+                                              : InStep([this] { return OpenConversation(); });
     if (result != 0) {
-        Quit();
+        m_strRefusal = m_strLastResponse;
+        Disconnect();
     }
     return result;
 }
 
 std::int32_t CZnPop3::OpenConversation() {
-    if (m_strServer.IsEmpty()) {
-        return kPop3InvalidHost;
+    constexpr OpeningFailures kFailures = {{kPop3InvalidHost, nullptr},
+                                           {kPop3InvalidPort, nullptr},
+                                           {kPop3ConnectFailed, nullptr},
+                                           {kPop3HandshakeFailed, nullptr}};
+    std::int32_t result = CheckPlace(m_strServer, kFailures);
+    if (result == 0) {
+        LogPlace(m_strServer);
+        result = OpenChannel(m_strServer, kFailures);
     }
-    if (m_lHostPort < 0 || m_lHostPort > kMaxPort) {
-        return kPop3InvalidPort;
-    }
-    LogLong(kLogProtocol, m_strServer.GetLength() + kLogFrame, "Connect to: [%s:%d]",
-            m_strServer.GetBuffer(), m_lHostPort);
-    if (CZncTcpSocket::Connect(m_strServer.GetBuffer(), m_lHostPort, m_lTimeoutConnect) != 0) {
-        return kPop3ConnectFailed;
-    }
-    if (m_bSecure) {
-        m_lHandshakeTimeout = m_lTimeoutConnect;
-        m_strCheckedName.Assign(m_strServer);
-        if (Handshake() != 0) {
-            return kPop3HandshakeFailed;
-        }
-    }
-    const std::int32_t result = ReadResponse(m_lTimeoutConnect);
+    result = result == 0 ? ReadResponse(m_lTimeoutConnect) : result;
     if (result != 0) {
         return result;
     }
-    return IsPositive() ? LogIn() : static_cast<std::int32_t>(kPop3NoWelcome);
+    if (!IsPositive()) {
+        return kPop3NoWelcome;
+    }
+    result = PrepareLogIn();
+    result = result == 0 ? CheckChannel() : result;
+    if (result != 0) {
+        return result;
+    }
+    return m_rules.strongestMechanism ? LogInStrongest() : LogIn();
 }
 
 /// Whether the welcome can carry the timestamp that APOP wants (RFC 1939, 7).
@@ -85,9 +86,8 @@ bool CZnPop3::WelcomeHoldsTimestamp() const {
 
 std::int32_t CZnPop3::LogIn() {
     std::int32_t result = 0;
-    std::int32_t exchange = 0;
     if (m_lAuthentication != kPop3AuthPlain && WelcomeHoldsTimestamp()) {
-        result = ExchangeApop(exchange);
+        result = ExchangeApop();
         if (result == kApopRefused) {
             return ReconnectWithPassword();
         }
@@ -98,9 +98,7 @@ std::int32_t CZnPop3::LogIn() {
         return result;
     }
     QueryCapabilities();
-    result = QueryStatus();
-    // A reply to APOP that came too late has shifted those that follow: such a STAT proves nothing.
-    return result != 0 ? result : exchange;
+    return QueryStatus();
 }
 
 std::int32_t CZnPop3::ReconnectWithPassword() {
@@ -130,7 +128,7 @@ std::int32_t CZnPop3::LogInWithPassword() {
     return IsNegative() ? JudgeRefusal(kPop3InvalidPassword) : 0;
 }
 
-std::int32_t CZnPop3::ExchangeApop(std::int32_t& exchange) {
+std::int32_t CZnPop3::ExchangeApop() {
     if (!IsSingleLine(m_strAccount.View())) {
         return kTransportBroken;
     }
@@ -151,7 +149,7 @@ std::int32_t CZnPop3::ExchangeApop(std::int32_t& exchange) {
     CZncString command;
     command.Format("APOP %s %s", m_strAccount.GetBuffer(), HexDigest(digest.digest).c_str());
     // An exchange that failed shows when the messages are counted.
-    exchange = SendCommand(command.View());
+    SendCommand(command.View());
     return IsNegative() ? JudgeRefusal(kApopRefused) : 0;
 }
 
@@ -166,17 +164,23 @@ std::int32_t CZnPop3::JudgeRefusal(std::int32_t unknown) const {
 
 void CZnPop3::QueryCapabilities() {
     m_uCapabilities = 0;
+    m_offered.clear();
+    m_offers.clear();
     if (SendCommand("CAPA") != 0 || !IsPositive()) {
         return;
     }
     CZncString line;
     for (int lines = 0; lines < kMaxCapabilityLines; ++lines) {
-        if (ReadLine(line, m_lTimeoutCommand) != 0) {
+        if (AfterRead(ReadLine(line, m_lTimeoutCommand)) != 0) {
             return;
         }
         LogLong(kLogProtocol, line.GetLength() + kLogFrame, "Response: [%s]", line.GetBuffer());
         if (line == ".") {
             return;
+        }
+        m_offers.append(m_offers.empty() ? "" : "\n").append(line.View());
+        if (line.StartsWith("SASL ", false)) {
+            m_offered = UpperWords(line.View().substr(kMechanismsAt));
         }
         for (const CapabilityWord& known : kCapabilityWords) {
             if (line == known.word) {

@@ -1,8 +1,12 @@
 #include "mail/scramble.h"
 
 #include <array>
+#include <charconv>
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <system_error>
+#include <utility>
 
 #include "platform/c_random.h"
 
@@ -24,6 +28,17 @@ void AppendHex(std::string& text, unsigned number) {
     while (--digits >= 0) {
         text += kDigits[(number >> (4 * digits)) & 0xF];
     }
+}
+
+/// The byte of two hexadecimal digits, -1 for anything else.
+int HexByte(std::string_view digits) {
+    int value = 0;
+    const auto [end, error] =
+        std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+    return digits.size() == 2 && digits[0] != '-' && error == std::errc() &&
+                   end == digits.data() + digits.size()
+               ? value
+               : -1;
 }
 
 }  // namespace
@@ -48,6 +63,30 @@ void Scramble(CZncString& text) {
         AppendHex(result, static_cast<unsigned>(platform::rand()));
     }
     text.Assign(std::move(result));
+}
+
+std::optional<std::string> Unscramble(std::string_view digits) {
+    std::string clear;
+    if (digits.empty()) {
+        return clear;
+    }
+    std::array<int, kKeyBytes> key{};
+    for (std::size_t i = 0; 2 * i < digits.size(); ++i) {
+        const int byte = HexByte(digits.substr(2 * i, 2));
+        if (byte < 0) {
+            return std::nullopt;
+        }
+        if (i < kKeyBytes) {
+            key[i] = byte;
+            continue;
+        }
+        const auto plain = static_cast<std::uint8_t>(byte - key[i % kKeyBytes]);
+        if (plain == 0) {
+            return clear;
+        }
+        clear += static_cast<char>(plain);
+    }
+    return std::nullopt;  // without the closing zero byte it has been cut
 }
 
 }  // namespace tessolt

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <optional>
+#include <string>
+#include <string_view>
+
 #include "foundation/narrow_string.h"
 
 namespace tessolt {
@@ -9,5 +13,8 @@ namespace tessolt {
 /// turn, then filler up to 28 digits. Anybody can undo it. An empty text stays empty; otherwise the
 /// thread's small random numbers start anew from 1.
 void Scramble(CZncString& text);
+
+/// The password in the scrambled form; nothing when `digits` isn't one.
+std::optional<std::string> Unscramble(std::string_view digits);
 
 }  // namespace tessolt

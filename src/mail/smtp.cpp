@@ -1,6 +1,7 @@
 #include "mail/smtp.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 
 #include "foundation/timeout.h"
@@ -11,8 +12,7 @@ namespace tessolt {
 
 namespace {
 
-constexpr std::uint32_t kSendIdleLimit = 3000;
-constexpr std::int32_t kMaxPort = 65535;
+constexpr std::int32_t kUsualPort = 25;
 /// A reply beyond these bounds counts as one that could not be read.
 constexpr std::size_t kMaxReplyLines = 1000;
 constexpr std::uint32_t kMaxReplyBytes = 1024 * 1024;
@@ -24,46 +24,52 @@ constexpr std::uint32_t kLogFrame = 256;
 
 enum ReplyCode : std::int32_t { kReady = 220, kDone = 250 };
 
+constexpr const char* kHandshakeEntry = "Perform secure handshake failed";
+
 /// A reply goes on unless the line is a bare code or has a blank behind it (RFC 5321, 4.2.1).
 bool IsLastLine(std::string_view line) {
     return line.size() == kCodeDigits || (line.size() > kCodeDigits && line[kCodeDigits] == ' ');
 }
 
+/// What a reply to EHLO offers, a line each, without codes.
+std::string OffersIn(const std::vector<std::string>& lines) {
+    std::string offers;
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+        offers.append(offers.empty() ? "" : "\n");
+        offers.append(lines[i], std::min(lines[i].size(), kCodeDigits + 1));
+    }
+    return offers;
+}
+
 }  // namespace
 
-CZnSmtp::CZnSmtp() : CZnSecureProtocol("CZnSmtp") {}
+CZnSmtp::CZnSmtp() : CZnMailSession("CZnSmtp", kUsualPort) {}
 CZnSmtp::~CZnSmtp() = default;
 
 std::int32_t CZnSmtp::Connect() {
-    LogLong(kLogProtocol, m_strHost.GetLength() + kLogFrame, "Connect to: [%s:%d]",
-            m_strHost.GetBuffer(), m_lHostPort);
+    LogPlace(m_strHost);
     if (IsConnected()) {
         Log(kLogProtocol, "Already connected");
         return 0;
     }
-    const std::int32_t result = OpenConversation();
+    const std::int32_t result = InStep([this] { return OpenConversation(); });
     if (result != 0) {
-        Quit();
+        m_strRefusal = m_strLastResponse;
+        m_lRefusalCode = m_lLastCode;
+        m_refusal = LastReply();
+        Disconnect();
     }
     return result;
 }
 
 std::int32_t CZnSmtp::OpenConversation() {
-    if (m_strHost.IsEmpty()) {
-        Log(kLogProtocol, "Invalid hostname");
-        return kSmtpInvalidHost;
-    }
-    if (m_lHostPort < 0 || m_lHostPort > kMaxPort) {
-        return kSmtpInvalidPort;
-    }
-    if (CZncTcpSocket::Connect(m_strHost.GetBuffer(), m_lHostPort, m_lTimeoutConnect) != 0) {
-        Log(kLogProtocol, "Connect failed");
-        return kSmtpConnectFailed;
-    }
-    if (m_bSecure && SecureChannel() != 0) {
-        return kSmtpHandshakeFailed;
-    }
-    std::int32_t result = ReadResponse(m_lTimeoutConnect);
+    constexpr OpeningFailures kFailures = {{kSmtpInvalidHost, "Invalid hostname"},
+                                           {kSmtpInvalidPort, nullptr},
+                                           {kSmtpConnectFailed, "Connect failed"},
+                                           {kSmtpHandshakeFailed, kHandshakeEntry}};
+    std::int32_t result = CheckPlace(m_strHost, kFailures);
+    result = result == 0 ? OpenChannel(m_strHost, kFailures) : result;
+    result = result == 0 ? ReadResponse(m_lTimeoutConnect) : result;
     if (result != 0) {
         return result;
     }
@@ -73,31 +79,16 @@ std::int32_t CZnSmtp::OpenConversation() {
     }
     m_bNeedsReset = false;
     result = GreetServer();
-    if (result == 0 && m_bUseStartTls != 0 && !m_bSecure &&
-        m_strLastResponse.Contains(" 250-STARTTLS", false)) {
+    if (result == 0 && m_bUseStartTls != 0 && !UsesChannel() && OffersStartTls()) {
         result = StartTls();
     }
-    if (result != 0) {
-        return result;
-    }
-    if (m_lAuthentication == kSmtpAuthAuto && !m_strAccount.IsEmpty()) {
-        m_lAuthentication = kSmtpAuthPlain;
-    }
-    result = Authenticate();
-    if (result != 0) {
-        Log(kLogProtocol, "Send authentication failed");
-    }
-    return result;
+    result = result == 0 ? CheckChannel() : result;
+    return result == 0 ? LogIn() : result;
 }
 
-std::int32_t CZnSmtp::SecureChannel() {
-    m_lHandshakeTimeout = m_lTimeoutConnect;
-    m_strCheckedName.Assign(m_strHost);
-    const std::int32_t result = Handshake();
-    if (result != 0) {
-        Log(kLogProtocol, "Perform secure handshake failed");
-    }
-    return result;
+bool CZnSmtp::OffersStartTls() const {
+    return m_rules.extensions ? m_capabilities.startTls
+                              : m_strLastResponse.Contains(" 250-STARTTLS", false);
 }
 
 std::int32_t CZnSmtp::GreetServer() {
@@ -109,34 +100,18 @@ std::int32_t CZnSmtp::GreetServer() {
 }
 
 std::int32_t CZnSmtp::StartTls() {
-    // A refusal is no failure: the conversation goes on in the clear.
-    SendCommand("STARTTLS");
+    std::int32_t result = SendCommand("STARTTLS");
     if (m_lLastCode != kReady) {
-        return 0;
+        // By classic rules a refusal is no failure: the conversation goes on in the clear.
+        return SecretsMayPass() ? 0 : RefuseClear(result);
     }
-    // From here on nothing is sent in the clear on this connection, whatever fails.
-    m_bSecure = true;
-    const std::int32_t result = SecureChannel();
+    m_bSecure = m_bSecure || !m_rules.freshSecureFlag;
+    result = SecureChannel(m_strHost, kHandshakeEntry);
     if (result != 0) {
         return result;
     }
     Log(kLogProtocol, "Re-initialize session");
     return GreetServer();
-}
-
-void CZnSmtp::Disconnect() {
-    Quit();
-}
-
-void CZnSmtp::Quit() {
-    const bool connected = IsConnected();
-    if (connected) {
-        SendCommand("QUIT");
-    }
-    CloseSecure();
-    if (connected) {
-        Log(kLogProtocol, "Disconnected");
-    }
 }
 
 std::int32_t CZnSmtp::Hello() {
@@ -147,29 +122,42 @@ std::int32_t CZnSmtp::Hello() {
     if (result != 0) {
         return result;
     }
+    m_capabilities = {};
+    m_offers.clear();
+    std::int32_t mechanism = kSmtpAuthPlain;
     if (m_lLastCode == kDone) {
-        // The last hit stands.
-        if (m_strLastResponse.Contains("LOGIN", false)) {
-            m_lAuthentication = kSmtpAuthLogin;
+        m_capabilities = ReadSmtpCapabilities(m_replyLines);
+        m_offers = OffersIn(m_replyLines);
+        mechanism = MechanismByReply();
+    } else {
+        command.Format("HELO %s", name.c_str());
+        result = SendCommand(command.View());
+        if (result != 0) {
+            return result;
         }
-        if (m_strLastResponse.Contains("CRAM-MD5", false)) {
-            m_lAuthentication = kSmtpAuthCramMd5;
+        if (m_lLastCode != kDone) {
+            return kSmtpHelloFailed;
         }
-        if (m_strLastResponse.Contains("PLAIN", false)) {
-            m_lAuthentication = kSmtpAuthPlain;
-        }
-        return 0;
     }
-    command.Format("HELO %s", name.c_str());
-    result = SendCommand(command.View());
-    if (result != 0) {
-        return result;
+    if (!m_rules.strongestMechanism) {
+        m_lAuthentication = mechanism;
     }
-    if (m_lLastCode != kDone) {
-        return kSmtpHelloFailed;
-    }
-    m_lAuthentication = kSmtpAuthPlain;
     return 0;
+}
+
+/// The classic choice of a mechanism, by the words of the reply to EHLO; the last hit stands.
+std::int32_t CZnSmtp::MechanismByReply() const {
+    std::int32_t found = m_lAuthentication;
+    if (m_strLastResponse.Contains("LOGIN", false)) {
+        found = kSmtpAuthLogin;
+    }
+    if (m_strLastResponse.Contains("CRAM-MD5", false)) {
+        found = kSmtpAuthCramMd5;
+    }
+    if (m_strLastResponse.Contains("PLAIN", false)) {
+        found = kSmtpAuthPlain;
+    }
+    return found;
 }
 
 std::int32_t CZnSmtp::SendCommand(std::string_view text, std::uint32_t timeoutMs) {
@@ -186,20 +174,44 @@ std::int32_t CZnSmtp::SendCommand(std::string_view text, std::uint32_t timeoutMs
 
 std::int32_t CZnSmtp::Exchange(std::initializer_list<std::string_view> pieces,
                                std::string_view logged, std::uint32_t timeoutMs) {
-    const std::int32_t sent = SendPieces(pieces);
-    if (sent != 0) {
-        return sent;
+    return InStep([&] {
+        const std::int32_t sent = SendPieces(pieces, {m_lTimeoutCommand, kSendIdleLimit});
+        return sent != 0 ? sent : ReadReplyTo(logged, timeoutMs);
+    });
+}
+
+/// Sends the text of a message, of which the observer is told. Cancelled, it leaves a connection on
+/// which nothing else could be said than the rest of the text, and that is closed.
+std::int32_t CZnSmtp::ExchangeText(std::initializer_list<std::string_view> pieces,
+                                   const SendLimits& limits) {
+    std::uint64_t all = 0;
+    for (const std::string_view piece : pieces) {
+        all += piece.size();
     }
+    return InStep([&]() -> std::int32_t {
+        m_watch.Begin(all);
+        const std::int32_t sent = SendPieces(pieces, limits);
+        if (!m_watch.End(sent == 0)) {
+            Log(kLogProtocol, "Cancelled");
+            CloseSecure();
+            return kSmtpStopped;
+        }
+        return sent != 0 ? sent : ReadReplyTo("<Message data>", m_lTimeoutData);
+    });
+}
+
+std::int32_t CZnSmtp::ReadReplyTo(std::string_view logged, std::uint32_t timeoutMs) {
     LogLong(kLogProtocol, static_cast<std::uint32_t>(logged.size()) + kLogFrame, "Command: [%.*s]",
             static_cast<int>(logged.size()), logged.data());
     return ReadResponse(timeoutMs) != 0 ? kSmtpNoResponse : 0;
 }
 
-std::int32_t CZnSmtp::SendPieces(std::initializer_list<std::string_view> pieces) {
-    const CZncTimeout total(m_lTimeoutCommand);
+std::int32_t CZnSmtp::SendPieces(std::initializer_list<std::string_view> pieces,
+                                 const SendLimits& limits) {
+    const CZncTimeout total(limits.totalMs);
     for (std::string_view piece : pieces) {
-        if (m_bSecure) {
-            if (SendRecords(piece) != 0) {
+        if (UsesChannel()) {
+            if (SendRecords(piece, limits.idleMs) != 0) {
                 return kSmtpEncryptFailed;
             }
             continue;
@@ -207,7 +219,7 @@ std::int32_t CZnSmtp::SendPieces(std::initializer_list<std::string_view> pieces)
         while (!piece.empty()) {
             const auto length = static_cast<std::uint32_t>(std::min(piece.size(), kMaxSend));
             std::uint32_t sent = 0;
-            if (SendBuffer(piece.data(), length, sent, total.Remaining(), kSendIdleLimit) != 0) {
+            if (SendBuffer(piece.data(), length, sent, total.Remaining(), limits.idleMs) != 0) {
                 return kSmtpSendFailed;
             }
             piece.remove_prefix(length);
@@ -219,29 +231,11 @@ std::int32_t CZnSmtp::SendPieces(std::initializer_list<std::string_view> pieces)
 std::int32_t CZnSmtp::ReadResponse(std::uint32_t timeoutMs) {
     m_strLastResponse = "";
     m_lLastCode = 0;
-    const std::uint32_t limit = timeoutMs != 0 ? timeoutMs : m_lTimeoutCommand;
-    CZncString line;
-    std::int32_t result = 0;
-    for (std::size_t lines = 1;; ++lines) {
-        result = m_bSecure ? ReceiveLineSecure(line, limit) : ReceiveLine(line, limit, limit);
-        if (result != 0) {
-            break;
-        }
-        m_strLastResponse.Append(line);
-        m_strLastResponse.AppendChar(' ');
-        const bool last = IsLastLine(line.View());
-        if (m_strLastResponse.GetLength() > kMaxReplyBytes || (lines == kMaxReplyLines && !last)) {
-            result = kTransportLineTooLong;
-            line = "";
-            break;
-        }
-        if (last) {
-            break;
-        }
-    }
+    m_replyLines.clear();
+    const std::int32_t result = ReadReplyLines(timeoutMs != 0 ? timeoutMs : m_lTimeoutCommand);
     LogLong(kLogReply, m_strLastResponse.GetLength() + kLogFrame, "Response: [%s]",
             m_strLastResponse.GetBuffer());
-    m_lLastCode = line.GetTokenInt(" ", 0, 0);
+    AfterRead(m_lLastCode == 0 ? std::int32_t{kSmtpBadResponse} : result);
     if (m_lLastCode == 0) {
         return kSmtpBadResponse;
     }
@@ -249,6 +243,28 @@ std::int32_t CZnSmtp::ReadResponse(std::uint32_t timeoutMs) {
         return kSmtpNoResponse;
     }
     return result != 0 ? kSmtpBadResponse : 0;
+}
+
+/// Collects the lines of a reply; the code is that of the last one.
+std::int32_t CZnSmtp::ReadReplyLines(std::uint32_t limit) {
+    CZncString line;
+    std::int32_t result = 0;
+    for (bool last = false; !last;) {
+        result = UsesChannel() ? ReceiveLineSecure(line, limit) : ReceiveLine(line, limit, limit);
+        if (result != 0) {
+            break;
+        }
+        m_strLastResponse.Append(line);
+        m_strLastResponse.AppendChar(' ');
+        m_replyLines.push_back(line.GetString());
+        last = IsLastLine(line.View());
+        if (m_strLastResponse.GetLength() > kMaxReplyBytes ||
+            (m_replyLines.size() == kMaxReplyLines && !last)) {
+            return kTransportLineTooLong;
+        }
+    }
+    m_lLastCode = line.GetTokenInt(" ", 0, 0);
+    return result;
 }
 
 }  // namespace tessolt

@@ -1,7 +1,10 @@
-#include "charset/outward_strings.h"
+#include <new>
+
+#include "mail/command_line.h"
 #include "mail/dot_stuffing.h"
 #include "mail/smtp.h"
 #include "message/znmail.h"
+#include "text/outward_strings.h"
 
 namespace tessolt {
 
@@ -20,24 +23,50 @@ bool IsAccepted(std::int32_t code) {
     return code >= kAcceptedFrom && code <= kAcceptedTo;
 }
 
+bool HasSendableAddresses(const CZnMail& mail) {
+    if (!IsEnvelopeAddress(mail.m_wstrFromAddress.GetAnsi())) {
+        return false;
+    }
+    for (const RecipientList* list : {&mail.m_lstTo, &mail.m_lstCc, &mail.m_lstBcc}) {
+        for (const auto& recipient : *list) {
+            if (!IsEnvelopeAddress(recipient->m_wstrAddress.GetAnsi())) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+/// The text of the message as it is now, empty when it could not be built.
+std::string_view TextOf(CZnMail& mail, borvik::BvString& storage) try {
+    return mail.Encode() == 0 ? mail.GetWireText(storage) : std::string_view();
+} catch (const std::bad_alloc&) {
+    return {};
+}
+
 }  // namespace
 
 std::int32_t CZnSmtp::Send(CZnMail& mail) {
+    m_delivery = {};
     if (!IsConnected()) {
         return kSmtpNotConnected;
     }
-    if (m_bNeedsReset) {
-        m_bNeedsReset = false;
-        std::int32_t result = SendCommand("RSET");
-        if (result == 0 && !IsAccepted(m_lLastCode)) {
-            result = m_lLastCode;
-        }
-        if (result != 0) {
-            Disconnect();
-            return result;
-        }
+    return InStep([&] {
+        return m_rules.partialRecipients || m_rules.extensions ? SendByEnvelope(mail)
+                                                               : SendClassic(mail);
+    });
+}
+
+std::int32_t CZnSmtp::SendClassic(CZnMail& mail) {
+    if (!HasSendableAddresses(mail)) {
+        return kSmtpSendFailed;
     }
-    std::int32_t result = MailFrom(mail.m_wstrFromAddress.GetAnsi());
+    std::int32_t result = Reset();
+    if (result != 0) {
+        Disconnect();
+        return result;
+    }
+    result = MailFrom(mail.m_wstrFromAddress.GetAnsi());
     for (const RecipientList* list : {&mail.m_lstTo, &mail.m_lstCc, &mail.m_lstBcc}) {
         if (result == 0) {
             result = RcptTo(*list);
@@ -46,14 +75,30 @@ std::int32_t CZnSmtp::Send(CZnMail& mail) {
     if (result != 0) {
         return result;
     }
-    mail.Encode();
-    borvik::BvString source;
-    return Data(mail.GetSource(source));
+    borvik::BvString storage;
+    const std::string_view text = TextOf(mail, storage);
+    if (text.empty()) {
+        m_bNeedsReset = true;
+        return kSmtpSendFailed;
+    }
+    return Data(text);
 }
 
-/// Sends a command of the envelope; anything but acceptance breaks the transaction off.
-std::int32_t CZnSmtp::Transact(std::string_view command) {
-    std::int32_t result = SendCommand(command);
+/// Ends what is left of a transaction that broke off.
+std::int32_t CZnSmtp::Reset() {
+    if (!m_bNeedsReset) {
+        return 0;
+    }
+    m_bNeedsReset = false;
+    const std::int32_t result = SendCommand("RSET");
+    return result == 0 && !IsAccepted(m_lLastCode) ? m_lLastCode : result;
+}
+
+/// Sends a command of the envelope with its address; anything but acceptance breaks the transaction
+/// off.
+std::int32_t CZnSmtp::Transact(std::string_view command, std::string_view address) {
+    std::int32_t result =
+        IsEnvelopeAddress(address) ? SendCommand(command) : std::int32_t{kSmtpSendFailed};
     if (result == 0 && !IsAccepted(m_lLastCode)) {
         result = m_lLastCode;
     }
@@ -64,14 +109,15 @@ std::int32_t CZnSmtp::Transact(std::string_view command) {
 std::int32_t CZnSmtp::MailFrom(const char* address) {
     CZncString command;
     command.Format("MAIL FROM: <%s>", address);
-    return Transact(command.View());
+    return Transact(command.View(), address);
 }
 
 std::int32_t CZnSmtp::RcptTo(const RecipientList& list) {
     for (const auto& recipient : list) {
         CZncString command;
-        command.FormatLong("RCPT TO: <%s>", recipient->m_wstrAddress.GetAnsi());
-        const std::int32_t result = Transact(command.View());
+        const char* const address = recipient->m_wstrAddress.GetAnsi();
+        command.FormatLong("RCPT TO: <%s>", address);
+        const std::int32_t result = Transact(command.View(), address);
         if (result != 0) {
             return result;
         }
@@ -88,12 +134,15 @@ std::int32_t CZnSmtp::Data(std::string_view text) {
         m_bNeedsReset = true;
         return result;
     }
-    constexpr std::string_view kLogged = "<Message data>";
+    if (m_rules.exactDots || m_rules.uploadByProgress) {
+        return TransmitText(text);
+    }
+    const SendLimits limits{m_lTimeoutCommand, kSendIdleLimit};
     if (text.size() < kJoinedText || FindLoneDot(text) != std::string_view::npos) {
         const std::string joined = DoubleLoneDots(text, kEndOfMessage);
-        result = Exchange({joined}, kLogged, m_lTimeoutData);
+        result = ExchangeText({joined}, limits);
     } else {
-        result = Exchange({text, kEndOfMessage}, kLogged, m_lTimeoutData);
+        result = ExchangeText({text, kEndOfMessage}, limits);
     }
     if (result != 0) {
         return result;

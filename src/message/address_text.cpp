@@ -1,14 +1,14 @@
 #include "message/address_text.h"
 
 #include <algorithm>
-#include <utility>
 
+#include "charset/ansi_text.h"
 #include "foundation/text_operations.h"
 
 namespace tessolt {
 namespace {
 
-constexpr std::string_view kForbiddenInAddress = "~ \\%;,|<>";
+constexpr std::u16string_view kForbiddenInAddress = u"~ \\%;,|<>";
 
 template <typename View>
 std::vector<View> tokensOf(View text, typename View::value_type separator) {
@@ -59,13 +59,15 @@ std::string without(std::string_view text, std::string_view piece, bool matchCas
 
 }  // namespace
 
-bool IsValidEmailAddress(std::string_view address) {
+bool IsValidEmailAddress(std::u16string_view address) {
+    // In UTF-16, since bytes of double-byte pages look like forbidden characters.
     if (address.empty() || address.size() > kMaxAddressLength ||
-        address.find_first_of(kForbiddenInAddress) != std::string_view::npos) {
+        borvik::wideToAnsi(address).size() > kMaxAddressLength ||
+        address.find_first_of(kForbiddenInAddress) != std::u16string_view::npos) {
         return false;
     }
-    const std::size_t lastAt = address.rfind('@');
-    return lastAt != std::string_view::npos && address.front() != '@' &&
+    const std::size_t lastAt = address.rfind(u'@');
+    return lastAt != std::u16string_view::npos && address.front() != u'@' &&
            !TrimmedText(address.substr(lastAt + 1)).empty();
 }
 
@@ -77,28 +79,25 @@ std::vector<std::u16string_view> ListTokens(std::u16string_view text, char16_t s
     return tokensOf(text, separator);
 }
 
-std::vector<std::string> SplitAddressList(std::string_view text) {
-    std::vector<std::string> pieces;
-    std::string piece;
+bool AddressListReader::next(std::string& piece) {
+    piece.clear();
     bool quoted = false;
-    while (!text.empty()) {
-        const std::size_t plain = std::min(text.find_first_of(quoted ? "\"" : ",\""), text.size());
-        piece.append(text.substr(0, plain));
-        text.remove_prefix(plain);
-        if (text.empty()) {
+    while (!rest_.empty()) {
+        const std::size_t plain =
+            std::min(rest_.find_first_of(quoted ? "\"" : ",\""), rest_.size());
+        piece.append(rest_.substr(0, plain));
+        rest_.remove_prefix(plain);
+        if (rest_.empty()) {
             break;
         }
-        if (text.front() == '"') {
-            quoted = !quoted;
-        } else {
-            pieces.push_back(std::exchange(piece, {}));
+        const bool atComma = rest_.front() == ',';
+        rest_.remove_prefix(1);
+        if (atComma) {
+            return true;
         }
-        text.remove_prefix(1);
+        quoted = !quoted;
     }
-    if (!piece.empty()) {
-        pieces.push_back(std::move(piece));
-    }
-    return pieces;
+    return !piece.empty();
 }
 
 NamedAddress SplitDisplayForm(std::string_view text) {

@@ -15,9 +15,10 @@ namespace tessolt {
 /// comes out. A text is read once, however many boundaries its author has guessed.
 class BoundaryMaker {
 public:
-    /// The boundaries of a message: the count of the outermost multipart, and of the one inside.
+    /// The boundaries of a message: the count of the outermost multipart, and of those inside.
     static constexpr std::uint32_t kOuter = 1;
     static constexpr std::uint32_t kInner = 2;
+    static constexpr std::uint32_t kInnermost = 3;
 
     /// Tells that boundaries `kOuter` up to `upToCount` will separate `text`.
     void avoid(std::string_view text, std::uint32_t upToCount);

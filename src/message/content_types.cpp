@@ -1,6 +1,7 @@
 #include "message/content_types.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 
 namespace tessolt {

@@ -22,6 +22,8 @@ enum MailResult : std::int32_t {
     kMailFileSaveFailed = -2212,
     kMailBadAttachmentNumber = -2213,
     kMailAttachmentDecodeFailed = -2214,
+    /// No memory for the message, or its text passes 2 GiB. Callers see it as an unmapped result.
+    kMailNotBuilt = -2215,
 };
 
 }  // namespace tessolt

@@ -1,5 +1,6 @@
 #include "message/message_date.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>

@@ -1,19 +1,27 @@
 #include "message/znmail.h"
 
 #include <algorithm>
+#include <functional>
+#include <new>
+#include <optional>
 #include <utility>
 
-#include "base/ascii_text.h"
 #include "charset/ansi_text.h"
+#include "charset/tables/code_pages.h"
 #include "foundation/text_operations.h"
 #include "message/address_text.h"
+#include "message/loaded_message.h"
 
 namespace tessolt {
+namespace {
+
+/// A longer text is written anew each time: to keep it would take as much memory as the message.
+constexpr std::size_t kMostKeptSource = 262144;
+
+}  // namespace
 
 std::string_view AnsiTextOf(borvik::BvString& text) {
-    // ASCII is the same in both forms, and most mail is nothing else.
-    const std::string_view utf8 = text.x().utf8View();
-    return UpToZero(borvik::isAscii(utf8) ? utf8 : text.x().ansiView());
+    return UpToZero(text.x().ansiView());
 }
 
 CZnMail::CZnMail(const char* objectName) : CZncBase(objectName) {
@@ -22,6 +30,12 @@ CZnMail::CZnMail(const char* objectName) : CZncBase(objectName) {
 
 void CZnMail::Clear() {
     m_pMime = std::make_unique<borvik::BvMime>();
+    m_pLoaded.reset();
+    m_strKeptSource.clear();
+    ClearFields();
+}
+
+void CZnMail::ClearFields() {
     m_uBoundaryCount = 0;
     m_nPriority = kNormalPriority;
     m_nEncoding = 0;
@@ -56,17 +70,14 @@ bool CZnMail::AddRecipients(RecipientList& list, std::u16string_view addresses,
     std::ranges::replace_if(
         commaList, [](char16_t unit) { return unit == u';' || unit == u'|'; }, u',');
     const auto tokens = ListTokens(std::u16string_view(commaList), u',');
-    const bool allValid = std::ranges::all_of(tokens, [](std::u16string_view token) {
-        return IsValidEmailAddress(borvik::wideToAnsi(TrimmedText(token)));
-    });
+    const bool allValid = std::ranges::all_of(
+        tokens, [](std::u16string_view token) { return IsValidEmailAddress(TrimmedText(token)); });
     if (tokens.empty() || !allValid) {
         return false;
     }
     for (const std::u16string_view token : tokens) {
-        const std::u16string address(TrimmedText(token));
-        std::u16string name =
-            tokens.size() == 1 ? std::u16string(TrimmedText(displayName)) : address;
-        list.push_back(std::make_unique<CZnMailRecipient>(std::move(name), address));
+        const std::u16string_view address = TrimmedText(token);
+        list.add(tokens.size() == 1 ? TrimmedText(UpToZero(displayName)) : address, address);
     }
     return true;
 }
@@ -78,9 +89,22 @@ void CZnMail::AddHeader(std::string_view name, std::string_view value) {
     m_mapHeaders.insert_or_assign(std::string(UpToZero(name)), std::move(header));
 }
 
+void CZnMail::RemoveHeaders(std::string_view prefix) {
+    m_strKeptSource.clear();
+    auto entry = m_mapHeaders.lower_bound(prefix);
+    while (entry != m_mapHeaders.end() && entry->first.starts_with(prefix)) {
+        if (m_pLoaded) {
+            SetLoadedField(entry->first, {});
+        } else {
+            m_pMime->SetHeaderField(entry->first.c_str(), "");
+        }
+        entry = m_mapHeaders.erase(entry);
+    }
+}
+
 std::int32_t CZnMail::CheckForSending() {
     m_wstrFromAddress.Trim();
-    if (!m_wstrFromAddress.IsEmpty() && !IsValidEmailAddress(m_wstrFromAddress.GetAnsi())) {
+    if (!m_wstrFromAddress.IsEmpty() && !IsValidEmailAddress(m_wstrFromAddress.View())) {
         return kMailBadFromAddress;
     }
     return m_lstTo.empty() ? kMailNoToRecipients : kMailOk;
@@ -89,11 +113,9 @@ std::int32_t CZnMail::CheckForSending() {
 std::string CZnMail::JoinAddresses(const RecipientList& list) {
     std::string joined;
     for (const auto& recipient : list) {
-        if (!joined.empty()) {
-            joined += ';';
-        }
-        joined += borvik::wideToAnsi(recipient->m_wstrAddress.View());
+        joined.append(borvik::wideToAnsi(recipient->m_wstrAddress.View())).append(1, ';');
     }
+    joined.resize(joined.find_last_not_of(';') + 1);
     return joined;
 }
 
@@ -103,8 +125,37 @@ CZncString& CZnMail::GetSource(CZncString& out) const {
 }
 
 std::string_view CZnMail::GetSource(borvik::BvString& storage) const {
-    m_pMime->GetMime(storage);
-    return AnsiTextOf(storage);
+    if (m_pLoaded) {
+        return m_pLoaded->text();
+    }
+    if (!m_strKeptSource.empty()) {
+        return m_strKeptSource;
+    }
+    try {
+        const std::string_view source =
+            m_pMime->GetMime(storage) ? AnsiTextOf(storage) : std::string_view();
+        if (source.size() <= kMostKeptSource) {
+            m_strKeptSource = source;
+        }
+        return source;
+    } catch (const std::bad_alloc&) {
+        return {};
+    }
+}
+
+std::string_view CZnMail::GetWireText(borvik::BvString& storage) const {
+    if (m_pLoaded) {
+        return LoadedWireText(LoadedOutward()->text(), storage);
+    }
+    if (borvik::ansiCodePage() != borvik::kUtf8) {
+        return GetSource(storage);
+    }
+    // The text form would be UTF-8 throughout, whatever the labels of 8-bit parts say.
+    borvik::BvByteData bytes;
+    borvik::StringBuffer& text = storage.x().editUtf8();
+    const bool isWhole = m_pMime->GetMimeBytes(bytes) && bytes.data().appendByte('\0') &&
+                         text.takeBytes(bytes.data());
+    return isWhole ? text.view() : std::string_view();
 }
 
 std::size_t CZnMail::GetSourceSize() const {
@@ -113,29 +164,88 @@ std::size_t CZnMail::GetSourceSize() const {
 }
 
 CZncString& CZnMail::GetHead(CZncString& out) const {
+    if (m_pLoaded) {
+        std::string_view head = m_pLoaded->message.root().header;
+        head = head.substr(0, head.find_last_not_of("\r\n") + 1);
+        return out.Assign(head);
+    }
     borvik::BvString text;
     m_pMime->GetEntireHead(text);
     return out.Assign(AnsiTextOf(text));
 }
 
 CZncString& CZnMail::GetHeader(const char* name, CZncString& out) const {
+    if (m_pLoaded) {
+        return out.Assign(borvik::wideToAnsi(GetHeaderText(name)));
+    }
     borvik::BvString text;
     m_pMime->GetHeaderField(name, text);
     return out.Assign(AnsiTextOf(text));
 }
 
+std::int32_t CZnMail::LoadAnew(const std::function<bool()>& load, std::int32_t failure) {
+    try {
+        Clear();
+        return load() ? Decode() : failure;
+    } catch (const std::bad_alloc&) {
+        // What the message had more must not be taken for absent.
+        ClearFields();
+        return failure;
+    }
+}
+
 std::int32_t CZnMail::LoadFromText(const char* text) {
-    Clear();
-    return m_pMime->LoadMime(text) ? Decode() : kMailTextLoadFailed;
+    if (m_rules.standardReading) {
+        return LoadFromBytes(text ? text : "");
+    }
+    return LoadAnew([&] { return m_pMime->LoadMime(text); }, kMailTextLoadFailed);
 }
 
-std::int32_t CZnMail::LoadFromFile(const char* path) {
-    Clear();
-    return m_pMime->LoadMimeFile(path) ? Decode() : kMailFileLoadFailed;
+std::int32_t CZnMail::LoadFromBytes(std::string text) {
+    if (!m_rules.standardReading) {
+        return LoadFromText(text.c_str());
+    }
+    return LoadAnew(
+        [&] {
+            m_pLoaded = std::make_shared<const LoadedMessage>(std::move(text));
+            return true;
+        },
+        kMailTextLoadFailed);
 }
 
-std::int32_t CZnMail::SaveToFile(const char* path) const {
-    return m_pMime->SaveMime(path) ? kMailOk : kMailFileSaveFailed;
+std::int32_t CZnMail::LoadFromFile(std::u16string_view path) {
+    return LoadAnew(
+        [&] {
+            const std::optional<std::string> ansi = borvik::wideToAnsiExactly(UpToZero(path));
+            if (!m_rules.standardReading) {
+                return ansi && m_pMime->LoadMimeFile(ansi->c_str());
+            }
+            borvik::BvByteData bytes;
+            if (!ansi || !bytes.loadFile(ansi->c_str())) {
+                return false;
+            }
+            m_pLoaded = std::make_shared<const LoadedMessage>(std::string(bytes.view()));
+            return true;
+        },
+        kMailFileLoadFailed);
+}
+
+std::int32_t CZnMail::SaveToFile(std::u16string_view path) const {
+    try {
+        const std::optional<std::string> ansi = borvik::wideToAnsiExactly(UpToZero(path));
+        if (!ansi) {
+            return kMailFileSaveFailed;
+        }
+        if (!m_pLoaded) {
+            return m_pMime->SaveMime(ansi->c_str()) ? kMailOk : kMailFileSaveFailed;
+        }
+        borvik::BvByteData bytes;
+        return bytes.data().append(LoadedOutward()->text()) && bytes.saveFile(ansi->c_str())
+                   ? kMailOk
+                   : kMailFileSaveFailed;
+    } catch (const std::bad_alloc&) {
+        return kMailFileSaveFailed;
+    }
 }
 
 }  // namespace tessolt

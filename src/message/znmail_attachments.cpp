@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <new>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -12,29 +14,32 @@
 namespace tessolt {
 namespace {
 
-constexpr char kPathSeparator = '|';
+constexpr char16_t kPathSeparator = u'|';
 constexpr std::size_t kReadStep = 65536;
 
-/// Opens a regular file; a folder, or a pipe that would block, can't be.
-bool openFile(std::string_view path, platform::File& file) {
-    return file.open(platform::toNativePath(borvik::ansiToUtf8(path)),
+/// Opens a regular file; a folder, or a pipe that would block, can't be. Nor can a path that the
+/// ANSI code page can't express.
+bool openFile(std::u16string_view path, platform::File& file) {
+    return borvik::wideToAnsiExactly(path) &&
+           file.open(platform::toNativePath(borvik::wideToUtf8Paired(path)),
                      platform::kOpenRead | platform::kOpenRegularOnly) == 0;
 }
 
-bool canBeOpened(std::string_view path) {
+bool canBeOpened(std::u16string_view path) {
     platform::File file;
     return openFile(path, file);
 }
 
-/// Reads a whole file, also one that grows meanwhile or doesn't tell its size.
-bool readFile(std::string_view path, borvik::DataBuffer& bytes) {
+/// Reads a whole file, also one that grows meanwhile or doesn't tell its size. False for one that
+/// is longer than `mostBytes`.
+bool readFile(std::u16string_view path, std::size_t mostBytes, borvik::DataBuffer& bytes) {
     platform::File file;
     std::uint64_t size = 0;
-    // The byte more lets the end of the file show without growing the buffer.
-    if (!openFile(path, file) || file.size(size) != 0 || size >= borvik::DataBuffer::kMaxSize ||
-        !bytes.ensureCapacity(static_cast<std::size_t>(size) + 1)) {
+    if (!openFile(path, file) || file.size(size) != 0 || size > mostBytes) {
         return false;
     }
+    // The byte more lets the end of the file show without growing the buffer.
+    bytes.ensureCapacity(static_cast<std::size_t>(size) + 1);
     for (;;) {
         const std::size_t room = bytes.getCapacity() - bytes.getSize();
         const std::size_t step = room > 0 ? room : kReadStep;
@@ -44,25 +49,25 @@ bool readFile(std::string_view path, borvik::DataBuffer& bytes) {
             return false;
         }
         if (got == 0) {
-            return true;
+            return bytes.getSize() <= mostBytes;
         }
         bytes.setLength(bytes.getSize() + got);
     }
 }
 
 /// What follows the last separator of either kind, fit to stand between quote marks.
-std::string fileNameOf(std::string_view path) {
-    std::string name(path.substr(path.find_last_of("/\\") + 1));
-    std::ranges::replace(name, '"', '\'');
-    return name;
+std::string fileNameOf(std::u16string_view path) {
+    std::u16string name(path.substr(path.find_last_of(u"/\\") + 1));
+    std::ranges::replace(name, u'"', u'\'');
+    return borvik::wideToAnsi(name);
 }
 
 }  // namespace
 
-std::int32_t CZnMail::AddFiles(std::string_view paths) {
-    std::vector<std::string_view> files;
-    for (const std::string_view token : ListTokens(UpToZero(paths), kPathSeparator)) {
-        const std::string_view path = TrimmedText(token);
+std::int32_t CZnMail::AddFiles(std::u16string_view paths) {
+    std::vector<std::u16string_view> files;
+    for (const std::u16string_view token : ListTokens(UpToZero(paths), kPathSeparator)) {
+        const std::u16string_view path = TrimmedText(token);
         if (path.empty()) {
             break;
         }
@@ -74,33 +79,60 @@ std::int32_t CZnMail::AddFiles(std::string_view paths) {
     if (!std::ranges::all_of(files, canBeOpened)) {
         return kMailAttachmentOpenFailed;
     }
-    for (const std::string_view path : files) {
-        if (AddFile(path, ContentTypeForFile(path)) != kMailOk) {
+    for (const std::u16string_view path : files) {
+        if (AddFile(path, ContentTypeForFile(borvik::wideToUtf8Paired(path))) != kMailOk) {
             return kMailAttachmentReadFailed;
         }
     }
     return kMailOk;
 }
 
-std::int32_t CZnMail::AddFile(std::string_view path, std::string_view contentType) {
+/// How long a file may be so that its base64 lines still fit into the text of the message.
+std::size_t CZnMail::RoomForFile() const {
+    constexpr std::size_t kCodedLine = 78;
+    constexpr std::size_t kLineOfFile = 57;
+    std::size_t taken = 0;
+    for (const auto& attachment : m_lstAttachments) {
+        taken += attachment->m_pLoaded ? LoadedAttachmentSource(*attachment).size()
+                                       : attachment->m_pPart->TextSizeEstimate();
+    }
+    const std::size_t left =
+        borvik::StringBuffer::kMaxSize - std::min(taken, borvik::StringBuffer::kMaxSize);
+    return left / kCodedLine * kLineOfFile;
+}
+
+std::int32_t CZnMail::AddFile(std::u16string_view path, std::string_view contentType) try {
     borvik::BvByteData bytes;
-    if (!readFile(path, bytes.data())) {
+    if (!readFile(path, RoomForFile(), bytes.data())) {
+        return kMailAttachmentReadFailed;
+    }
+    return AddBytes(std::move(bytes), path, contentType);
+} catch (const std::bad_alloc&) {
+    return kMailAttachmentReadFailed;
+}
+
+std::int32_t CZnMail::AddBytes(borvik::BvByteData&& bytes, std::u16string_view path,
+                               std::string_view contentType) try {
+    if (bytes.view().size() > RoomForFile()) {
         return kMailAttachmentReadFailed;
     }
     const std::string name = fileNameOf(path);
     auto attachment = std::make_unique<CZnMailAttachment>();
-    attachment->m_strFileName.Assign(name);
-    attachment->m_strContentType.Assign(contentType);
+    attachment->m_strFileName.assign(name);
+    attachment->m_strContentType.assign(contentType);
     attachment->m_pPart = std::make_unique<borvik::BvMime>();
     borvik::BvMime& part = *attachment->m_pPart;
     part.ContentType((std::string(contentType) + ";name=\"" + name + "\"").c_str());
-    ++m_uContentId;
-    part.AddHeaderField("Content-ID", ("<" + std::to_string(m_uContentId) + ">").c_str());
+    const std::uint32_t id = m_uContentId + 1;
+    part.AddHeaderField("Content-ID", ("<" + std::to_string(id) + ">").c_str());
     part.Encoding("base64");
     part.Disposition(("attachment;filename=\"" + name + "\"").c_str());
     part.SetBodyFromBinary(std::move(bytes));
     m_lstAttachments.push_back(std::move(attachment));
+    m_uContentId = id;
     return kMailOk;
+} catch (const std::bad_alloc&) {
+    return kMailAttachmentReadFailed;
 }
 
 std::int32_t CZnMail::GetAttachmentCount() const {
@@ -115,7 +147,7 @@ const CZnMailAttachment* CZnMail::FindAttachment(std::int32_t number) const {
 
 std::int32_t CZnMail::GetAttachmentName(std::int32_t number, CZncString& out) const {
     const CZnMailAttachment* attachment = FindAttachment(number);
-    out.Assign(attachment ? attachment->m_strFileName.View() : std::string_view());
+    out.Assign(attachment ? std::string_view(attachment->m_strFileName) : std::string_view());
     return attachment ? kMailOk : kMailBadAttachmentNumber;
 }
 
@@ -125,22 +157,43 @@ std::int32_t CZnMail::GetAttachmentSize(std::int32_t number, std::uint32_t& out)
     if (!attachment) {
         return kMailBadAttachmentNumber;
     }
-    borvik::BvString text;
-    attachment->m_pPart->GetMime(text);
-    out = static_cast<std::uint32_t>(AnsiTextOf(text).size());
-    return kMailOk;
+    if (attachment->m_pLoaded) {
+        out = static_cast<std::uint32_t>(LoadedAttachmentSource(*attachment).size());
+        return kMailOk;
+    }
+    try {
+        borvik::BvString text;
+        if (attachment->m_pPart->GetMime(text)) {
+            out = static_cast<std::uint32_t>(AnsiTextOf(text).size());
+            return kMailOk;
+        }
+    } catch (const std::bad_alloc&) {
+    }
+    return kMailAttachmentDecodeFailed;
 }
 
-std::int32_t CZnMail::SaveAttachment(std::int32_t number, const char* path) const {
+std::int32_t CZnMail::SaveAttachment(std::int32_t number, std::u16string_view path) const {
     const CZnMailAttachment* attachment = FindAttachment(number);
     if (!attachment) {
         return kMailBadAttachmentNumber;
     }
-    borvik::BvByteData bytes;
-    if (!attachment->m_pPart->GetBodyBinary(bytes)) {
+    const std::optional<std::string> ansi = borvik::wideToAnsiExactly(UpToZero(path));
+    if (!ansi) {
+        return kMailAttachmentWriteFailed;
+    }
+    try {
+        if (!attachment->m_pLoaded) {
+            return attachment->m_pPart->SaveBody(ansi->c_str()) ? kMailOk
+                                                                : kMailAttachmentWriteFailed;
+        }
+        borvik::BvByteData bytes;
+        if (!bytes.data().append(LoadedAttachmentBytes(*attachment))) {
+            return kMailAttachmentDecodeFailed;
+        }
+        return bytes.saveFile(ansi->c_str()) ? kMailOk : kMailAttachmentWriteFailed;
+    } catch (const std::bad_alloc&) {
         return kMailAttachmentDecodeFailed;
     }
-    return bytes.saveFile(path) ? kMailOk : kMailAttachmentWriteFailed;
 }
 
 }  // namespace tessolt

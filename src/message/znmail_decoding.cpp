@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "base/ascii_text.h"
 #include "charset/ansi_text.h"
 #include "message/address_text.h"
@@ -16,11 +18,10 @@ void assignUtf8(CZncStringW& field, std::string_view utf8) {
     }
 }
 
-/// A list may have very many entries: their texts must not keep the room that converting took.
-std::u16string compactWide(std::string_view utf8) {
-    std::u16string text = borvik::utf8ToWidePaired(utf8);
-    text.shrink_to_fit();
-    return text;
+void assignHeader(CZncStringW& field, borvik::BvMime& root, const char* name) {
+    borvik::BvString text;
+    root.GetHeaderField(name, text);
+    field.Assign(borvik::utf8ToWidePaired(text.x().utf8View()));
 }
 
 void assignBody(CZncStringW& field, borvik::BvMime& node) {
@@ -32,10 +33,15 @@ void assignBody(CZncStringW& field, borvik::BvMime& node) {
 }  // namespace
 
 std::int32_t CZnMail::Decode() {
-    borvik::BvString text;
-    m_pMime->GetHeaderField("Subject", text);
-    m_wstrSubject.Assign(text.x().wideView());
+    if (m_pLoaded) {
+        DecodeLoaded();
+        return kMailOk;
+    }
+    assignHeader(m_wstrSubject, *m_pMime, "Subject");
+    assignHeader(m_wstrReadReceiptAddress, *m_pMime, "Disposition-Notification-To");
+    assignHeader(m_wstrOrganization, *m_pMime, "Organization");
 
+    borvik::BvString text;
     m_pMime->GetHeaderField("From", text);
     const NamedAddress sender = SplitDisplayForm(text.x().utf8View());
     assignUtf8(m_wstrFromAddress, sender.address);
@@ -43,12 +49,6 @@ std::int32_t CZnMail::Decode() {
 
     m_pMime->GetHeaderField("Reply-To", text);
     assignUtf8(m_wstrReplyAddress, AddressOfDisplayForm(text.x().utf8View()));
-
-    m_pMime->GetHeaderField("Disposition-Notification-To", text);
-    m_wstrReadReceiptAddress.Assign(text.x().wideView());
-
-    m_pMime->GetHeaderField("Organization", text);
-    m_wstrOrganization.Assign(text.x().wideView());
 
     ParseAddressField("To", m_lstTo);
     ParseAddressField("Cc", m_lstCc);
@@ -60,11 +60,11 @@ std::int32_t CZnMail::Decode() {
 void CZnMail::ParseAddressField(const char* field, RecipientList& list) {
     borvik::BvString text;
     m_pMime->GetHeaderField(field, text);
-    for (const std::string& piece : SplitAddressList(text.x().utf8View())) {
+    AddressListReader pieces(text.x().utf8View());
+    for (std::string piece; pieces.next(piece);) {
         if (!piece.empty()) {
             const NamedAddress entry = SplitListedAddress(piece);
-            list.push_back(std::make_unique<CZnMailRecipient>(compactWide(entry.name),
-                                                              compactWide(entry.address)));
+            list.add(borvik::utf8ToWidePaired(entry.name), borvik::utf8ToWidePaired(entry.address));
         }
     }
 }
@@ -103,8 +103,8 @@ bool CZnMail::WalkParts(std::unique_ptr<borvik::BvMime>& node, int depth) {
         return true;
     }
     auto attachment = std::make_unique<CZnMailAttachment>();
-    attachment->m_strFileName.Assign(fileName.empty() ? name : fileName);
-    attachment->m_strContentType.Assign(contentType);
+    attachment->m_strFileName.assign(fileName.empty() ? name : fileName);
+    attachment->m_strContentType.assign(contentType);
     attachment->m_pPart = std::move(node);
     m_lstAttachments.push_back(std::move(attachment));
     return false;

@@ -1,8 +1,14 @@
+#include <algorithm>
+#include <memory>
+#include <new>
 #include <string>
+#include <utility>
 
 #include "base/ascii_text.h"
 #include "charset/ansi_text.h"
+#include "message/canonical_text.h"
 #include "message/message_date.h"
+#include "message/message_id.h"
 #include "message/znmail.h"
 #include "platform/clock.h"
 
@@ -12,6 +18,13 @@ namespace {
 constexpr std::int32_t kShiftJisPage = 932;
 /// The form in which Japanese mail travels (RFC 1468).
 constexpr std::int32_t kJapaneseMailPage = 50220;
+
+/// Attachments that were loaded may be multiparts in multiparts.
+constexpr int kMaxCodedDepth = 100;
+constexpr const char* kBlindCopyField = "Bcc";
+constexpr const char* kMessageIdField = "Message-ID";
+constexpr const char* kDateField = "Date";
+constexpr const char* kRelatedType = "multipart/related;type=\"text/html\"";
 
 struct PriorityText {
     const char* priority;      ///< Of the field X-Priority.
@@ -29,42 +42,88 @@ std::string bracketed(const CZncStringW& address) {
     return "<" + borvik::wideToAnsi(address.View()) + ">";
 }
 
-/// Shows `maker` what a boundary could meet in an attachment. The bodies that are coded anew can
-/// hold none: base64 has no "_" and quoted-printable codes every "=".
-void avoidAttachmentText(BoundaryMaker& maker, borvik::BvMime& part) {
+/// Whether the body of a node is base64 or quoted-printable: ASCII in short lines.
+bool isCoded(borvik::BvMime& part) {
     borvik::BvString text;
     part.GetHeaderField("Content-Transfer-Encoding", text);
     const std::string_view coding = text.x().utf8View();
-    if (borvik::equalsNoCase(coding, "base64") ||
-        borvik::equalsNoCase(coding, "quoted-printable")) {
+    return borvik::equalsNoCase(coding, "base64") ||
+           borvik::equalsNoCase(coding, "quoted-printable");
+}
+
+/// Shows `maker` what a boundary could meet in an attachment. The bodies that are coded anew can
+/// hold none: base64 has no "_" and quoted-printable codes every "=".
+void avoidAttachmentText(BoundaryMaker& maker, borvik::BvMime& part, std::uint32_t boundaries) {
+    if (isCoded(part)) {
+        borvik::BvString text;
         part.GetEntireHead(text);
-        maker.avoid(text.x().utf8View(), BoundaryMaker::kOuter);
+        maker.avoid(text.x().utf8View(), boundaries);
     } else {
         // As bytes: a string would end at the first zero byte, which separates nothing.
         borvik::BvByteData bytes;
-        part.GetMimeBytes(bytes);
-        maker.avoid(bytes.view(), BoundaryMaker::kOuter);
+        if (!part.GetMimeBytes(bytes)) {
+            throw std::bad_alloc();
+        }
+        maker.avoid(bytes.view(), boundaries);
+    }
+}
+
+/// Codes every leaf of the part that can't travel as it stands. Multiparts have no coding of their
+/// own (RFC 2045, section 6.4).
+void makeSevenBit(borvik::BvMime& part, int depth) {
+    const int count = part.NumParts();
+    if (count > 0) {
+        for (int i = 0; i < count && depth < kMaxCodedDepth; ++i) {
+            makeSevenBit(*part.GetPart(i), depth + 1);
+        }
+        return;
+    }
+    if (isCoded(part)) {
+        return;
+    }
+    borvik::BvByteData bytes;
+    part.GetMimeBytes(bytes);
+    if (!IsSevenBitText(bytes.view())) {
+        part.Encoding("base64");
     }
 }
 
 }  // namespace
 
 std::int32_t CZnMail::Encode() {
-    m_pMime = std::make_unique<borvik::BvMime>();
+    if (m_pLoaded) {
+        return EncodeLoaded();
+    }
+    std::unique_ptr<borvik::BvMime> before;
+    try {
+        m_strKeptSource.clear();
+        before = std::exchange(m_pMime, std::make_unique<borvik::BvMime>());
+        BuildTree(m_lstAttachments);
+        return kMailOk;
+    } catch (const std::bad_alloc&) {
+        // Half a message must not be saved or sent.
+        if (before != nullptr) {
+            m_pMime = std::move(before);
+        }
+        return kMailNotBuilt;
+    }
+}
+
+void CZnMail::BuildTree(const AttachmentList& attachments) {
     if (m_nEncoding == kShiftJisPage) {
         m_nEncoding = kJapaneseMailPage;
     }
     AddAddressFields();
     AddField("Subject", EncodeHeaderText(m_wstrSubject.View(), false));
-    AddField("Date", FormatDate(platform::localTime(), platform::timeZoneBias()));
+    AddDate();
+    AddMessageId();
     AddField("Organization", EncodeHeaderText(m_wstrOrganization.View(), false));
     AddField("MIME-Version", "1.0");
     AddPriorityFields();
     AddField("X-Mailer", m_strMailer.GetString());
     AddField("Disposition-Notification-To", borvik::wideToAnsi(m_wstrReadReceiptAddress.View()));
     AddCustomHeaders();
-    BuildContent();
-    return kMailOk;
+    BuildContent(attachments);
 }
 
 void CZnMail::AddField(const char* name, const std::string& value) {
@@ -72,14 +131,67 @@ void CZnMail::AddField(const char* name, const std::string& value) {
 }
 
 void CZnMail::AddAddressFields() {
-    AddField("Reply-To", m_wstrReplyAddress.IsEmpty()
-                             ? EncodeHeaderText(m_wstrFromName.View(), true) + " " +
-                                   bracketed(m_wstrFromAddress)
-                             : bracketed(m_wstrReplyAddress));
+    if (!m_wstrReplyAddress.IsEmpty()) {
+        AddField("Reply-To", bracketed(m_wstrReplyAddress));
+    } else if (!m_rules.onlyFieldsThatAreSet) {
+        AddField("Reply-To", EncodeHeaderText(m_wstrFromName.View(), true) + " " +
+                                 bracketed(m_wstrFromAddress));
+    }
     AddField("From", FormatMailbox(m_wstrFromName, m_wstrFromAddress));
     AddField("To", FormatRecipients(m_lstTo));
     AddField("Cc", FormatRecipients(m_lstCc));
-    AddField("Bcc", FormatRecipients(m_lstBcc));
+    if (!m_rules.bccInEnvelopeOnly) {
+        AddField(kBlindCopyField, FormatRecipients(m_lstBcc));
+    }
+}
+
+void CZnMail::AddBlindCopies() {
+    m_strKeptSource.clear();
+    if (m_pLoaded) {
+        SetLoadedField(kBlindCopyField, FormatRecipients(m_lstBcc));
+    } else {
+        AddField(kBlindCopyField, FormatRecipients(m_lstBcc));
+    }
+}
+
+void CZnMail::RemoveBlindCopies() {
+    m_strKeptSource.clear();
+    if (m_pLoaded) {
+        SetLoadedField(kBlindCopyField, {});
+    } else {
+        m_pMime->SetHeaderField(kBlindCopyField, "");
+    }
+}
+
+CZnMail::Standing CZnMail::KeepStanding() const {
+    return {m_pLoaded ? nullptr : std::make_unique<borvik::BvMime>(), m_pLoaded};
+}
+
+void CZnMail::FallBack(Standing before, std::string_view prefix) {
+    m_pLoaded = std::move(before.loaded);
+    if (!m_pLoaded) {
+        m_pMime = std::move(before.blank);
+    }
+    std::erase_if(m_mapHeaders,
+                  [prefix](const auto& entry) { return entry.first.starts_with(prefix); });
+}
+
+bool CZnMail::HasHeader(std::string_view name) const {
+    return std::ranges::any_of(m_mapHeaders, [name](const auto& entry) {
+        return borvik::equalsNoCase(borvik::trimmed(entry.first), name);
+    });
+}
+
+void CZnMail::AddDate() {
+    if (!m_rules.onlyFieldsThatAreSet || !HasHeader(kDateField)) {
+        AddField(kDateField, FormatDate(platform::localTime(), platform::timeZoneBias()));
+    }
+}
+
+void CZnMail::AddMessageId() {
+    if (m_rules.messageId && !HasHeader(kMessageIdField)) {
+        AddField(kMessageIdField, MakeMessageId(m_wstrFromAddress.GetAnsi()));
+    }
 }
 
 void CZnMail::AddPriorityFields() {
@@ -111,39 +223,54 @@ std::string CZnMail::FormatRecipients(const RecipientList& list) const {
     return text;
 }
 
-void CZnMail::BuildContent() {
+void CZnMail::BuildContent(const AttachmentList& attachments) {
     const EncodedText plain = EncodeText(m_wstrBodyPlainText.View(), "text/plain");
     const EncodedText html = EncodeText(m_wstrBodyHtml.View(), "text/html");
-    DrawBoundary(plain, html);
+    DrawBoundary(plain, html, attachments);
     const std::string boundary = NextBoundary();
-    if (!m_lstAttachments.empty()) {
+    PartList images;
+    PartList others;
+    for (const auto& attachment : attachments) {
+        const bool isImage = attachment->m_bInline && !html.bytes.empty();
+        (isImage ? images : others).push_back(attachment->m_pPart.get());
+    }
+    if (!others.empty()) {
         MakeMultipart(*m_pMime, "multipart/mixed", boundary);
-        AppendTextParts(plain, html);
-        for (const auto& attachment : m_lstAttachments) {
-            m_pMime->AppendPart(attachment->m_pPart.get());
-        }
+        AppendTextParts(plain, html, images);
+        AppendParts(*m_pMime, others);
     } else if (!plain.bytes.empty() && !html.bytes.empty()) {
         MakeMultipart(*m_pMime, "multipart/alternative", boundary);
         AppendText(*m_pMime, plain);
+        AppendHtml(*m_pMime, html, images);
+    } else if (!images.empty()) {
+        MakeMultipart(*m_pMime, kRelatedType, boundary);
         AppendText(*m_pMime, html);
+        AppendParts(*m_pMime, images);
     } else if (!plain.bytes.empty() || !html.bytes.empty()) {
         SetTextBody(*m_pMime, plain.bytes.empty() ? html : plain);
     }
 }
 
-void CZnMail::DrawBoundary(const EncodedText& plain, const EncodedText& html) {
+void CZnMail::DrawBoundary(const EncodedText& plain, const EncodedText& html,
+                           const AttachmentList& attachments) {
     BoundaryMaker maker;
     const bool hasBoth = !plain.bytes.empty() && !html.bytes.empty();
-    if (hasBoth || !m_lstAttachments.empty()) {
+    const bool hasImages =
+        !html.bytes.empty() &&
+        std::ranges::any_of(attachments, [](const auto& each) { return each->m_bInline; });
+    if (hasBoth || !attachments.empty()) {
+        const std::uint32_t within =
+            hasBoth && !attachments.empty() ? BoundaryMaker::kInner : BoundaryMaker::kOuter;
         const std::uint32_t boundaries =
-            hasBoth && !m_lstAttachments.empty() ? BoundaryMaker::kInner : BoundaryMaker::kOuter;
+            hasImages ? std::uint32_t{BoundaryMaker::kInnermost} : within;
         for (const EncodedText* text : {&plain, &html}) {
             if (!text->isBinary) {
                 maker.avoid(text->bytes, boundaries);
             }
         }
-        for (const auto& attachment : m_lstAttachments) {
-            avoidAttachmentText(maker, *attachment->m_pPart);
+        for (const auto& attachment : attachments) {
+            avoidAttachmentText(maker, *attachment->m_pPart,
+                                hasImages ? BoundaryMaker::kInnermost : BoundaryMaker::kOuter);
         }
     }
     m_uBoundaryCount = 0;
@@ -154,15 +281,40 @@ std::string CZnMail::NextBoundary() {
     return BoundaryMaker::boundary(++m_uBoundaryCount, m_strBoundary.View());
 }
 
-void CZnMail::AppendTextParts(const EncodedText& plain, const EncodedText& html) {
+void CZnMail::AppendTextParts(const EncodedText& plain, const EncodedText& html,
+                              const PartList& images) {
     if (!plain.bytes.empty() && !html.bytes.empty()) {
         borvik::BvMime alternative;
         MakeMultipart(alternative, "multipart/alternative", NextBoundary());
         AppendText(alternative, plain);
-        AppendText(alternative, html);
+        AppendHtml(alternative, html, images);
         m_pMime->AppendPart(&alternative);
-    } else if (!plain.bytes.empty() || !html.bytes.empty()) {
-        AppendText(*m_pMime, plain.bytes.empty() ? html : plain);
+    } else if (!html.bytes.empty()) {
+        AppendHtml(*m_pMime, html, images);
+    } else if (!plain.bytes.empty()) {
+        AppendText(*m_pMime, plain);
+    }
+}
+
+/// Appends the HTML body, together with the images in it where it has any (RFC 2387).
+void CZnMail::AppendHtml(borvik::BvMime& parent, const EncodedText& html, const PartList& images) {
+    if (images.empty()) {
+        AppendText(parent, html);
+        return;
+    }
+    borvik::BvMime related;
+    MakeMultipart(related, kRelatedType, NextBoundary());
+    AppendText(related, html);
+    AppendParts(related, images);
+    parent.AppendPart(&related);
+}
+
+void CZnMail::AppendParts(borvik::BvMime& parent, const PartList& parts) const {
+    for (const borvik::BvMime* part : parts) {
+        parent.AppendPart(part);
+        if (m_rules.canonicalText) {
+            makeSevenBit(*parent.GetPart(parent.NumParts() - 1), 0);
+        }
     }
 }
 

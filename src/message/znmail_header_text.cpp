@@ -1,8 +1,15 @@
+#include <limits>
+#include <new>
 #include <utility>
 
+#include "base/data_buffer.h"
 #include "charset/ansi_text.h"
 #include "charset/charset_registry.h"
+#include "charset/encoding_convert.h"
+#include "charset/tables/code_pages.h"
+#include "charset/unit_scan.h"
 #include "foundation/base64.h"
+#include "message/canonical_text.h"
 #include "message/znmail.h"
 
 namespace tessolt {
@@ -16,18 +23,29 @@ constexpr char16_t kFirstWide = 0x100;
 
 std::string base64Of(std::string_view bytes) {
     CZncString text;
-    CZncBase64().Encode(bytes.data(), static_cast<std::uint32_t>(bytes.size()), text);
+    if (bytes.size() > std::numeric_limits<std::uint32_t>::max() ||
+        CZncBase64().Encode(bytes.data(), static_cast<std::uint32_t>(bytes.size()), text) != 0) {
+        throw std::bad_alloc();
+    }
     return text.TakeString();
+}
+
+/// Fills `bytes` with the text in `codePage`; false when a character has no place there.
+bool convertWhole(std::u16string_view text, std::uint32_t codePage, std::string& bytes) {
+    const std::string_view units(reinterpret_cast<const char*>(text.data()),
+                                 text.size() * sizeof(char16_t));
+    borvik::DataBuffer converted;
+    if (!borvik::EncodingConvert().convert(borvik::kUtf16Le, codePage, units, converted)) {
+        return false;
+    }
+    bytes = converted.view();
+    return true;
 }
 
 }  // namespace
 
 TextClass CZnMail::ClassifyText(std::u16string_view text) {
-    // The bits of all units together reach as far as the largest of them.
-    char16_t bits = 0;
-    for (const char16_t unit : text) {
-        bits |= unit;
-    }
+    const char16_t bits = borvik::bitsOfUnits(text);
     return bits >= kFirstWide ? TextWide : bits >= kFirstLatin ? TextLatin : TextAscii;
 }
 
@@ -36,63 +54,69 @@ std::string_view CZnMail::CharsetForCodePage(std::uint32_t codePage) {
                                                  : borvik::CharsetNaming::preferredName(codePage);
 }
 
-std::uint32_t CZnMail::LabelCodePage() const {
-    return m_nEncoding != 0 ? static_cast<std::uint32_t>(m_nEncoding) : borvik::ansiCodePage();
+CZnMail::LabelledText CZnMail::LabelText(std::u16string_view text) const {
+    const TextClass textClass = ClassifyText(text);
+    if (textClass == TextAscii) {
+        return {.bytes = borvik::wideToAnsi(text), .charset = {}, .isAscii = true};
+    }
+    const std::uint32_t ansiPage = borvik::ansiCodePage();
+    const std::uint32_t labelPage =
+        m_nEncoding != 0 ? static_cast<std::uint32_t>(m_nEncoding) : ansiPage;
+    const std::string_view charset = CharsetForCodePage(labelPage);
+    if (textClass == TextLatin && ansiPage != borvik::kUtf8) {
+        return {.bytes = borvik::wideToAnsi(text), .charset = charset};
+    }
+    std::string bytes;
+    if (textClass == TextLatin && convertWhole(text, labelPage, bytes) && !charset.empty()) {
+        return {.bytes = std::move(bytes), .charset = charset};
+    }
+    return {.bytes = borvik::wideToUtf8Paired(text), .charset = kUtf8Charset};
 }
 
 std::string CZnMail::EncodeHeaderText(std::u16string_view text, bool quoted) const {
-    std::string_view charset;
-    std::string encoded;
-    switch (ClassifyText(text)) {
-        case TextAscii:
-            encoded = borvik::wideToAnsi(text);
-            break;
-        case TextLatin:
-            charset = CharsetForCodePage(LabelCodePage());
-            encoded =
-                "=?" + std::string(charset) + "?B?" + base64Of(borvik::wideToAnsi(text)) + "?=";
-            break;
-        case TextWide:
-            encoded = "=?" + std::string(kUtf8Charset) + "?B?" +
-                      base64Of(borvik::wideToUtf8Paired(text)) + "?=";
-            break;
-    }
+    LabelledText labelled = LabelText(text);
+    const std::string encoded = labelled.isAscii ? std::move(labelled.bytes)
+                                                 : "=?" + std::string(labelled.charset) + "?B?" +
+                                                       base64Of(labelled.bytes) + "?=";
     return quoted ? "\"" + encoded + "\"" : encoded;
 }
 
 CZnMail::EncodedText CZnMail::EncodeText(std::u16string_view text,
                                          std::string_view contentType) const {
-    const TextClass textClass = ClassifyText(text);
-    EncodedText encoded;
-    encoded.contentType = contentType;
-    encoded.isBinary = textClass != TextAscii;
-    if (textClass == TextWide) {
-        encoded.bytes = borvik::wideToUtf8Paired(text);
-    } else {
-        encoded.bytes = borvik::wideToAnsi(text);
+    if (m_rules.canonicalText && text.find_first_of(u"\r\n") != std::u16string_view::npos) {
+        return EncodeCanonicalText(WithCrlfLineEnds(text), contentType);
     }
-    if (encoded.isBinary) {
-        encoded.contentType.append(";charset=")
-            .append(textClass == TextWide ? kUtf8Charset : CharsetForCodePage(LabelCodePage()));
-    }
-    return encoded;
+    return EncodeCanonicalText(text, contentType);
 }
 
-void CZnMail::SetTextBody(borvik::BvMime& node, std::u16string_view text,
-                          std::string_view contentType) const {
-    SetTextBody(node, EncodeText(text, contentType));
+CZnMail::EncodedText CZnMail::EncodeCanonicalText(std::u16string_view text,
+                                                  std::string_view contentType) const {
+    LabelledText labelled = LabelText(text);
+    EncodedText encoded;
+    encoded.bytes = std::move(labelled.bytes);
+    encoded.contentType = contentType;
+    encoded.isBinary = !labelled.isAscii;
+    if (encoded.isBinary) {
+        encoded.contentType.append(";charset=").append(labelled.charset);
+    }
+    if (m_rules.canonicalText && !encoded.isBinary && !IsSevenBitText(encoded.bytes)) {
+        encoded.coding = "quoted-printable";
+    }
+    return encoded;
 }
 
 void CZnMail::SetTextBody(borvik::BvMime& node, const EncodedText& text) {
     if (text.isBinary) {
         borvik::BvByteData bytes;
-        bytes.append(text.bytes.data(), text.bytes.size());
+        if (!bytes.append(text.bytes.data(), text.bytes.size())) {
+            throw std::bad_alloc();
+        }
         node.SetBodyFromBinary(std::move(bytes));
     } else {
         node.SetBody(text.bytes.c_str());
     }
     node.ContentType(text.contentType.c_str());
-    node.Encoding(text.isBinary ? "base64" : "7bit");
+    node.Encoding(text.isBinary ? "base64" : text.coding);
 }
 
 }  // namespace tessolt

@@ -4,9 +4,9 @@
 #include <array>
 
 #include "base/ascii_text.h"
-#include "charset/code_pages.h"
 #include "charset/encoding_convert.h"
-#include "mime/content_coding.h"
+#include "charset/tables/code_pages.h"
+#include "mime/coding/content_coding.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>

@@ -3,10 +3,10 @@
 #include <utility>
 
 #include "base/ascii_text.h"
-#include "charset/code_pages.h"
-#include "charset/outward_strings.h"
+#include "charset/tables/code_pages.h"
 #include "mime/cls_mime.h"
 #include "platform/code_page.h"
+#include "text/outward_strings.h"
 
 namespace borvik {
 
@@ -35,28 +35,42 @@ BvMime::~BvMime() = default;
 bool BvMime::LoadMime(const char* text) {
     // The bulk of a message is parsed where it stands if it needs no conversion.
     const std::string_view given(text == nullptr ? "" : text);
-    const std::uint32_t codePage = utf8_ ? kUtf8 : platform::GetACP();
-    const bool isUtf8Already = isAscii(given)
-                                   ? isAsciiCompatible(codePage)
-                                   : codePage == kUtf8 && !given.starts_with("\xEF\xBB\xBF");
+    if (!utf8_ && platform::GetACP() == kUtf8) {
+        // These are the bytes that came off the wire, each part in the charset of its label.
+        return impl_->loadMimeText(given, false);
+    }
+    const bool isUtf8Already = isAscii(given) || (utf8_ && !given.starts_with("\xEF\xBB\xBF"));
     return impl_->loadMimeText(isUtf8Already ? given : Argument(text, utf8_).view(), true);
 }
 
 bool BvMime::LoadMimeFile(const char* path) {
-    return impl_->loadMimeFile(Argument(path, utf8_).x());
+    XString file;
+    file.setPath(path, utf8_);
+    return impl_->loadMimeFile(file);
 }
 
 bool BvMime::SaveMime(const char* path) {
-    return impl_->saveMime(Argument(path, utf8_).x());
+    XString file;
+    file.setPath(path, utf8_);
+    return impl_->saveMime(file);
+}
+
+bool BvMime::SaveBody(const char* path) {
+    XString file;
+    file.setPath(path, utf8_);
+    return impl_->saveBody(file);
 }
 
 bool BvMime::GetMime(BvString& out) {
-    impl_->getMime(out.x());
-    return true;
+    return impl_->getMime(out.x());
 }
 
-void BvMime::GetMimeBytes(BvByteData& out) {
-    impl_->getMimeBytes(out.data());
+bool BvMime::GetMimeBytes(BvByteData& out) {
+    return impl_->getMimeBytes(out.data());
+}
+
+std::size_t BvMime::TextSizeEstimate() {
+    return impl_->textSizeEstimate();
 }
 
 bool BvMime::GetEntireHead(BvString& out) {
@@ -110,8 +124,8 @@ void BvMime::SetBody(const char* text) {
 }
 
 bool BvMime::SetBodyFromBinary(const BvByteData& bytes) {
-    impl_->setBodyFromBinary(bytes.view());
-    return true;
+    BvByteData copy;
+    return copy.append(bytes.getData(), bytes.getSize()) && SetBodyFromBinary(std::move(copy));
 }
 
 bool BvMime::SetBodyFromBinary(BvByteData&& bytes) {
@@ -143,14 +157,14 @@ void BvMime::Boundary(const char* value) {
 }
 
 BvString& BvMime::nextResult() {
-    ringPosition_ = (ringPosition_ + 1) % kResultRingSize;
-    std::unique_ptr<BvString>& slot = resultRing_[ringPosition_];
-    if (slot == nullptr) {
-        slot = std::make_unique<BvString>();
-        slot->utf8Mode = utf8_;
+    if (resultRing_ == nullptr) {
+        resultRing_ = std::make_unique<std::array<BvString, kResultRingSize>>();
     }
-    slot->clear();
-    return *slot;
+    ringPosition_ = (ringPosition_ + 1) % kResultRingSize;
+    BvString& slot = (*resultRing_)[ringPosition_];
+    slot.utf8Mode = utf8_;
+    slot.clear();
+    return slot;
 }
 
 const char* BvMime::header(const char* name) {
@@ -166,8 +180,7 @@ const char* BvMime::entireHead() {
 
 const char* BvMime::getMime() {
     BvString& result = nextResult();
-    GetMime(result);
-    return result.getString();
+    return GetMime(result) ? result.getString() : nullptr;
 }
 
 const char* BvMime::bodyDecoded() {

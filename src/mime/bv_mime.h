@@ -19,6 +19,8 @@ class ClsMime;
 /// as empty. Inside, text is UTF-8: what has no place in the ANSI code page is lost when it is read
 /// here, not in the tree, and `BvString` results can be read as UTF-8 or UTF-16 instead.
 ///
+/// What there is no memory for throws `std::bad_alloc` where nothing else is told.
+///
 /// Calls on one tree may come from several threads. A handle itself belongs to one thread at a
 /// time.
 class BvMime : public BvObject {
@@ -33,19 +35,23 @@ public:
 
     /// Parses message text of any quality. Always true.
     bool LoadMime(const char* text);
-    /// Parses a file. False when it can't be read (the tree stays as it is then) or when its header
-    /// is over 20,000,000 bytes long (the root is empty then).
+    /// Parses a file. False when it can't be read (the tree stays as it is then), when its header
+    /// is over 20,000,000 bytes long (the root is empty then) or when memory is short.
     bool LoadMimeFile(const char* path);
-    /// Writes the bytes of the node, with everything below it, to a file. The result of the write.
+    /// Writes the bytes of the node, with everything below it, to a file. The result of the write;
+    /// false also when there is no memory for the text.
     bool SaveMime(const char* path);
 
     // Whole text of the node.
 
     /// The node with everything below it. 8-bit bytes are read in the charset of the first 8-bit
-    /// text part. Always true.
+    /// text part. False, with `out` empty, when there is no memory for the text, or it has 2 GiB.
     bool GetMime(BvString& out);
-    /// The same as bytes, those that `SaveMime` writes.
-    void GetMimeBytes(BvByteData& out);
+    /// The same as bytes, those that `SaveMime` writes. The limit is 4 GiB, and `out` may hold a
+    /// beginning when that is passed.
+    bool GetMimeBytes(BvByteData& out);
+    /// About the length of that text, without making it.
+    std::size_t TextSizeEstimate();
     /// The header block as it would be written, without the blank line that ends it. Always true.
     bool GetEntireHead(BvString& out);
 
@@ -76,6 +82,8 @@ public:
 
     /// The stored bytes; those of a text are UTF-8. Always true.
     bool GetBodyBinary(BvByteData& out);
+    /// Writes the stored bytes to a file, creating or replacing it. The result of the write.
+    bool SaveBody(const char* path);
     /// The stored body as text. Zero bytes of a text become blanks, any other body ends at the
     /// first of them. Always true.
     bool GetBodyDecoded(BvString& out);
@@ -88,7 +96,7 @@ public:
 
     // Properties.
 
-    /// The media type without parameters, in lower case; or what was last set.
+    /// The media type without parameters, or what was last set, in lower case.
     void ContentType(BvString& out);
     /// Sets the media type and keeps the parameters known. Parameters within `value` are written as
     /// they are and label bytes that are in that charset already.
@@ -110,6 +118,7 @@ public:
     /// Null when there is no such field.
     const char* header(const char* name);
     const char* entireHead();
+    /// Null when there is no memory for the text.
     const char* getMime();
     const char* bodyDecoded();
     const char* contentType();
@@ -126,7 +135,7 @@ private:
     bool utf8_ = false;
     std::size_t ringPosition_ = 0;
     /// Made at first use: most handles on a part never return plain text.
-    std::array<std::unique_ptr<BvString>, kResultRingSize> resultRing_;
+    std::unique_ptr<std::array<BvString, kResultRingSize>> resultRing_;
 };
 
 }  // namespace borvik

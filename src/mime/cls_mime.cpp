@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "base/ascii_text.h"
-#include "charset/buffer_files.h"
-#include "charset/code_pages.h"
 #include "charset/encoding_convert.h"
-#include "charset/file_sys.h"
+#include "charset/tables/code_pages.h"
+#include "text/buffer_files.h"
+#include "text/file_sys.h"
 
 namespace borvik {
 
@@ -43,9 +43,13 @@ bool isUtf16Text(std::string_view bytes) {
 void moveIntoText(DataBuffer& bytes, XString& out) {
     constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     out.clear();
-    if (bytes.empty() || bytes.view().front() == '\0' || !bytes.appendByte('\0')) {
+    if (bytes.empty() || bytes.view().front() == '\0') {
         return;
     }
+    if (bytes.getSize() > StringBuffer::kMaxSize) {
+        throw std::bad_alloc();
+    }
+    bytes.appendByte('\0');
     if (bytes.view().starts_with(kByteOrderMark)) {
         out.setFromUtf8(bytes.getData());
         return;
@@ -94,6 +98,27 @@ auto ClsMime::onMyPart(Work&& work) {
             log->logInfo("Internal MIME part no longer exists within the MIME document.");
         }
         initNew();
+    }
+}
+
+template <class Work>
+void ClsMime::changeMyPart(Work&& work) {
+    onMyPart([&](MimeMessage2& part) {
+        tree_->noteChange();
+        work(part);
+    });
+}
+
+/// False when `work` runs out of memory, or makes more than a text holds.
+template <class Work>
+bool ClsMime::tellsMemory(Work&& work) {
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        if (LogBase* const log = activeLog()) {
+            log->logError("Too low on memory...");
+        }
+        return false;
     }
 }
 
@@ -161,42 +186,55 @@ bool ClsMime::loadMimeText(std::string_view text, bool bodyIsUtf8) {
 }
 
 bool ClsMime::loadMimeBinary(std::string_view bytes) {
-    try {
-        DataBuffer converted;
-        if (isUtf16Text(bytes)) {
-            EncodingConvert().convert(kUtf16Le, kUtf8, bytes, converted);
-            bytes = converted.view();
-        }
-        return parseInto(bytes.data() == nullptr ? std::string_view("") : bytes, false, false);
-    } catch (const std::bad_alloc&) {
-        if (LogBase* const log = activeLog()) {
-            log->logError("Too low on memory...");
-        }
-        return false;
+    DataBuffer converted;
+    if (isUtf16Text(bytes)) {
+        EncodingConvert().convert(kUtf16Le, kUtf8, bytes, converted);
+        bytes = converted.view();
     }
+    return parseInto(bytes.data() == nullptr ? std::string_view("") : bytes, false, false);
 }
 
 bool ClsMime::loadMimeFile(XString& path) {
     Method method(*this, "LoadMimeFile");
     DataBuffer file;
-    return method.end(loadFile(file, path.getUtf8(), activeLog()) && loadMimeBinary(file.view()));
+    return method.end(tellsMemory([&] {
+        return loadFile(file, path.getUtf8(), activeLog()) && loadMimeBinary(file.view());
+    }));
 }
 
 bool ClsMime::saveMime(XString& path) {
     Method method(*this, "SaveMime");
     DataBuffer text;
-    onMyPart([&](const MimeMessage2& part) { part.getMimeTextDb(text, activeLog()); });
-    return method.end(FileSys::writeFile(path, text.getData(), text.getSize(), activeLog()));
+    return method.end(buildText(text) &&
+                      FileSys::writeFile(path, text.getData(), text.getSize(), activeLog()));
 }
 
-void ClsMime::getMimeBytes(DataBuffer& out) {
+bool ClsMime::getMimeBytes(DataBuffer& out) {
     Method method(*this, "GetMimeBytes");
-    out.clear();
-    onMyPart([&](const MimeMessage2& part) { part.getMimeTextDb(out, activeLog()); });
+    return method.end(buildText(out));
 }
 
-void ClsMime::getMime(XString& out) {
+bool ClsMime::buildText(DataBuffer& out) {
+    return tellsMemory([&] {
+        out.clear();
+        onMyPart([&](const MimeMessage2& part) { part.getMimeTextDb(out, activeLog()); });
+        return true;
+    });
+}
+
+bool ClsMime::getMime(XString& out) {
     Method method(*this, "GetMime");
+    const bool built = tellsMemory([&] {
+        showText(out);
+        return true;
+    });
+    if (!built) {
+        out.clear();
+    }
+    return method.end(built);
+}
+
+void ClsMime::showText(XString& out) {
     DataBuffer text;
     StringBuffer charset;
     onMyPart([&](const MimeMessage2& part) {
@@ -223,9 +261,15 @@ void ClsMime::getMime(XString& out) {
         moveIntoText(text, out);
         return;
     }
-    text.appendByte('\0');
+    if (!text.appendByte('\0')) {
+        throw std::bad_alloc();
+    }
     out.clear();
     out.appendInCharset(text.getData(), charset.getString());
+}
+
+std::size_t ClsMime::textSizeEstimate() {
+    return onMyPart([](const MimeMessage2& part) { return part.textSizeEstimate(); });
 }
 
 void ClsMime::getEntireHead(XString& out) {
@@ -246,12 +290,12 @@ bool ClsMime::getHeaderField(std::string_view name, XString& out) {
 
 void ClsMime::addHeaderField(std::string_view name, std::string_view value) {
     Method method(*this, "AddHeaderField");
-    onMyPart([&](MimeMessage2& part) { part.addHeaderField(name, value); });
+    changeMyPart([&](MimeMessage2& part) { part.addHeaderField(name, value); });
 }
 
 void ClsMime::setHeaderField(std::string_view name, std::string_view value) {
     Method method(*this, "SetHeaderField");
-    onMyPart([&](MimeMessage2& part) { part.setHeaderField(name, value); });
+    changeMyPart([&](MimeMessage2& part) { part.setHeaderField(name, value); });
 }
 
 int ClsMime::numParts() {
@@ -289,23 +333,17 @@ void ClsMime::appendPart(ClsMime& other) {
     if (!isMultipart) {
         convertToMultipart();
     }
-    onMyPart([&](MimeMessage2& part) {
-        const MimeMessage2* source = other.tree_->find(other.partId_);
-        if (source == nullptr) {
-            other.initNew();
-            source = &other.tree_->root();
-        }
-        auto copy = std::make_unique<MimeMessage2>();
-        copy->loadCopy(*source, activeLog());
-        part.addPart(std::move(copy));
-    });
+    // Never under both locks: two objects may append each other.
+    auto copy = std::make_unique<MimeMessage2>();
+    other.onMyPart([&](const MimeMessage2& source) { copy->loadCopy(source, activeLog()); });
+    changeMyPart([&](MimeMessage2& part) { part.addPart(std::move(copy)); });
 }
 
 void ClsMime::convertToMultipart() {
     auto copy = std::make_unique<MimeMessage2>();
     onMyPart([&](const MimeMessage2& part) { copy->loadCopy(part, activeLog()); });
     initNew();
-    onMyPart([&](MimeMessage2& root) {
+    changeMyPart([&](MimeMessage2& root) {
         root.newMultipartMixed();
         root.addPart(std::move(copy));
     });
@@ -314,6 +352,16 @@ void ClsMime::convertToMultipart() {
 void ClsMime::getBodyBinary(DataBuffer& out) {
     Method method(*this, "GetBodyBinary");
     onMyPart([&](const MimeMessage2& part) { out.assign(part.body().view()); });
+}
+
+bool ClsMime::saveBody(XString& path) {
+    Method method(*this, "SaveBody");
+    bool written = false;
+    onMyPart([&](const MimeMessage2& part) {
+        const std::string_view body = part.body().view();
+        written = FileSys::writeFile(path, body.data(), body.size(), activeLog());
+    });
+    return method.end(written);
 }
 
 void ClsMime::getBodyDecoded(XString& out) {
@@ -330,27 +378,23 @@ void ClsMime::getBodyDecoded(XString& out) {
 
 void ClsMime::setBody(XString& text) {
     Method method(*this, "SetBody");
-    onMyPart([&](MimeMessage2& part) { part.setBodyText(text); });
-}
-
-void ClsMime::setBodyFromBinary(std::string_view bytes) {
-    Method method(*this, "SetBodyFromBinary");
-    onMyPart([&](MimeMessage2& part) {
-        part.setBodyRaw(bytes);
-        part.setEncoding("base64");
-    });
+    changeMyPart([&](MimeMessage2& part) { part.setBodyText(text); });
 }
 
 void ClsMime::setBodyFromBinary(DataBuffer&& bytes) {
     Method method(*this, "SetBodyFromBinary");
-    onMyPart([&](MimeMessage2& part) {
+    changeMyPart([&](MimeMessage2& part) {
         part.setBodyRaw(std::move(bytes));
         part.setEncoding("base64");
     });
 }
 
 void ClsMime::contentType(XString& out) {
-    onMyPart([&](const MimeMessage2& part) { out.setFromUtf8(part.contentType().getString()); });
+    onMyPart([&](const MimeMessage2& part) {
+        std::string type(part.contentType().view());
+        std::transform(type.begin(), type.end(), type.begin(), asciiLower);
+        out.setFromUtf8(type.c_str());
+    });
 }
 
 void ClsMime::name(XString& out) {
@@ -362,15 +406,15 @@ void ClsMime::filename(XString& out) {
 }
 
 void ClsMime::setContentType(std::string_view value) {
-    onMyPart([&](MimeMessage2& part) { part.setContentType(value); });
+    changeMyPart([&](MimeMessage2& part) { part.setContentType(value); });
 }
 
 void ClsMime::setEncoding(std::string_view value) {
-    onMyPart([&](MimeMessage2& part) { part.setEncoding(trimmed(value)); });
+    changeMyPart([&](MimeMessage2& part) { part.setEncoding(trimmed(value)); });
 }
 
 void ClsMime::setDisposition(std::string_view value) {
-    onMyPart([&](MimeMessage2& part) {
+    changeMyPart([&](MimeMessage2& part) {
         const std::string_view word = trimmed(value);
         const std::string filename(trimmed(part.filename().view()));
         part.setContentDisposition(word, word.empty() ? std::string_view() : filename);
@@ -378,7 +422,7 @@ void ClsMime::setDisposition(std::string_view value) {
 }
 
 void ClsMime::setBoundary(std::string_view value) {
-    onMyPart([&](MimeMessage2& part) { part.setBoundary(value); });
+    changeMyPart([&](MimeMessage2& part) { part.setBoundary(value); });
 }
 
 }  // namespace borvik

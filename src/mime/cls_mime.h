@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -7,9 +8,9 @@
 
 #include "base/data_buffer.h"
 #include "base/string_buffer.h"
-#include "charset/cls_base.h"
-#include "charset/xstring.h"
 #include "mime/shared_mime.h"
+#include "text/cls_base.h"
+#include "text/xstring.h"
 
 namespace borvik {
 
@@ -38,8 +39,7 @@ public:
     /// Parses a string into a new tree. Always true. `bodyIsUtf8` says that the text has been taken
     /// to UTF-8 as a whole, so that 8-bit bodies aren't converted from their labels.
     bool loadMimeText(std::string_view text, bool bodyIsUtf8);
-    /// Parses bytes, UTF-16 among them, into a new tree. False when memory is short or the parser
-    /// refuses them.
+    /// Parses bytes, UTF-16 among them, into a new tree. False when the parser refuses them.
     bool loadMimeBinary(std::string_view bytes);
     bool loadMimeFile(XString& path);
     bool saveMime(XString& path);
@@ -50,8 +50,12 @@ public:
 
     // Whole text.
 
-    void getMime(XString& out);
-    void getMimeBytes(DataBuffer& out);
+    /// False, with `out` empty or a beginning, when there is no memory for the text or it passes
+    /// what a string or buffer holds. All other operations throw `std::bad_alloc` then, but for
+    /// loading and saving files, which fail.
+    bool getMime(XString& out);
+    bool getMimeBytes(DataBuffer& out);
+    std::size_t textSizeEstimate();
     void getEntireHead(XString& out);
 
     // Header fields.
@@ -71,9 +75,9 @@ public:
     // Body.
 
     void getBodyBinary(DataBuffer& out);
+    bool saveBody(XString& path);
     void getBodyDecoded(XString& out);
     void setBody(XString& text);
-    void setBodyFromBinary(std::string_view bytes);
     void setBodyFromBinary(DataBuffer&& bytes);
 
     // Properties.
@@ -92,7 +96,14 @@ private:
     /// Runs `work` on the node, under the lock.
     template <class Work>
     auto onMyPart(Work&& work);
+    /// The same for work that changes the node.
+    template <class Work>
+    void changeMyPart(Work&& work);
 
+    template <class Work>
+    bool tellsMemory(Work&& work);
+    bool buildText(DataBuffer& out);
+    void showText(XString& out);
     bool parseInto(std::string_view text, bool fromText, bool bodyIsUtf8);
     void leaveTree();
 

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "base/log_base.h"
-#include "mime/text_index.h"
+#include "mime/header/text_index.h"
 
 namespace borvik {
 

@@ -5,14 +5,16 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "base/ascii_text.h"
-#include "charset/code_pages.h"
 #include "charset/encoding_convert.h"
+#include "charset/tables/code_pages.h"
 #include "mime/body_decoding.h"
 #include "mime/boundary_search.h"
 #include "mime/html_help.h"
 #include "mime/mime_message2.h"
+#include "platform/code_page.h"
 
 namespace borvik {
 
@@ -141,9 +143,9 @@ bool MessageLoader::loadNode(MimeMessage2& node, NodeText& source, int level) {
     log("Found end-of-header.");
     const std::string_view text = source.text().text();
     if (headerEnd > source.begin()) {
-        const std::size_t stop = mayReadAhead(source, headerEnd) ? npos : source.end();
+        const std::size_t stop = mayReadAhead(source) ? npos : source.end();
         node.header_.ParseMimeHeader(source.text(), source.begin(), log_, stop);
-        node.cacheAll();
+        node.cacheAll(lastFields_);
     }
     std::size_t bodyStart = headerEnd;
     for (int i = 0; i < 2 && text.substr(bodyStart).starts_with(kCrlf); ++i) {
@@ -162,11 +164,12 @@ bool MessageLoader::takeAsHeader(MimeMessage2& node, std::string_view text) {
     }
     log("Assuming the entire MIME message is a header with no body.");
     node.header_.ParseMimeHeader(text, log_);
-    node.cacheAll();
+    node.cacheAll(lastFields_);
     return true;
 }
 
-bool MessageLoader::mayReadAhead(const NodeText& source, std::size_t headerEnd) {
+bool MessageLoader::mayReadAhead(NodeText& source) {
+    const std::size_t headerEnd = MimeHeader::findEnd(source.text(), source.begin());
     if (headerEnd <= source.end()) {
         return true;
     }
@@ -209,15 +212,19 @@ bool MessageLoader::parseMultipart(MimeMessage2& node, TextIndex& text, std::siz
         range.first = borvik::find(text.text().substr(0, end), spaced, begin);
         found = range.first != npos;
         if (found) {
-            node.content_.boundary.setString(spaced);
+            node.editFields().content.boundary.setString(spaced);
             range.boundary = std::move(spaced);
         }
     }
     bool fixBoundary = false;
     if (!found && !isAscii(range.boundary)) {
-        DataBuffer ansi;
-        EncodingConvert().convertToAnsi(kUtf8, range.boundary.data(), range.boundary.size(), ansi);
-        range.boundary.assign(ansi.view());
+        // When the ANSI page is UTF-8, the text has it in the page that the header was read in.
+        const std::uint32_t ansiPage = platform::GetACP();
+        DataBuffer raw;
+        EncodingConvert().convert(kUtf8,
+                                  ansiPage == kUtf8 ? node.header_.detectedCodePage() : ansiPage,
+                                  range.boundary, raw);
+        range.boundary.assign(raw.view());
         fixBoundary = true;
         found = !range.boundary.empty() && range.find(text.text());
     }
@@ -252,7 +259,7 @@ void MessageLoader::parseParts(MimeMessage2& node, TextIndex& text, const PartRa
             NodeText source(text, start, end);
             loadNode(*part, source, level + 1);
             if (isSigned) {
-                part->rawSignedText_.assign(text.text().substr(start, end - start));
+                part->setRawSignedText(text.text().substr(start, end - start));
                 isSigned = false;
             }
             node.addPart(std::move(part));
@@ -275,7 +282,7 @@ bool MessageLoader::loadBase64Leaf(MimeMessage2& node, std::string_view headerBl
         return false;
     }
     node.header_.ParseMimeHeader(headerBlock, log_);
-    node.cacheAll();
+    node.cacheAll(lastFields_);
     const bool isMultipart = node.isMultipart() && !node.boundary().empty();
     if (isMultipart || !node.encoding().equalsNoCase("base64")) {
         node.clear();
@@ -293,11 +300,11 @@ void MessageLoader::parseLeaf(MimeMessage2& node, std::string_view text,
     if (leaf.kind.isBinary) {
         log("clearing charset based on content-type.");
         log("treating body as binary (non-character) data.");
-        node.content_.charset.clear();
+        node.clearCharset();
     }
     if (leaf.isAttachment && !leaf.kind.isEdifact) {
         log("treating body as binary data because of attachment status.");
-        node.content_.charset.clear();
+        node.clearCharset();
     }
 
     std::uint32_t codePage = node.charset().getCodePage();
@@ -325,8 +332,9 @@ void MessageLoader::parseLeaf(MimeMessage2& node, std::string_view text,
     const std::size_t start = std::min(text.find_first_not_of(kWhiteSpace), text.size());
     if (beginsWithNoCase(text.substr(start), "<x-html>") &&
         !node.contentType().equals("text/html")) {
-        node.content_.clear();
-        node.content_.mediaType.setString("text/html");
+        ContentTypeParams& content = node.editFields().content;
+        content.clear();
+        content.mediaType.setString("text/html");
         node.rebuildContentType(true);
     }
 }
@@ -345,7 +353,7 @@ std::uint32_t MessageLoader::charsetFromHtml(MimeMessage2& node, std::uint32_t c
         log("Must not really be unicode HTML, no zero bytes found...");
         name = "windows-1252";
     }
-    node.content_.charset.setByName(name.c_str());
+    node.editFields().content.charset.setByName(name.c_str());
     return node.charset().getCodePage();
 }
 

@@ -5,12 +5,11 @@
 #include <string_view>
 
 #include "base/log_base.h"
+#include "mime/header/text_index.h"
 #include "mime/header_end.h"
-#include "mime/text_index.h"
+#include "mime/mime_message2.h"
 
 namespace borvik {
-
-class MimeMessage2;
 
 /// One run of the parser: turns message text of any quality into a node with all its parts. What
 /// can't be read becomes a body. Every part is parsed in place; the work is bounded by a multiple
@@ -36,7 +35,8 @@ public:
 private:
     bool loadNode(MimeMessage2& node, NodeText& source, int level);
     bool takeAsHeader(MimeMessage2& node, std::string_view text);
-    bool mayReadAhead(const NodeText& source, std::size_t headerEnd);
+    /// Whether the header of the node may be read behind its end, as far as its blank line stands.
+    bool mayReadAhead(NodeText& source);
     void parseMimeBody(MimeMessage2& node, TextIndex& text, std::size_t begin, std::size_t end,
                        int level);
 
@@ -55,6 +55,7 @@ private:
     bool bodyIsUtf8_;
     LogBase* log_;
     /// Bytes behind their own ends that headers may still be read from.
+    MimeMessage2::LastFields lastFields_;
     std::size_t readAheadLeft_ = 0;
 };
 

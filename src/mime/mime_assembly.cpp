@@ -1,10 +1,11 @@
 #include <algorithm>
+#include <new>
 
 #include "base/ascii_text.h"
-#include "charset/code_pages.h"
 #include "charset/encoding_convert.h"
-#include "mime/base64.h"
-#include "mime/content_coding.h"
+#include "charset/tables/code_pages.h"
+#include "mime/coding/base64.h"
+#include "mime/coding/content_coding.h"
 #include "mime/message_loader.h"
 #include "mime/mime_message2.h"
 
@@ -19,6 +20,13 @@ constexpr std::string_view kPreamble = "This is a multi-part message in MIME for
 /// Room to reserve for the header block and the boundary line of a node.
 constexpr std::size_t kUsualHeaderBytes = 512;
 
+/// A text that lacks a piece must not be taken for the whole.
+void require(bool fits) {
+    if (!fits) {
+        throw std::bad_alloc();
+    }
+}
+
 void logInfo(LogBase* log, const char* text) {
     if (log != nullptr) {
         log->logInfo(text);
@@ -28,27 +36,27 @@ void logInfo(LogBase* log, const char* text) {
 }  // namespace
 
 void MimeMessage2::assembleHeader(std::string& out, LogBase* log) const {
-    header_.AssembleMimeHeader(out, content_.charset, log);
+    header_.AssembleMimeHeader(out, charset(), log);
 }
 
 void MimeMessage2::writeHeaderBlock(DataBuffer& out, LogBase* log) const {
     std::string block;
     assembleHeader(block, log);
-    out.append(block);
-    out.append(kBlankLine);
+    require(out.append(block));
+    require(out.append(kBlankLine));
 }
 
 void MimeMessage2::writeBoundaryLine(DataBuffer& out, bool closing) const {
-    out.append("--");
-    out.appendStringBuffer(boundary());
-    out.append(closing ? "--\r\n" : kLineEnd);
+    require(out.append("--"));
+    require(out.appendStringBuffer(boundary()));
+    require(out.append(closing ? "--\r\n" : kLineEnd));
 }
 
 void MimeMessage2::getMimeTextDb(DataBuffer& out, LogBase* log) const {
     out.ensureCapacity(out.getSize() + textSizeEstimate());
     writeHeaderBlock(out, log);
     if (!parts_.empty()) {
-        out.append(kPreamble);
+        require(out.append(kPreamble));
     }
     getMimeBodyRecursive(out, log);
 }
@@ -57,10 +65,9 @@ void MimeMessage2::getMimeText(StringBuffer& out, LogBase* log) const {
     DataBuffer text;
     getMimeTextDb(text, log);
     if (out.empty()) {
-        text.appendByte('\0');
-        out.takeBytes(text);
+        require(text.appendByte('\0') && out.takeBytes(text));
     } else {
-        out.appendDataBuffer(text);
+        require(out.appendDataBuffer(text));
     }
 }
 
@@ -73,31 +80,31 @@ void MimeMessage2::getMimeBodyRecursive(DataBuffer& out, LogBase* log) const {
         writeSignedParts(out, log);
         return;
     }
-    for (const MimeMessage2* part : parts_) {
+    for (const auto& part : parts_) {
         writeBoundaryLine(out, false);
         part->writeHeaderBlock(out, log);
         part->getMimeBodyRecursive(out, log);
-        out.append(kLineEnd);
+        require(out.append(kLineEnd));
     }
     writeBoundaryLine(out, true);
 }
 
 void MimeMessage2::writeSignedParts(DataBuffer& out, LogBase* log) const {
-    const MimeMessage2& content = *parts_.get(0);
+    const MimeMessage2& content = *parts_.front();
     writeBoundaryLine(out, false);
-    if (content.rawSignedText_.empty()) {
+    if (content.rawSignedText().empty()) {
         // Not read from a text, so that there is nothing yet that a signature holds for.
         content.writeHeaderBlock(out, log);
         content.getMimeBodyRecursive(out, log);
     } else {
-        out.appendBuffer(content.rawSignedText_);
+        require(out.appendBuffer(content.rawSignedText()));
     }
-    out.append(kLineEnd);
+    require(out.append(kLineEnd));
     writeBoundaryLine(out, false);
-    if (const MimeMessage2* const signature = parts_.get(1)) {
+    if (const MimeMessage2* const signature = getPart(1)) {
         signature->writeHeaderBlock(out, log);
         signature->getMimeBodyRecursive(out, log);
-        out.append(kLineEnd);
+        require(out.append(kLineEnd));
     }
     writeBoundaryLine(out, true);
 }
@@ -105,15 +112,15 @@ void MimeMessage2::writeSignedParts(DataBuffer& out, LogBase* log) const {
 void MimeMessage2::getMimeBodyEncodedDb(DataBuffer& out, LogBase* log) const {
     DataBuffer converted;
     const std::string_view source = bodyForWire(converted, log);
-    if (encoding_.equalsNoCase("base64")) {
+    if (encoding().equalsNoCase("base64")) {
         logInfo(log, "Appending base64 encoded body..");
-        ContentCoding::encodeBase64Mime(source, out);
-    } else if (encoding_.equalsNoCase("quoted-printable")) {
+        require(ContentCoding::encodeBase64Mime(source, out));
+    } else if (encoding().equalsNoCase("quoted-printable")) {
         logInfo(log, "Appending quoted-printable encoded body..");
-        ContentCoding::encodeQuotedPrintable(source, out);
+        require(ContentCoding::encodeQuotedPrintable(source, out));
     } else {
         logInfo(log, "Appending body with no encoding..");
-        out.append(source);
+        require(out.append(source));
     }
 }
 
@@ -138,19 +145,19 @@ std::string_view MimeMessage2::bodyForWire(DataBuffer& converted, LogBase* log) 
 
 void MimeMessage2::getMimeBody8Bit(DataBuffer& out, std::uint32_t codePage) const {
     if (codePage == kNoCodePage || codePage == kUtf8) {
-        out.appendBuffer(body_);
+        require(out.appendBuffer(body_));
     } else {
         EncodingConvert().convert(kUtf8, codePage, body_.view(), out);
     }
 }
 
 std::size_t MimeMessage2::textSizeEstimate() const {
-    std::size_t size = kUsualHeaderBytes + rawSignedText_.getSize();
+    std::size_t size = kUsualHeaderBytes + rawSignedText().getSize();
     if (parts_.empty()) {
         const std::size_t bytes = body_.getSize();
-        size += encoding_.equalsNoCase("base64") ? base64LinesSize(bytes) : bytes;
+        size += encoding().equalsNoCase("base64") ? base64LinesSize(bytes) : bytes;
     }
-    for (const MimeMessage2* part : parts_) {
+    for (const auto& part : parts_) {
         size += part->textSizeEstimate();
     }
     return std::min(size, DataBuffer::kMaxSize);
@@ -159,7 +166,7 @@ std::size_t MimeMessage2::textSizeEstimate() const {
 void MimeMessage2::loadCopy(const MimeMessage2& source, LogBase* log) {
     DataBuffer text;
     MessageLoader loader(false, false, log);
-    if (source.parts_.empty() && source.encoding_.equalsNoCase("base64")) {
+    if (source.parts_.empty() && source.encoding().equalsNoCase("base64")) {
         // What base64 would turn the body into and back again is the body.
         source.writeHeaderBlock(text, log);
         DataBuffer converted;

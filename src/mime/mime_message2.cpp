@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "base/ascii_text.h"
-#include "charset/code_pages.h"
+#include "charset/tables/code_pages.h"
 #include "mime/boundary_gen.h"
-#include "mime/content_coding.h"
+#include "mime/coding/content_coding.h"
 #include "mime/message_loader.h"
 #include "mime/part_index.h"
 
@@ -29,18 +29,48 @@ void setToken(StringBuffer& out, std::string_view value) {
 MimeMessage2::MimeMessage2() = default;
 MimeMessage2::~MimeMessage2() = default;
 
+const MimeMessage2::ContentFields& MimeMessage2::noFields() {
+    static const ContentFields kNone;
+    return kNone;
+}
+
+MimeMessage2::ContentFields& MimeMessage2::editFields() {
+    if (fields_ == nullptr) {
+        fields_ = std::make_shared<ContentFields>();
+    } else if (fields_.use_count() > 1) {
+        fields_ = std::make_shared<ContentFields>(*fields_);
+    }
+    return *fields_;
+}
+
+void MimeMessage2::clearCharset() {
+    if (fields().content.charset.getCodePage() != kNoCodePage) {
+        editFields().content.charset.clear();
+    }
+}
+
+const DataBuffer& MimeMessage2::rawSignedText() const {
+    static const DataBuffer kNone;
+    return rawSignedText_ == nullptr ? kNone : *rawSignedText_;
+}
+
+void MimeMessage2::setRawSignedText(std::string_view text) {
+    rawSignedText_ = std::make_unique<DataBuffer>();
+    rawSignedText_->assign(text);
+}
+
 void MimeMessage2::addPart(std::unique_ptr<MimeMessage2> part) {
     MimeMessage2& added = *part;
-    if (!parts_.append(std::move(part)) || index_ == nullptr) {
-        return;
+    parts_.push_back(std::move(part));
+    if (index_ != nullptr) {
+        added.setIndex(index_);
+        index_->add(added);
     }
-    added.setIndex(index_);
-    index_->add(added);
 }
 
 void MimeMessage2::setIndex(PartIndex* index) {
     index_ = index;
-    for (MimeMessage2* part : parts_) {
+    for (const auto& part : parts_) {
         part->setIndex(index);
     }
 }
@@ -49,7 +79,7 @@ MimeMessage2* MimeMessage2::findPartById(std::uint64_t id) {
     if (getObjectId() == id) {
         return this;
     }
-    for (MimeMessage2* part : parts_) {
+    for (const auto& part : parts_) {
         if (MimeMessage2* const found = part->findPartById(id)) {
             return found;
         }
@@ -57,24 +87,15 @@ MimeMessage2* MimeMessage2::findPartById(std::uint64_t id) {
     return nullptr;
 }
 
-void MimeMessage2::removeParts() {
-    if (index_ != nullptr) {
-        for (const MimeMessage2* part : parts_) {
-            index_->remove(*part);
-        }
-    }
-    parts_.deleteAll();
-}
-
 void MimeMessage2::clear() {
-    rawSignedText_.clear();
+    rawSignedText_.reset();
     body_.clear();
     header_.clear();
-    content_.clear();
-    disposition_.clear();
-    encoding_.clear();
-    contentId_.clear();
-    removeParts();
+    fields_.reset();
+    if (index_ != nullptr && !parts_.empty()) {
+        index_->forget();
+    }
+    parts_.clear();
 }
 
 bool MimeMessage2::isMultipart() const {
@@ -109,13 +130,13 @@ bool MimeMessage2::getHeaderDecoded(std::string_view name, std::string& out) con
 
 bool MimeMessage2::findFirst8BitCharset(StringBuffer& out) const {
     const bool goesOutAs8Bit = contentType().beginsWithNoCase("text/") &&
-                               encoding_.equalsNoCase("8bit") && !body_.isAscii() &&
+                               encoding().equalsNoCase("8bit") && !body_.isAscii() &&
                                charset().getCodePage() != kNoCodePage;
     if (goesOutAs8Bit) {
         out.setString(charset().getName());
         return true;
     }
-    for (const MimeMessage2* part : parts_) {
+    for (const auto& part : parts_) {
         if (part->findFirst8BitCharset(out)) {
             return true;
         }
@@ -146,12 +167,12 @@ void MimeMessage2::refreshAfter(std::string_view fieldName) {
 }
 
 void MimeMessage2::setContentType(std::string_view text) {
-    content_.mediaType.setString(text);
+    editFields().content.mediaType.setString(text);
     rebuildContentType(false);
 }
 
 void MimeMessage2::setCharset(const _bvCharset& charset) {
-    content_.charset.copyFrom(charset);
+    editFields().content.charset.copyFrom(charset);
     rebuildContentType(true);
 }
 
@@ -162,22 +183,23 @@ void MimeMessage2::setCharset(const char* name) {
 }
 
 void MimeMessage2::setBoundary(std::string_view text) {
-    content_.boundary.setString(trimmed(text));
+    editFields().content.boundary.setString(trimmed(text));
     rebuildContentType(true);
 }
 
 void MimeMessage2::setEncoding(std::string_view word) {
-    encoding_.setString(word);
+    editFields().encoding.setString(word);
     header_.replaceField(kContentTransferEncoding, word);
     cacheTransferEncoding();
 }
 
 void MimeMessage2::setContentDisposition(std::string_view word, std::string_view filename) {
-    disposition_.disposition.setString(word);
-    disposition_.filename.setString(filename);
+    ContentDispositionParams& disposition = editFields().disposition;
+    disposition.disposition.setString(word);
+    disposition.filename.setString(filename);
     const bool removes = word.empty() && filename.empty();
     header_.replaceField(kContentDisposition,
-                         removes ? std::string_view() : disposition_.format().view());
+                         removes ? std::string_view() : disposition.format().view());
     cacheContentDisposition();
 }
 
@@ -195,44 +217,62 @@ void MimeMessage2::setBodyRaw(DataBuffer&& bytes) {
 
 void MimeMessage2::newMultipartMixed() {
     clear();
-    content_.mediaType.setString("multipart/mixed");
-    content_.boundary.setString(BoundaryGen::generate());
+    editFields().content.mediaType.setString("multipart/mixed");
+    editFields().content.boundary.setString(BoundaryGen::generate());
     rebuildContentType(true);
 }
 
 void MimeMessage2::rebuildContentType(bool defaultCharset) {
-    header_.replaceField(kContentType, content_.format(defaultCharset).view());
+    header_.replaceField(kContentType, fields().content.format(defaultCharset).view());
 }
 
-void MimeMessage2::cacheAll() {
+void MimeMessage2::cacheAll(LastFields& last) {
+    constexpr std::array kNames = {kContentType, kContentId, kContentDisposition,
+                                   kContentTransferEncoding};
+    std::array<std::string, kNames.size()> values;
+    for (std::size_t i = 0; i < kNames.size(); ++i) {
+        getHeaderDecoded(kNames[i], values[i]);
+    }
+    if (fields_ == nullptr && values == last.values) {
+        fields_ = last.fields;
+        return;
+    }
     cacheContentType();
     cacheContentId();
     cacheContentDisposition();
     cacheTransferEncoding();
+    last = {std::move(values), fields_};
+}
+
+/// Gives the decoded value of a field to `take`, an empty one only when there is something to
+/// replace.
+template <class Take>
+void MimeMessage2::cache(std::string_view name, Take take) {
+    std::string value;
+    getHeaderDecoded(name, value);
+    if (fields_ != nullptr || !value.empty()) {
+        take(editFields(), value);
+    }
 }
 
 void MimeMessage2::cacheContentType() {
-    std::string value;
-    getHeaderDecoded(kContentType, value);
-    content_.parse(value);
+    cache(kContentType,
+          [](ContentFields& fields, std::string_view value) { fields.content.parse(value); });
 }
 
 void MimeMessage2::cacheContentId() {
-    std::string value;
-    getHeaderDecoded(kContentId, value);
-    setToken(contentId_, value);
+    cache(kContentId,
+          [](ContentFields& fields, std::string_view value) { setToken(fields.contentId, value); });
 }
 
 void MimeMessage2::cacheContentDisposition() {
-    std::string value;
-    getHeaderDecoded(kContentDisposition, value);
-    disposition_.parse(value);
+    cache(kContentDisposition,
+          [](ContentFields& fields, std::string_view value) { fields.disposition.parse(value); });
 }
 
 void MimeMessage2::cacheTransferEncoding() {
-    std::string value;
-    getHeaderDecoded(kContentTransferEncoding, value);
-    setToken(encoding_, value);
+    cache(kContentTransferEncoding,
+          [](ContentFields& fields, std::string_view value) { setToken(fields.encoding, value); });
 }
 
 bool MimeMessage2::LoadMimeComplete2(std::string_view text, bool fromText, LogBase* log,

@@ -1,19 +1,21 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/borvik_object.h"
 #include "base/data_buffer.h"
-#include "base/ext_ptr_array.h"
 #include "base/log_base.h"
 #include "base/string_buffer.h"
 #include "charset/charset_registry.h"
-#include "charset/xstring.h"
-#include "mime/content_params.h"
-#include "mime/mime_header.h"
+#include "mime/header/content_params.h"
+#include "mime/header/mime_header.h"
+#include "text/xstring.h"
 
 namespace borvik {
 
@@ -36,9 +38,12 @@ public:
 
     // Tree.
 
-    int getNumParts() const { return static_cast<int>(parts_.getSize()); }
+    int getNumParts() const { return static_cast<int>(parts_.size()); }
     /// A direct child, counted from 0; null outside the list.
-    MimeMessage2* getPart(int index) const { return parts_.get(index); }
+    MimeMessage2* getPart(int index) const {
+        return index < 0 || index >= getNumParts() ? nullptr
+                                                   : parts_[static_cast<std::size_t>(index)].get();
+    }
     void addPart(std::unique_ptr<MimeMessage2> part);
     /// This node or one below it, depth first; null when none has that object id.
     MimeMessage2* findPartById(std::uint64_t id);
@@ -47,21 +52,21 @@ public:
 
     // Reading.
 
-    const DataBuffer& rawSignedText() const { return rawSignedText_; }
+    const DataBuffer& rawSignedText() const;
     const DataBuffer& body() const { return body_; }
     const MimeHeader& header() const { return header_; }
-    const StringBuffer& contentType() const { return content_.mediaType; }
-    const StringBuffer& name() const { return content_.name; }
-    const StringBuffer& protocol() const { return content_.protocol; }
-    const StringBuffer& micalg() const { return content_.micalg; }
-    const _bvCharset& charset() const { return content_.charset; }
-    const StringBuffer& boundary() const { return content_.boundary; }
-    const StringBuffer& smimeType() const { return content_.smimeType; }
-    const StringBuffer& type() const { return content_.type; }
-    const StringBuffer& disposition() const { return disposition_.disposition; }
-    const StringBuffer& filename() const { return disposition_.filename; }
-    const StringBuffer& encoding() const { return encoding_; }
-    const StringBuffer& contentId() const { return contentId_; }
+    const StringBuffer& contentType() const { return fields().content.mediaType; }
+    const StringBuffer& name() const { return fields().content.name; }
+    const StringBuffer& protocol() const { return fields().content.protocol; }
+    const StringBuffer& micalg() const { return fields().content.micalg; }
+    const _bvCharset& charset() const { return fields().content.charset; }
+    const StringBuffer& boundary() const { return fields().content.boundary; }
+    const StringBuffer& smimeType() const { return fields().content.smimeType; }
+    const StringBuffer& type() const { return fields().content.type; }
+    const StringBuffer& disposition() const { return fields().disposition.disposition; }
+    const StringBuffer& filename() const { return fields().disposition.filename; }
+    const StringBuffer& encoding() const { return fields().encoding; }
+    const StringBuffer& contentId() const { return fields().contentId; }
 
     /// By the first nine characters of the media type alone.
     bool isMultipart() const;
@@ -114,6 +119,8 @@ public:
     /// The whole text of the node with everything below it.
     void getMimeText(StringBuffer& out, LogBase* log) const;
     void getMimeTextDb(DataBuffer& out, LogBase* log) const;
+    /// About the length of that text.
+    std::size_t textSizeEstimate() const;
     /// The body of the node, children included.
     void getMimeBodyRecursive(DataBuffer& out, LogBase* log) const;
     /// The coded body of a leaf.
@@ -121,35 +128,57 @@ public:
     /// The stored body, taken from UTF-8 to the code page unless that is 0 or 65001.
     void getMimeBody8Bit(DataBuffer& out, std::uint32_t codePage) const;
 
-    /// The index of the tree that the node and all below it belong to from now on; null for none.
+    /// The index of the tree that the node and all below it belong to from now on.
     void setIndex(PartIndex* index);
 
 private:
     friend class MessageLoader;
 
-    void cacheAll();
+    /// The content fields taken apart.
+    struct ContentFields {
+        ContentTypeParams content;
+        ContentDispositionParams disposition;
+        StringBuffer encoding;
+        StringBuffer contentId;
+    };
+
+    /// Empty ones when the node has none.
+    const ContentFields& fields() const { return fields_ == nullptr ? noFields() : *fields_; }
+    static const ContentFields& noFields();
+    /// Those of this node alone, which may be changed.
+    ContentFields& editFields();
+
+    /// What the content fields of the part read before said, for the next that says the same.
+    struct LastFields {
+        std::array<std::string, 4> values;
+        std::shared_ptr<ContentFields> fields;
+    };
+    /// Forgets the charset, whatever the header says.
+    void clearCharset();
+    void setRawSignedText(std::string_view text);
+
+    /// Takes the content fields apart, or shares what `last` holds of the same text.
+    void cacheAll(LastFields& last);
     void cacheContentType();
     void cacheContentId();
     void cacheContentDisposition();
     void cacheTransferEncoding();
     void refreshAfter(std::string_view fieldName);
     void rebuildContentType(bool defaultCharset);
-    void removeParts();
+    template <class Take>
+    void cache(std::string_view name, Take take);
 
     void writeSignedParts(DataBuffer& out, LogBase* log) const;
     void writeHeaderBlock(DataBuffer& out, LogBase* log) const;
     void writeBoundaryLine(DataBuffer& out, bool closing) const;
     std::string_view bodyForWire(DataBuffer& converted, LogBase* log) const;
-    std::size_t textSizeEstimate() const;
 
-    DataBuffer rawSignedText_;
+    // A message may consist of very many tiny parts: what most of those lack is made at first use.
     DataBuffer body_;
     MimeHeader header_;
-    ExtPtrArray<MimeMessage2> parts_{true};
-    ContentTypeParams content_;
-    ContentDispositionParams disposition_;
-    StringBuffer encoding_;
-    StringBuffer contentId_;
+    std::vector<std::unique_ptr<MimeMessage2>> parts_;
+    std::unique_ptr<DataBuffer> rawSignedText_;
+    std::shared_ptr<ContentFields> fields_;  ///< Nodes may share it: see `editFields`.
     PartIndex* index_ = nullptr;
 };
 

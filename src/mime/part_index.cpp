@@ -1,5 +1,8 @@
 #include "mime/part_index.h"
 
+#include <algorithm>
+#include <cstddef>
+
 #include "mime/mime_message2.h"
 
 namespace borvik {
@@ -9,33 +12,39 @@ MimeMessage2* PartIndex::find(std::uint64_t id) {
         return &root_;
     }
     if (!filled_) {
-        insert(root_);
+        parts_.clear();
+        append(root_);
+        std::ranges::sort(parts_);
+        parts_.shrink_to_fit();
         filled_ = true;
     }
-    const auto part = parts_.find(id);
-    return part == parts_.end() ? nullptr : part->second;
+    const auto part = std::ranges::lower_bound(parts_, id, {}, &Entry::first);
+    return part == parts_.end() || part->first != id ? nullptr : part->second;
 }
 
 void PartIndex::add(MimeMessage2& top) {
-    if (filled_) {
-        insert(top);
-    }
-}
-
-void PartIndex::remove(const MimeMessage2& top) {
     if (!filled_) {
         return;
     }
-    parts_.erase(top.getObjectId());
-    for (int i = 0; i < top.getNumParts(); ++i) {
-        remove(*top.getPart(i));
+    // New nodes have the highest ids, unless several threads make them.
+    const auto before = static_cast<std::ptrdiff_t>(parts_.size());
+    append(top);
+    const auto added = parts_.begin() + before;
+    std::sort(added, parts_.end());
+    if (before > 0 && *added < *(added - 1)) {
+        std::inplace_merge(parts_.begin(), added, parts_.end());
     }
 }
 
-void PartIndex::insert(MimeMessage2& top) {
-    parts_[top.getObjectId()] = &top;
+void PartIndex::forget() {
+    parts_.clear();
+    filled_ = false;
+}
+
+void PartIndex::append(MimeMessage2& top) {
+    parts_.emplace_back(top.getObjectId(), &top);
     for (int i = 0; i < top.getNumParts(); ++i) {
-        insert(*top.getPart(i));
+        append(*top.getPart(i));
     }
 }
 

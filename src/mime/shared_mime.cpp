@@ -1,7 +1,5 @@
 #include "mime/shared_mime.h"
 
-#include <mutex>
-
 namespace borvik {
 
 SharedMime::SharedMime() : index_(root_) {
@@ -9,8 +7,14 @@ SharedMime::SharedMime() : index_(root_) {
 }
 
 bool SharedMime::findFirst8BitCharset(StringBuffer& out) {
-    const std::lock_guard<BorvikCritSec> lock(*this);
-    return root_.findFirst8BitCharset(out);
+    if (!isSearched_) {
+        hasCharset_ = root_.findFirst8BitCharset(charset_);
+        isSearched_ = true;
+    }
+    if (hasCharset_) {
+        out.copyFrom(charset_);
+    }
+    return hasCharset_;
 }
 
 void SharedMime::release() {

@@ -21,8 +21,11 @@ public:
     /// The node of that object id; null when it isn't in the tree. Call under the lock.
     MimeMessage2* find(std::uint64_t id) { return index_.find(id); }
 
-    /// `MimeMessage2::findFirst8BitCharset` of the root, under the lock.
+    /// `MimeMessage2::findFirst8BitCharset` of the root. Call under the lock, as is `noteChange`.
     bool findFirst8BitCharset(StringBuffer& out);
+    /// A node is about to change. Until then the charset is searched for only once: each of very
+    /// many parts may ask for it.
+    void noteChange() { isSearched_ = false; }
 
     /// Takes one reference off under the lock; the last one destroys the tree. The caller doesn't
     /// hold the lock.
@@ -31,6 +34,9 @@ public:
 private:
     MimeMessage2 root_;
     PartIndex index_;
+    bool isSearched_ = false;
+    bool hasCharset_ = false;
+    StringBuffer charset_;
 };
 
 }  // namespace borvik

@@ -1,5 +1,6 @@
 #include "platform/automation_string.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -14,31 +15,44 @@ using LengthPrefix = std::uint32_t;
 constexpr std::size_t kPadding = sizeof(LengthPrefix);
 constexpr std::size_t kHeadBytes = kPadding + sizeof(LengthPrefix);
 
-BSTR allocBytes(const void* bytes, std::size_t size) {
+/// A string of `size` bytes that are yet to be written, with its zero unit.
+BSTR allocRoom(std::size_t size) {
     // One more byte than a zero unit, so that an odd byte count ends in a whole zero unit too.
-    char* block = static_cast<char*>(std::malloc(kHeadBytes + size + sizeof(OLECHAR) + 1));
+    char* block = size > UINT32_MAX
+                      ? nullptr
+                      : static_cast<char*>(std::malloc(kHeadBytes + size + sizeof(OLECHAR) + 1));
     if (!block) {
         return nullptr;
     }
     const auto length = static_cast<LengthPrefix>(size);
     std::memcpy(block + kPadding, &length, sizeof length);
     char* text = block + kHeadBytes;
-    if (bytes) {
-        std::memcpy(text, bytes, size);
-    } else {
-        std::memset(text, 0, size);
-    }
     std::memset(text + size, 0, sizeof(OLECHAR) + 1);
     return reinterpret_cast<BSTR>(text);
+}
+
+BSTR allocBytes(const void* bytes, std::size_t size) {
+    const BSTR text = allocRoom(size);
+    if (text && bytes) {
+        std::memcpy(text, bytes, size);
+    } else if (text) {
+        std::memset(text, 0, size);
+    }
+    return text;
 }
 
 }  // namespace
 
 BSTR allocBstr(std::u16string_view text) {
-    if (text.size() > UINT32_MAX / sizeof(OLECHAR)) {
-        return nullptr;
+    const BSTR copy = allocBstrRoom(text.size());
+    if (copy && !text.empty()) {
+        std::memcpy(copy, text.data(), text.size() * sizeof(OLECHAR));
     }
-    return allocBytes(text.data(), text.size() * sizeof(OLECHAR));
+    return copy;
+}
+
+BSTR allocBstrRoom(std::size_t units) {
+    return units > UINT32_MAX / sizeof(OLECHAR) ? nullptr : allocRoom(units * sizeof(OLECHAR));
 }
 
 std::u16string_view bstrView(const OLECHAR* text) {

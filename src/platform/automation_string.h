@@ -3,6 +3,7 @@
 
 #include <tessolt/automation_types.h>
 
+#include <cstddef>
 #include <memory>
 #include <string_view>
 
@@ -16,6 +17,8 @@ using OwnedBstr = std::unique_ptr<OLECHAR, BstrDeleter>;
 
 /// A new automation string with a copy of `text`, or null when memory ends. The caller frees it.
 BSTR allocBstr(std::u16string_view text);
+/// The same with `units` units that are yet to be written.
+BSTR allocBstrRoom(std::size_t units);
 /// The units of an automation string; null is empty.
 std::u16string_view bstrView(const OLECHAR* text);
 

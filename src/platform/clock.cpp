@@ -2,8 +2,12 @@
 
 #include <time.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <mutex>
+
+#include "platform/wait_hook.h"
 
 namespace platform {
 namespace {
@@ -12,8 +16,12 @@ constexpr int kSecondsPerMinute = 60;
 constexpr int kMillisPerSecond = 1000;
 constexpr long kNanosPerMilli = 1'000'000;
 
+/// One thread at a time: the C library's lock for the zone is one that thread checkers don't see.
 tm localParts(time_t seconds) {
+    static std::mutex zone;
+    const std::lock_guard lock(zone);
     tm parts{};
+    tzset();  // localtime_r alone doesn't look at TZ again
     localtime_r(&seconds, &parts);
     return parts;
 }
@@ -30,18 +38,25 @@ public:
     }
 
     void sleep(std::uint32_t milliseconds) override {
+        const bool forever = milliseconds == kForever;
+        timespec until{};
+        clock_gettime(CLOCK_MONOTONIC, &until);
         do {
-            timespec until{};
-            clock_gettime(CLOCK_MONOTONIC, &until);
-            until.tv_sec += milliseconds / kMillisPerSecond;
-            until.tv_nsec += static_cast<long>(milliseconds % kMillisPerSecond) * kNanosPerMilli;
+            const std::uint32_t part =
+                hasWaitHook() ? std::min(milliseconds, kHookInterval) : milliseconds;
+            until.tv_sec += part / kMillisPerSecond;
+            until.tv_nsec += static_cast<long>(part % kMillisPerSecond) * kNanosPerMilli;
             if (until.tv_nsec >= kMillisPerSecond * kNanosPerMilli) {
                 until.tv_nsec -= kMillisPerSecond * kNanosPerMilli;
                 ++until.tv_sec;
             }
             while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+                if (askWaitHook()) {
+                    return;
+                }
             }
-        } while (milliseconds == kForever);
+            milliseconds -= forever ? 0 : part;
+        } while (milliseconds > 0 && !askWaitHook());
     }
 
     LocalTime localTime() override {

@@ -27,7 +27,8 @@ public:
     virtual ~Clock() = default;
     /// Milliseconds since some start, from a clock that is never set; wraps after about 49.7 days.
     virtual std::uint32_t tickCount() = 0;
-    /// Suspends the calling thread for `milliseconds`, also across signals; kForever never ends.
+    /// Suspends the calling thread for `milliseconds`, also across signals; kForever never ends but
+    /// by the thread's wait hook.
     virtual void sleep(std::uint32_t milliseconds) = 0;
     virtual LocalTime localTime() = 0;
     /// Minutes to add to local time to get UTC, daylight time included: -60 in Paris in winter.

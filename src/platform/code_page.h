@@ -3,22 +3,29 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace platform {
 
-inline constexpr std::uint32_t kDefaultAnsiPage = 1252;
-inline constexpr std::uint32_t kDefaultOemPage = 437;
 inline constexpr std::uint32_t kUtf8Page = 65001;
+inline constexpr std::uint32_t kDefaultAnsiPage = kUtf8Page;
+inline constexpr std::uint32_t kDefaultOemPage = 437;
 
 /// The ANSI code page: the setting `ACP` of
 /// `HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Control\Nls\CodePage` when it names a legal page,
-/// else 1252. Costs one atomic read.
+/// else 65001. Costs one atomic read.
 std::uint32_t GetACP();
 /// The OEM code page: the setting `OEMCP` of the same key, else 437.
 std::uint32_t GetOEMCP();
 
-/// True for the pages that may be the ANSI page: every single-byte page, 932, 936, 949, 950, 65001.
+/// True for the pages that may be the ANSI page: 65001, 932, 936, 949, 950, and every single-byte
+/// page in which the bytes below 128 are ASCII. Header names and protocol commands are written in
+/// the ANSI page, so that no other would do.
 bool isLegalAnsiPage(std::uint32_t page);
+
+/// Why the setting `ACP` can't be followed, as a text for logs; empty when it is missing or legal.
+/// Reads the setting anew.
+std::string ansiPageProblem();
 
 /// Forgets both pages, so that the next question reads the settings again.
 void reloadCodePages();

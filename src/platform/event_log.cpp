@@ -23,9 +23,8 @@ void reportEvent(const char* source, std::string_view text) {
         sink(source, text);
         return;
     }
-    openlog(source, 0, LOG_USER);
-    syslog(LOG_USER | LOG_ERR, "%.*s", static_cast<int>(text.size()), text.data());
-    closelog();
+    // The connection and its name belong to the program that this library is a part of.
+    syslog(LOG_USER | LOG_ERR, "%s: %.*s", source, static_cast<int>(text.size()), text.data());
 }
 
 void replaceEventSink(EventSink sink) {

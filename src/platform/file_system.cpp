@@ -1,8 +1,12 @@
 #include "platform/file_system.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <stdio.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,8 +15,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 #include <utility>
+
+#include "platform/random_bytes.h"
 
 namespace platform {
 namespace {
@@ -22,6 +29,7 @@ constexpr int kUnnamedErrorBase = 10000;
 constexpr std::size_t kMaxTransfer = 0x7FFFF000;
 constexpr mode_t kAnyWriteBit = S_IWUSR | S_IWGRP | S_IWOTH;
 constexpr std::size_t kReadStep = 256 * 1024;
+constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 
 int systemFlags(unsigned flags) {
     int result = O_CLOEXEC;
@@ -49,18 +57,64 @@ std::string folderOf(const std::string& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-bool isDriveLetter(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+/// Keeps the signals of a failed write from the process while it lives: for a pipe that nobody
+/// reads and for a file at its limit of size. Signals that were waiting before stay.
+class WriteSignalGuard {
+public:
+    WriteSignalGuard() {
+        sigset_t waiting;
+        sigemptyset(&signals_);
+        sigpending(&waiting);
+        for (const int signal : {SIGPIPE, SIGXFSZ}) {
+            if (sigismember(&waiting, signal) == 0) {
+                sigaddset(&signals_, signal);
+            }
+        }
+        pthread_sigmask(SIG_BLOCK, &signals_, &previous_);
+    }
+    ~WriteSignalGuard() {
+        const int error = errno;
+        if (failed_) {
+            const timespec none{};
+            while (sigtimedwait(&signals_, nullptr, &none) > 0) {
+            }
+        }
+        pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
+        errno = error;
+    }
+    WriteSignalGuard(const WriteSignalGuard&) = delete;
+    WriteSignalGuard& operator=(const WriteSignalGuard&) = delete;
+
+    void fail() { failed_ = true; }
+
+private:
+    sigset_t signals_{};
+    sigset_t previous_{};
+    bool failed_ = false;
+};
+
+struct FolderCloser {
+    void operator()(DIR* folder) const { ::closedir(folder); }
+};
+
+bool hasDrive(std::string_view path) {
+    return path.size() >= 2 && path[1] == ':' &&
+           ((path[0] >= 'A' && path[0] <= 'Z') || (path[0] >= 'a' && path[0] <= 'z'));
 }
 
 }  // namespace
 
+bool isBackslashPath(std::string_view utf8Path) {
+    return utf8Path.find('/') == std::string_view::npos &&
+           (hasDrive(utf8Path) || utf8Path.find('\\') != std::string_view::npos);
+}
+
 std::string toNativePath(std::string_view utf8Path) {
     std::string path(utf8Path);
-    if (path.find('/') != std::string::npos) {
+    if (!isBackslashPath(path)) {
         return path;
     }
-    if (path.size() >= 2 && path[1] == ':' && isDriveLetter(path[0])) {
+    if (hasDrive(path)) {
         path.erase(0, 2);
     }
     std::replace(path.begin(), path.end(), '\\', '/');
@@ -124,6 +178,7 @@ int File::read(void* buffer, std::size_t size, std::size_t& got) {
 
 int File::write(const void* bytes, std::size_t size, std::size_t& written) {
     written = 0;
+    WriteSignalGuard guard;
     while (written < size) {
         const ssize_t count = ::write(fd_, static_cast<const char*>(bytes) + written,
                                       std::min(size - written, kMaxTransfer));
@@ -132,6 +187,7 @@ int File::write(const void* bytes, std::size_t size, std::size_t& written) {
         } else if (count == 0) {
             return ENOSPC;
         } else if (errno != EINTR) {
+            guard.fail();
             return errno;
         }
     }
@@ -143,6 +199,19 @@ int File::write(std::string_view bytes) {
     return write(bytes.data(), bytes.size(), written);
 }
 
+int File::append(std::string_view bytes) {
+    std::size_t written = 0;
+    const int error = write(bytes.data(), bytes.size(), written);
+    if (error != 0 && written > 0) {
+        const off_t end = lseek(fd_, 0, SEEK_CUR);
+        std::uint64_t whole = 0;
+        if (end >= 0 && size(whole) == 0 && whole == static_cast<std::uint64_t>(end)) {
+            setSize(whole - written);
+        }
+    }
+    return error;
+}
+
 int File::size(std::uint64_t& bytes) const {
     struct stat status {};
     if (fstat(fd_, &status) != 0) {
@@ -152,16 +221,38 @@ int File::size(std::uint64_t& bytes) const {
     return 0;
 }
 
-int File::seekToEnd() {
-    return lseek(fd_, 0, SEEK_END) < 0 ? errno : 0;
-}
-
 int File::setSize(std::uint64_t bytes) {
     return ftruncate(fd_, static_cast<off_t>(bytes)) == 0 ? 0 : errno;
 }
 
 int File::sync() {
     return fsync(fd_) == 0 ? 0 : errno;
+}
+
+int File::readAt(std::uint64_t offset, void* buffer, std::size_t size, std::size_t& got) const {
+    got = 0;
+    for (;;) {
+        const ssize_t count =
+            ::pread(fd_, buffer, std::min(size, kMaxTransfer), static_cast<off_t>(offset));
+        if (count >= 0) {
+            got = static_cast<std::size_t>(count);
+            return 0;
+        }
+        if (errno != EINTR) {
+            return errno;
+        }
+    }
+}
+
+int File::tryLock() {
+    return ::flock(fd_, LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
+}
+
+bool File::isAt(const std::string& path) const {
+    struct stat own {};
+    struct stat named {};
+    return ::fstat(fd_, &own) == 0 && ::lstat(path.c_str(), &named) == 0 &&
+           own.st_dev == named.st_dev && own.st_ino == named.st_ino;
 }
 
 int File::close() {
@@ -185,7 +276,13 @@ int statFile(const std::string& path, FileInfo& info) {
     info.isRegular = S_ISREG(status.st_mode);
     info.isReadOnly = (status.st_mode & kAnyWriteBit) == 0;
     info.size = static_cast<std::uint64_t>(status.st_size);
+    info.modified = status.st_mtim.tv_sec * kNanosecondsPerSecond + status.st_mtim.tv_nsec;
     return 0;
+}
+
+bool isLink(const std::string& path) {
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
 int removeFile(const std::string& path) {
@@ -208,6 +305,40 @@ int renameNoReplace(const std::string& from, const std::string& to) {
 
 int renameReplace(const std::string& from, const std::string& to) {
     return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+}
+
+int replaceFile(const std::string& path, std::string_view content, unsigned mode, bool lasting) {
+    std::error_code unresolved;
+    const std::filesystem::path place = std::filesystem::weakly_canonical(path, unresolved);
+    const std::string target = unresolved ? path : place.string();
+    std::uint64_t number = 0;
+    randomBytes(&number, sizeof number);
+    const std::string temporary = folderOf(target) + "/.tessolt-" + std::to_string(number);
+    File file;
+    int error =
+        file.open(temporary, kOpenWrite | kOpenCreate | kOpenExclusive | kOpenNoFollow, mode);
+    if (error != 0) {
+        return error;
+    }
+    struct stat status {};
+    const bool exists = ::stat(target.c_str(), &status) == 0;
+    error = file.write(content);
+    error = error == 0 && lasting ? file.sync() : error;
+    const int closed = file.close();
+    error = error == 0 ? closed : error;
+    if (error == 0 && exists) {
+        // The owner stays where that may be; the permissions go last, since a change of owner takes
+        // some away.
+        const bool isForeign = status.st_uid != geteuid() || status.st_gid != getegid();
+        const int given = isForeign ? ::chown(temporary.c_str(), status.st_uid, status.st_gid) : 0;
+        const mode_t permissions = status.st_mode & (given == 0 ? 07777 : 0777);
+        error = ::chmod(temporary.c_str(), permissions) == 0 ? 0 : errno;
+    }
+    error = error == 0 ? renameReplace(temporary, target) : error;
+    if (error != 0) {
+        removeFile(temporary);
+    }
+    return error;
 }
 
 int syncFolderOf(const std::string& path) {
@@ -233,6 +364,23 @@ int makeFolders(const std::string& path) {
     std::error_code error;
     std::filesystem::create_directories(path, error);
     return error.value();
+}
+
+int makePrivateFolder(const std::string& path) {
+    return ::mkdir(path.c_str(), S_IRWXU) == 0 ? 0 : errno;
+}
+
+int listFolder(const std::string& path, const std::function<void(std::string_view)>& use) {
+    const std::unique_ptr<DIR, FolderCloser> folder(::opendir(path.c_str()));
+    if (!folder) {
+        return errno;
+    }
+    errno = 0;
+    while (const dirent* entry = ::readdir(folder.get())) {
+        use(entry->d_name);
+        errno = 0;
+    }
+    return errno;
 }
 
 int readWholeFile(const std::string& path, std::string& content) {
@@ -264,6 +412,11 @@ int readWholeFile(const std::string& path, std::string& content) {
     return error;
 }
 
+const char* environmentText(const char* name) {
+    const char* text = secure_getenv(name);
+    return text && *text ? text : nullptr;
+}
+
 std::string fullPath(const std::string& path) {
     std::error_code error;
     const std::filesystem::path absolute = std::filesystem::absolute(path, error);
@@ -276,8 +429,8 @@ std::string currentFolder() {
 }
 
 std::string temporaryFolder() {
-    const char* configured = std::getenv("TMPDIR");
-    std::string folder = configured && *configured ? configured : "/tmp";
+    const char* configured = environmentText("TMPDIR");
+    std::string folder = configured ? configured : "/tmp";
     while (folder.size() > 1 && folder.back() == '/') {
         folder.pop_back();
     }

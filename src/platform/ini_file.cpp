@@ -1,6 +1,7 @@
 #include "platform/ini_file.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <optional>
 #include <utility>
 
@@ -36,7 +37,8 @@ struct IniFile::Range {
 
 IniFile::IniFile(std::string path) : path_(std::move(path)) {
     std::string content;
-    readWholeFile(path_, content);
+    const int error = readWholeFile(path_, content);
+    isReadable_ = error == 0 || error == ENOENT;
     splitLines(content, [this](std::string_view line) { lines_.emplace_back(line); });
 }
 
@@ -135,16 +137,14 @@ void IniFile::setValue(std::string_view section, std::string_view key, std::stri
 }
 
 bool IniFile::save() const {
+    if (!isReadable_) {
+        return false;
+    }
     std::string content;
     for (const std::string& line : lines_) {
         content.append(line).append(kLineEnd);
     }
-    File file;
-    const unsigned flags = kOpenWrite | kOpenCreate | kOpenRegularOnly;
-    // The end is cut after the writing: many file systems wait for the device when a file that was
-    // emptied first is closed.
-    return file.open(path_, flags, kOwnerOnly) == 0 && file.write(content) == 0 &&
-           file.setSize(content.size()) == 0 && file.close() == 0;
+    return replaceFile(path_, content, kOwnerOnly, false) == 0;
 }
 
 }  // namespace platform

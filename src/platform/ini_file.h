@@ -2,6 +2,7 @@
 /// written files have CR LF line ends.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -12,7 +13,8 @@ namespace platform {
 /// One INI file in memory. Changes reach the file with `save`, all at once.
 class IniFile {
 public:
-    /// Reads the file at `path`, a native one (see file_system.h). A missing file reads as empty.
+    /// Reads the file at `path`, a native one (see file_system.h). A missing file reads as empty;
+    /// one that can't be read does too, and can't be saved.
     explicit IniFile(std::string path);
 
     /// All lines of the section in order, blanks at both ends removed, without empty lines and
@@ -32,8 +34,8 @@ public:
     /// Sets `key` to `value`, making the section when missing.
     void setValue(std::string_view section, std::string_view key, std::string_view value);
 
-    /// Writes the file, readable by its owner only when it is new. False when it can't be written
-    /// or is no regular file.
+    /// Replaces the file in one step, readable by its owner only when it is new. False when it
+    /// can't be written or is no regular file.
     bool save() const;
 
 private:
@@ -43,6 +45,7 @@ private:
     std::size_t findKey(Range range, std::string_view key) const;
 
     std::string path_;
+    bool isReadable_ = true;
     std::vector<std::string> lines_;
 };
 

@@ -3,6 +3,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <vector>
 
 namespace platform {

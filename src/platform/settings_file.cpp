@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <unordered_set>
+#include <utility>
 
 #include "platform/ascii_text.h"
 
@@ -16,6 +17,9 @@ constexpr std::string_view kJoinMark =
     "\n# The line above gets its missing line break back out when the keys below are gone.\n";
 
 constexpr char kKeyNameSeparator = '\n';
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view kNumberPrefix = "dword:";
+constexpr std::string_view kOffWords[] = {"", "0", "no", "off", "false"};
 
 struct RootName {
     std::string_view brief;
@@ -28,8 +32,17 @@ constexpr RootName kRootNames[] = {
     {"HKU", "HKEY_USERS"},
 };
 
-bool hasLineBreak(std::string_view text) {
-    return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
+/// No line of the file holds such a character: it may be a line end to whoever wrote the file.
+bool hasControl(std::string_view text) {
+    return std::any_of(text.begin(), text.end(),
+                       [](unsigned char c) { return c < ' ' && c != '\t'; });
+}
+
+/// Whether a key, in its normalised form, stands below a root that can be asked for.
+bool hasKnownRoot(std::string_view key) {
+    const std::string_view root = key.substr(0, key.find('\\'));
+    return std::any_of(std::begin(kRootNames), std::end(kRootNames),
+                       [&](const RootName& known) { return equalsIgnoringCase(root, known.full); });
 }
 
 std::string quoted(std::string_view text) {
@@ -41,6 +54,10 @@ std::string quoted(std::string_view text) {
         result.push_back(c);
     }
     return result.append("\"");
+}
+
+std::size_t markLength(std::string_view content) {
+    return content.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
 }
 
 /// Reads a quoted text from the start of `rest` and moves `rest` behind it.
@@ -67,21 +84,27 @@ bool isBelow(const std::string& key, const std::string& parent) {
 
 /// One line of the file, as far as it means something.
 struct Meaning {
-    enum Kind { kNothing, kSection, kText } kind = kNothing;
+    enum Kind { kNothing, kSection, kText, kUnclear } kind = kNothing;
     std::string key;  ///< of a section, as written
     std::string name;
     std::string text;
 };
 
+bool isEmptyOrComment(std::string_view line) {
+    return line.empty() || line.front() == '#' || line.front() == ';';
+}
+
 Meaning readLine(std::string_view line) {
     line = trimmedBlanks(line);
     Meaning result;
-    if (line.empty() || line.front() == '#' || line.front() == ';') {
+    if (isEmptyOrComment(line)) {
         return result;
     }
+    result.kind = Meaning::kUnclear;
     if (line.front() == '[') {
-        const std::size_t close = line.rfind(']');
-        if (close != std::string_view::npos) {
+        const std::size_t close = std::min(line.find(']'), line.size());
+        // A value behind the key would be lost.
+        if (close < line.size() && isEmptyOrComment(trimmedBlanks(line.substr(close + 1)))) {
             result.kind = Meaning::kSection;
             result.key = line.substr(1, close - 1);
         }
@@ -93,6 +116,9 @@ Meaning readLine(std::string_view line) {
     } else {
         const std::size_t sign = std::min(rest.find('='), rest.size());
         const std::string_view name = trimmedBlanks(rest.substr(0, sign));
+        if (name.find('"') != std::string_view::npos) {
+            return result;  // Signs in front of a quoted name would make it another one.
+        }
         result.name = name == "@" ? std::string_view() : name;
         rest.remove_prefix(sign);
     }
@@ -106,10 +132,67 @@ Meaning readLine(std::string_view line) {
     return result;
 }
 
+/// What the bytes behind a lead byte of UTF-8 may be (RFC 3629): how many, and the range of the
+/// first of them, which is smaller behind some: no long forms, no surrogates.
+struct Utf8Tail {
+    unsigned char firstLead, lastLead;
+    std::size_t bytes;
+    unsigned char lowest, highest;
+};
+
+constexpr Utf8Tail kUtf8Tails[] = {
+    {0x01, 0x7F, 0, 0, 0},       {0xC2, 0xDF, 1, 0x80, 0xBF}, {0xE0, 0xE0, 2, 0xA0, 0xBF},
+    {0xE1, 0xEC, 2, 0x80, 0xBF}, {0xED, 0xED, 2, 0x80, 0x9F}, {0xEE, 0xEF, 2, 0x80, 0xBF},
+    {0xF0, 0xF0, 3, 0x90, 0xBF}, {0xF1, 0xF3, 3, 0x80, 0xBF}, {0xF4, 0xF4, 3, 0x80, 0x8F},
+};
+
+/// The length of the character that the bytes begin with, 0 where they begin with none.
+std::size_t utf8CharacterLength(std::string_view bytes) {
+    const auto isWithin = [](char byte, unsigned char lowest, unsigned char highest) {
+        const auto value = static_cast<unsigned char>(byte);
+        return value >= lowest && value <= highest;
+    };
+    const auto* const tail = std::find_if(
+        std::begin(kUtf8Tails), std::end(kUtf8Tails),
+        [&](const Utf8Tail& each) { return isWithin(bytes[0], each.firstLead, each.lastLead); });
+    if (tail == std::end(kUtf8Tails) || tail->bytes >= bytes.size()) {
+        return 0;
+    }
+    const std::string_view rest = bytes.substr(1, tail->bytes);
+    const bool isWhole = rest.empty() || (isWithin(rest[0], tail->lowest, tail->highest) &&
+                                          std::all_of(rest.begin() + 1, rest.end(), [&](char byte) {
+                                              return isWithin(byte, 0x80, 0xBF);
+                                          }));
+    return isWhole ? 1 + rest.size() : 0;
+}
+
+/// Whether the bytes are UTF-8 and hold no zero byte, as UTF-16 would.
+bool isUtf8Text(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const std::size_t length = utf8CharacterLength(bytes);
+        if (length == 0) {
+            return false;
+        }
+        bytes.remove_prefix(length);
+    }
+    return true;
+}
+
 }  // namespace
+
+bool isSwitchedOn(std::string_view text) {
+    const std::string word = loweredText(trimmedBlanks(text));
+    if (std::find(std::begin(kOffWords), std::end(kOffWords), word) != std::end(kOffWords)) {
+        return false;
+    }
+    const bool isZero = word.starts_with(kNumberPrefix) && word.size() > kNumberPrefix.size() &&
+                        word.find_first_not_of('0', kNumberPrefix.size()) == std::string::npos;
+    return !isZero;
+}
 
 std::string normalisedKey(std::string_view key, bool keepCase) {
     std::string result;
+    key = trimmedBlanks(key);
     while (!key.empty()) {
         const std::size_t end = std::min(key.find('\\'), key.size());
         std::string_view step = key.substr(0, end);
@@ -129,17 +212,44 @@ std::string normalisedKey(std::string_view key, bool keepCase) {
     return keepCase ? result : loweredText(result);
 }
 
+namespace {
+
+/// Why a line can't be relied on, or nothing. `key` is the one that it begins or stands below.
+const char* faultOf(std::string_view line, Meaning::Kind kind, const std::string& key) {
+    line = trimmedBlanks(line);
+    if (kind != Meaning::kNothing && !isUtf8Text(line)) {
+        return " is no UTF-8 text";
+    }
+    if (hasControl(line)) {
+        return " holds a control character";
+    }
+    // Words in front of the first key may be a title; a value there was meant for some key.
+    const bool isTitle = kind == Meaning::kUnclear && key.empty() && line.front() != '[';
+    if ((kind == Meaning::kUnclear && !isTitle) ||
+        (kind == Meaning::kSection && !hasKnownRoot(key))) {
+        return " can't be read";
+    }
+    return kind == Meaning::kText && key.empty() ? " stands in front of the first key" : "";
+}
+
+}  // namespace
+
 SettingsIndex::SettingsIndex(std::string_view content) {
+    content.remove_prefix(markLength(content));
     std::string key;
-    bool hasSection = false;
+    std::size_t number = 0;
     splitLines(content, [&](std::string_view line) {
         Meaning meaning = readLine(line);
+        ++number;
         if (meaning.kind == Meaning::kSection) {
             keys_.push_back(normalisedKey(meaning.key, true));
             key = loweredText(keys_.back());
-            hasSection = true;
-        } else if (meaning.kind == Meaning::kText && hasSection) {
+        } else if (meaning.kind == Meaning::kText && !key.empty()) {
             texts_.try_emplace(joined(key, meaning.name), std::move(meaning.text));
+        }
+        if (fault_.empty()) {
+            fault_ = faultOf(line, meaning.kind, key);
+            fault_.insert(0, fault_.empty() ? "" : "line " + std::to_string(number));
         }
     });
 }
@@ -147,14 +257,6 @@ SettingsIndex::SettingsIndex(std::string_view content) {
 const std::string* SettingsIndex::find(std::string_view key, std::string_view name) const {
     const auto found = texts_.find(joined(normalisedKey(key), name));
     return found == texts_.end() ? nullptr : &found->second;
-}
-
-bool SettingsIndex::hasKey(std::string_view key) const {
-    const std::string wanted = normalisedKey(key);
-    return std::any_of(keys_.begin(), keys_.end(), [&](const std::string& stored) {
-        const std::string candidate = loweredText(stored);
-        return candidate == wanted || isBelow(candidate, wanted);
-    });
 }
 
 std::vector<std::string> SettingsIndex::keysBelow(std::string_view key) const {
@@ -181,18 +283,23 @@ struct SettingsEditor::Line {
     std::string key;  ///< Normalised; empty in front of the first section.
     Meaning meaning;
 
+    bool saysSomething() const {
+        return meaning.kind == Meaning::kSection || meaning.kind == Meaning::kText;
+    }
     bool isBlank(const std::string& content) const {
         return content.find_first_not_of(" \t\r\n", begin) >= end;
     }
 };
 
 SettingsEditor::SettingsEditor(std::optional<std::string> content)
-    : content_(std::move(content).value_or(std::string())), isMissing_(!content.has_value()) {}
+    : content_(std::move(content).value_or(std::string())),
+      isMissing_(!content.has_value()),
+      start_(markLength(content_)) {}
 
 std::vector<SettingsEditor::Line> SettingsEditor::parse() const {
     std::vector<Line> lines;
     std::string key;
-    for (std::size_t begin = 0; begin < content_.size();) {
+    for (std::size_t begin = start_; begin < content_.size();) {
         const std::size_t feed = content_.find('\n', begin);
         const std::size_t end = feed == std::string::npos ? content_.size() : feed + 1;
         std::string_view text(content_.data() + begin, end - begin);
@@ -224,7 +331,8 @@ void SettingsEditor::appendSection(std::string_view key) {
 
 bool SettingsEditor::createKey(std::string_view key) {
     const std::string wanted = normalisedKey(key);
-    if (wanted.empty() || hasLineBreak(key)) {
+    if (wanted.empty() || hasControl(key) || key.find(']') != std::string_view::npos ||
+        content_.find('\0') != std::string::npos) {
         return false;
     }
     const std::vector<Line> lines = parse();
@@ -238,14 +346,14 @@ bool SettingsEditor::createKey(std::string_view key) {
 }
 
 bool SettingsEditor::write(std::string_view key, std::string_view name, std::string_view text) {
-    if (hasLineBreak(name) || hasLineBreak(text) || !createKey(key)) {
+    if (hasControl(name) || hasControl(text) || !createKey(key)) {
         return false;
     }
     const std::string wanted = normalisedKey(key);
     const std::vector<Line> lines = parse();
     const Line* behind = nullptr;
     for (const Line& line : lines) {
-        if (line.key != wanted || line.meaning.kind == Meaning::kNothing) {
+        if (line.key != wanted || !line.saysSomething()) {
             continue;
         }
         behind = &line;
@@ -284,11 +392,10 @@ void SettingsEditor::remove(std::string_view key, std::string_view name) {
 void SettingsEditor::removeKey(std::string_view key) {
     const std::string wanted = normalisedKey(key);
     std::vector<Line> lines = parse();
-    std::string kept;
+    std::string kept = content_.substr(0, start_);
     for (std::size_t i = 0; i < lines.size(); ++i) {
         const Line& line = lines[i];
-        const bool goes = line.meaning.kind != Meaning::kNothing &&
-                          (line.key == wanted || isBelow(line.key, wanted));
+        const bool goes = line.saysSomething() && (line.key == wanted || isBelow(line.key, wanted));
         if (!goes) {
             kept.append(content_, line.begin, line.end - line.begin);
             continue;

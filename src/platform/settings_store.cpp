@@ -3,17 +3,16 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
-#include <functional>
-#include <memory>
 #include <mutex>
+#include <utility>
 
 #include "platform/file_system.h"
-#include "platform/settings_file.h"
 
 namespace platform {
 namespace {
@@ -22,57 +21,174 @@ constexpr const char* kSystemSettings = "/etc/tessolt/settings";
 constexpr const char* kOwnSettings = "/tessolt/settings";
 constexpr unsigned kNewFileMode = 0644;
 
+constexpr std::int64_t kMicrosPerSecond = 1'000'000;
+constexpr std::int64_t kLookUpMicros = kMicrosPerSecond;
+/// A file that was written less than this ago may get more of its text in a moment; one that ends
+/// within a line, or holds nothing, most likely will.
+constexpr std::int64_t kStillMicros = 50'000;
+constexpr std::int64_t kStillHalfMicros = kMicrosPerSecond;
+/// How long the first look-up waits for a file that is being written, and between its tries.
+constexpr std::int64_t kPatienceMicros = 2 * kMicrosPerSecond;
+constexpr std::int64_t kTryMicros = 10'000;
+
+std::int64_t microsOf(const timespec& time) {
+    return static_cast<std::int64_t>(time.tv_sec) * kMicrosPerSecond + time.tv_nsec / 1000;
+}
+
+/// These are the times of the file system, not of a clock that a test may have put in place.
+std::int64_t microsNow(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return microsOf(now);
+}
+
+void pauseMicros(std::int64_t micros) {
+    const timespec time{micros / kMicrosPerSecond, (micros % kMicrosPerSecond) * 1000};
+    nanosleep(&time, nullptr);
+}
+
+/// What decides where the settings are; a change of it counts at once.
+std::string placeNames() {
+    std::string names;
+    for (const char* name : {"TESSOLT_SETTINGS", "XDG_CONFIG_HOME", "HOME"}) {
+        const char* text = environmentText(name);
+        names.append(text ? text : "").push_back('\0');
+    }
+    return names;
+}
+
+bool isAbsence(int error) {
+    return error == ENOENT || error == ENOTDIR;
+}
+
 /// How a file is recognised as the one that was read last.
 struct FileStamp {
+    int error = ENOENT;
     dev_t device = 0;
     ino_t inode = 0;
-    off_t size = -1;  ///< -1 for a file that isn't there
-    timespec modified{};
-    timespec changed{};
+    off_t size = 0;
+    std::int64_t modified = 0;
+    std::int64_t changed = 0;
 
-    bool operator==(const FileStamp& other) const {
-        return device == other.device && inode == other.inode && size == other.size &&
-               sameTime(modified, other.modified) && sameTime(changed, other.changed);
-    }
-
-private:
-    static bool sameTime(const timespec& a, const timespec& b) {
-        return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-    }
+    bool operator==(const FileStamp& other) const = default;
 };
 
 FileStamp stampOf(const std::string& path) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
-        return {};
+        return {errno};
     }
-    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim, status.st_ctim};
+    return {0,
+            status.st_dev,
+            status.st_ino,
+            status.st_size,
+            microsOf(status.st_mtim),
+            microsOf(status.st_ctim)};
 }
 
-std::mutex storeMutex;
-
-struct Cache {
-    std::string path;
+/// One look at the file.
+struct Reading {
     FileStamp stamp;
-    std::shared_ptr<const SettingsIndex> index;
+    std::string content;
+    bool isStill = false;  ///< Nobody seems to be in the middle of writing it.
+    int error = 0;
 };
 
-Cache& cache() {
-    static Cache instance;
-    return instance;
+Reading readOnce(const std::string& path) {
+    Reading reading;
+    reading.stamp = stampOf(path);
+    reading.error = reading.stamp.error;
+    if (reading.error == 0) {
+        reading.error = readWholeFile(path, reading.content);
+    }
+    const bool isHalf = reading.content.empty() || reading.content.back() != '\n';
+    const std::int64_t age = microsNow(CLOCK_REALTIME) - reading.stamp.modified;
+    const bool isYoung = age >= 0 && age < (isHalf ? kStillHalfMicros : kStillMicros);
+    reading.isStill = reading.stamp == stampOf(path) && (reading.error != 0 || !isYoung);
+    return reading;
 }
 
-std::shared_ptr<const SettingsIndex> currentIndex() {
-    const std::string path = settingsPath();
-    const std::lock_guard lock(storeMutex);
-    Cache& cached = cache();
-    const FileStamp stamp = stampOf(path);
-    if (!cached.index || cached.path != path || !(cached.stamp == stamp)) {
-        std::string content;
-        readWholeFile(path, content);
-        cached = {path, stamp, std::make_shared<const SettingsIndex>(content)};
+/// Whether the folder of a file lost or got a name a moment ago.
+bool isFolderYoung(const std::string& path) {
+    const FileStamp folder = stampOf(std::filesystem::path(path).parent_path().string());
+    const std::int64_t age = microsNow(CLOCK_REALTIME) - folder.modified;
+    return folder.error == 0 && age >= 0 && age < kStillMicros;
+}
+
+using StatePtr = std::shared_ptr<const SettingsState>;
+
+/// What is known and since when.
+struct Known {
+    std::string names;  ///< See `placeNames`.
+    std::string path;
+    FileStamp stamp;
+    StatePtr state;
+    std::int64_t lookedAt = 0;
+    bool isSettled = false;  ///< Good for a while, and not only until the next look-up.
+    bool isAwaited = false;  ///< The next look-up waits for a file that is being written.
+};
+
+std::mutex knownMutex;
+Known known;
+std::atomic<std::uint64_t> refreshes{0};
+std::mutex editMutex;
+
+/// What was read last from the same place, with the trouble of today.
+StatePtr stateInTrouble(const Known& last, const std::string& reason) {
+    return std::make_shared<const SettingsState>(SettingsState{
+        last.state ? last.state->index : SettingsIndex({}), last.path + ": " + reason});
+}
+
+StatePtr stateOf(const Known& last, const std::string& content) {
+    SettingsIndex index(content);
+    if (!index.fault().empty()) {
+        return stateInTrouble(last, index.fault());
     }
-    return cached.index;
+    return std::make_shared<const SettingsState>(SettingsState{std::move(index), {}});
+}
+
+/// Looks the file up. `last` is what is known of the same place, or nothing with its path alone.
+Known lookUp(Known last) {
+    std::int64_t waited = 0;
+    for (;; waited += kTryMicros) {
+        const FileStamp stamp = stampOf(last.path);
+        if (last.isSettled && stamp == last.stamp) {
+            return last;
+        }
+        Reading reading = readOnce(last.path);
+        const bool isAbsent = isAbsence(reading.error);
+        // A file that goes may be on its way to come back.
+        const bool isGoing =
+            isAbsent && ((last.state && last.stamp.error == 0) || isFolderYoung(last.path));
+        if (reading.isStill && (!isGoing || waited >= kStillMicros)) {
+            const bool isMissing = isAbsent && environmentText("TESSOLT_SETTINGS") != nullptr;
+            const bool isUsable = reading.error == 0 || (isAbsent && !isMissing);
+            last.state = isUsable ? stateOf(last, reading.content)
+                                  : stateInTrouble(last, errorText(reading.error));
+            last.stamp = reading.stamp;
+            last.isSettled = last.state->trouble.empty();
+            return last;
+        }
+        const bool hasGood = last.state && last.state->trouble.empty();
+        if (!isAbsent && hasGood && !last.isAwaited) {
+            last.isSettled = false;
+            return last;
+        }
+        if (waited >= kPatienceMicros) {
+            last.state = stateInTrouble(last, "it is being written without an end");
+            last.isSettled = false;
+            return last;
+        }
+        pauseMicros(kTryMicros);
+    }
+}
+
+void install(Known next, std::uint64_t refresh) {
+    const std::lock_guard lock(knownMutex);
+    // Whoever asked for a refresh in the meantime wants a later look.
+    next.isAwaited = refresh != refreshes.load();
+    next.isSettled = next.isSettled && !next.isAwaited;
+    known = std::move(next);
 }
 
 /// Keeps other processes from editing in the same folder while it lives.
@@ -95,57 +211,66 @@ private:
     int fd_;
 };
 
-bool replaceFile(const std::string& path, const std::string& content) {
-    struct stat status {};
-    const bool exists = ::stat(path.c_str(), &status) == 0;
-    const std::string temporary = path + "." + std::to_string(getpid()) + ".new";
-    File file;
-    const unsigned flags = kOpenWrite | kOpenCreate | kOpenTruncate | kOpenNoFollow;
-    if (file.open(temporary, flags, kNewFileMode) != 0) {
-        return false;
-    }
-    const bool written = file.write(content) == 0 && file.sync() == 0 && file.close() == 0 &&
-                         (!exists || ::chmod(temporary.c_str(), status.st_mode & 07777) == 0) &&
-                         renameReplace(temporary, path) == 0;
-    if (!written) {
-        removeFile(temporary);
-    }
-    return written;
-}
-
 }  // namespace
 
 std::string settingsPath() {
-    if (const char* given = std::getenv("TESSOLT_SETTINGS"); given && *given) {
+    if (const char* given = environmentText("TESSOLT_SETTINGS")) {
         return given;
     }
     std::string own;
-    if (const char* config = std::getenv("XDG_CONFIG_HOME"); config && *config) {
+    if (const char* config = environmentText("XDG_CONFIG_HOME")) {
         own = std::string(config) + kOwnSettings;
-    } else if (const char* home = std::getenv("HOME"); home && *home) {
+    } else if (const char* home = environmentText("HOME")) {
         own = std::string(home) + "/.config" + kOwnSettings;
     } else {
         return kSystemSettings;
     }
-    FileInfo info;
-    if (statFile(own, info) != 0 && statFile(kSystemSettings, info) == 0) {
-        return kSystemSettings;
+    const bool isSystemWide =
+        isAbsence(stampOf(own).error) && !isAbsence(stampOf(kSystemSettings).error);
+    return isSystemWide ? kSystemSettings : own;
+}
+
+std::optional<std::string> SettingsState::text(std::string_view key, std::string_view name) const {
+    const std::string* found = index.find(key, name);
+    return found ? std::optional<std::string>(*found) : std::nullopt;
+}
+
+std::shared_ptr<const SettingsState> currentSettings() {
+    std::string names = placeNames();
+    const std::uint64_t refresh = refreshes.load();
+    Known last;
+    {
+        const std::lock_guard lock(knownMutex);
+        const bool isSame = known.names == names;
+        if (isSame && known.isSettled &&
+            microsNow(CLOCK_MONOTONIC) - known.lookedAt < kLookUpMicros) {
+            return known.state;
+        }
+        last = isSame ? known : Known{};
     }
-    return own;
+    const std::int64_t now = microsNow(CLOCK_MONOTONIC);
+    std::string path = settingsPath();
+    if (path != last.path) {
+        last = {};
+        last.path = std::move(path);
+    }
+    last.names = std::move(names);
+    Known next = lookUp(std::move(last));
+    next.lookedAt = now;
+    StatePtr state = next.state;
+    install(std::move(next), refresh);
+    return state;
 }
 
 std::optional<std::string> readSetting(std::string_view key, std::string_view name) {
-    const auto index = currentIndex();
-    const std::string* text = index->find(key, name);
-    return text ? std::optional<std::string>(*text) : std::nullopt;
+    return currentSettings()->text(key, name);
 }
 
-bool settingKeyExists(std::string_view key) {
-    return currentIndex()->hasKey(key);
-}
-
-std::vector<std::string> listSettingKeys(std::string_view key) {
-    return currentIndex()->keysBelow(key);
+void refreshSettings() {
+    const std::lock_guard lock(knownMutex);
+    ++refreshes;
+    known.isSettled = false;
+    known.isAwaited = true;
 }
 
 bool editSettings(const std::function<bool(SettingsEditor&)>& change) {
@@ -157,7 +282,7 @@ bool editSettings(const std::function<bool(SettingsEditor&)>& change) {
         path = target.string();
     }
     const std::string folder = std::filesystem::path(path).parent_path().string();
-    const std::lock_guard lock(storeMutex);
+    const std::lock_guard lock(editMutex);
     makeFolders(folder);
     const FolderLock folderLock(folder);
     std::optional<std::string> before{std::string()};
@@ -172,33 +297,25 @@ bool editSettings(const std::function<bool(SettingsEditor&)>& change) {
         return false;
     }
     const std::optional<std::string> after = editor.result();
-    cache().index.reset();
-    if (after == before) {
-        return true;
+    bool done = after == before;
+    if (!done) {
+        done = (after ? replaceFile(path, *after, kNewFileMode, true) : removeFile(path)) == 0;
     }
-    return after ? replaceFile(path, *after) : removeFile(path) == 0;
-}
-
-bool createSettingKey(std::string_view key) {
-    return editSettings([&](SettingsEditor& editor) { return editor.createKey(key); });
-}
-
-bool writeSetting(std::string_view key, std::string_view name, std::string_view text) {
-    return editSettings([&](SettingsEditor& editor) { return editor.write(key, name, text); });
-}
-
-bool deleteSetting(std::string_view key, std::string_view name) {
-    return editSettings([&](SettingsEditor& editor) {
-        editor.remove(key, name);
-        return true;
-    });
-}
-
-bool deleteSettingKey(std::string_view key) {
-    return editSettings([&](SettingsEditor& editor) {
-        editor.removeKey(key);
-        return true;
-    });
+    refreshSettings();
+    if (done && after) {
+        // What was just written here needs no waiting for it to stand still.
+        Known written;
+        written.names = placeNames();
+        written.path = settingsPath();
+        written.stamp = stampOf(path);
+        written.state = stateOf(written, *after);
+        written.lookedAt = microsNow(CLOCK_MONOTONIC);
+        written.isSettled = written.state->trouble.empty();
+        install(std::move(written), refreshes.load());
+    } else if (done) {
+        install({}, refreshes.load());
+    }
+    return done;
 }
 
 }  // namespace platform

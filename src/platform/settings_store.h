@@ -12,40 +12,47 @@
 ///
 /// Writing changes only the lines that it must: comments, order and spacing of everything else stay
 /// byte for byte, and deleting what was written restores the file as it was, down to its absence.
+///
+/// The file is looked up at most once in a second, so that a change counts within a second. A file
+/// that is there and can't be used never reads as one that says nothing: what was read from it last
+/// stays, `SettingsState::trouble` tells why, and each look-up tries again.
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "platform/settings_file.h"
 
 namespace platform {
 
-class SettingsEditor;
-
 /// The settings file in use: $TESSOLT_SETTINGS, else the first that exists of
 /// $XDG_CONFIG_HOME/tessolt/settings (~/.config without that variable) and /etc/tessolt/settings,
-/// else the first of these two.
+/// else the first of these two. A program with more rights than its user looks at the last only.
 std::string settingsPath();
 
-/// The text of `name` under `key`, or nothing when file, key or name is missing. An empty `name` is
-/// the key's own text. Reads the file again only when its path, time or size has changed.
-std::optional<std::string> readSetting(std::string_view key, std::string_view name);
-/// True when `key`, or a key below it, stands in the file.
-bool settingKeyExists(std::string_view key);
-/// The names of the keys one step below `key`, in the order of the file, each once.
-std::vector<std::string> listSettingKeys(std::string_view key);
+/// What the settings say at one moment.
+struct SettingsState {
+    SettingsIndex index;
+    /// Path of the file and why it can't be used; empty when it can, or when there is none.
+    /// $TESSOLT_SETTINGS must name a file.
+    std::string trouble;
 
-/// Makes `key`, empty unless it is there already. False when the file can't be written or the key
-/// holds a line break.
-bool createSettingKey(std::string_view key);
-/// Sets the text, making the key and the file where they are missing. False as above.
-bool writeSetting(std::string_view key, std::string_view name, std::string_view text);
-/// Removes one text. True when it is gone, also when it never was.
-bool deleteSetting(std::string_view key, std::string_view name);
-/// Removes a key with its texts and every key below it. True when they are gone.
-bool deleteSettingKey(std::string_view key);
+    /// The text of `name` under `key`, or nothing when key or name is missing. An empty `name` is
+    /// the key's own text.
+    std::optional<std::string> text(std::string_view key, std::string_view name) const;
+};
+
+/// The settings in use, never null. Whoever needs several texts that fit each other, or has to know
+/// of trouble, takes them from one state.
+std::shared_ptr<const SettingsState> currentSettings();
+/// One text of the settings in use.
+std::optional<std::string> readSetting(std::string_view key, std::string_view name);
+/// Has the next look-up read the file, whenever the last one was.
+void refreshSettings();
+
 /// Makes several changes with one rewrite of the file. False when `change` says so, which leaves
 /// the file alone, or when the file can't be written. `change` must not use the functions above.
 bool editSettings(const std::function<bool(SettingsEditor&)>& change);

@@ -12,6 +12,8 @@
 #include <cerrno>
 #include <climits>
 
+#include "platform/wait_hook.h"
+
 namespace platform {
 namespace {
 
@@ -64,11 +66,12 @@ bool waitFor(SocketHandle socket, short events, std::uint32_t milliseconds) {
     const bool unlimited = milliseconds == kNoLimit;
     const std::int64_t deadline = unlimited ? 0 : monotonicMillis() + milliseconds;
     pollfd entry{static_cast<int>(socket), events, 0};
-    for (;;) {
-        int slice = -1;
+    while (!areWaitsEnded()) {
+        int slice = hasWaitHook() ? static_cast<int>(kHookInterval) : -1;
         if (!unlimited) {
             const std::int64_t left = std::max<std::int64_t>(deadline - monotonicMillis(), 0);
-            slice = static_cast<int>(std::min<std::int64_t>(left, INT_MAX));
+            const std::int64_t most = slice < 0 ? INT_MAX : slice;
+            slice = static_cast<int>(std::min(left, most));
         }
         const int ready = poll(&entry, 1, slice);
         if (ready > 0) {
@@ -77,10 +80,11 @@ bool waitFor(SocketHandle socket, short events, std::uint32_t milliseconds) {
         if (ready < 0 && errno != EINTR) {
             return true;  // the call that follows tells what is wrong
         }
-        if (!unlimited && monotonicMillis() >= deadline) {
+        if (askWaitHook() || (!unlimited && monotonicMillis() >= deadline)) {
             return false;
         }
     }
+    return false;
 }
 
 }  // namespace
@@ -92,6 +96,15 @@ int socketErrorNumber(int error) {
         }
     }
     return error + kUnnamedErrorBase;
+}
+
+int resolverErrorNumber(int error) {
+    for (const NumberPair& pair : kResolverNumbers) {
+        if (pair.system == error) {
+            return pair.number;
+        }
+    }
+    return kSocketNoRecovery;
 }
 
 int openSocket(SocketHandle& socket) {
@@ -120,12 +133,7 @@ int resolveHost(const char* host, std::uint32_t& address) {
     addrinfo* found = nullptr;
     const int error = getaddrinfo(host, nullptr, &hints, &found);
     if (error != 0) {
-        for (const NumberPair& pair : kResolverNumbers) {
-            if (pair.system == error) {
-                return pair.number;
-            }
-        }
-        return kSocketNoRecovery;
+        return resolverErrorNumber(error);
     }
     address = reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr.s_addr;
     freeaddrinfo(found);

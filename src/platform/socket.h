@@ -36,6 +36,8 @@ enum SocketError : int {
 
 /// The number for an errno number; one without a name of its own is `error` + 10000.
 int socketErrorNumber(int error);
+/// The number for a failure of the system's resolver.
+int resolverErrorNumber(int error);
 
 /// Makes a non-blocking IPv4 TCP socket that child programs don't inherit. Returns 0 or a number.
 int openSocket(SocketHandle& socket);
@@ -51,7 +53,7 @@ int startConnect(SocketHandle socket, std::uint32_t address, std::uint16_t port)
 int connectOutcome(SocketHandle socket);
 
 /// Waits until the socket can be read from (or has ended) for at most `milliseconds`, 0xFFFFFFFF
-/// without limit. Returns false when the time ran out.
+/// without limit. Returns false when the time ran out, or the thread's wait hook ended it.
 bool waitReadable(SocketHandle socket, std::uint32_t milliseconds);
 /// The same for writing; an attempt to connect that ended counts, however it ended.
 bool waitWritable(SocketHandle socket, std::uint32_t milliseconds);

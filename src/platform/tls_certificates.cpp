@@ -132,29 +132,6 @@ void addName(std::string& list, const std::string& name) {
     list += name.substr(0, kMaxListedNames);
 }
 
-/// Host names and addresses that the certificate is made out for; the common name without any.
-std::string namesOf(X509* certificate) {
-    std::string list;
-    const NamesPtr names(static_cast<GENERAL_NAMES*>(
-        X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)));
-    for (int i = 0; names && i < sk_GENERAL_NAME_num(names.get()); ++i) {
-        const GENERAL_NAME* name = sk_GENERAL_NAME_value(names.get(), i);
-        if (name->type == GEN_DNS) {
-            addName(list, asn1Text(name->d.dNSName));
-        } else if (name->type == GEN_IPADD) {
-            addName(list, addressText(name->d.iPAddress));
-        }
-    }
-    if (list.empty()) {
-        X509_NAME* subject = X509_get_subject_name(certificate);
-        const int at = X509_NAME_get_index_by_NID(subject, NID_commonName, -1);
-        if (at >= 0) {
-            addName(list, asn1Text(X509_NAME_ENTRY_get_data(X509_NAME_get_entry(subject, at))));
-        }
-    }
-    return list;
-}
-
 std::string distinguishedName(const X509_NAME* name) {
     const BioPtr out(BIO_new(BIO_s_mem()));
     char* text = nullptr;
@@ -218,7 +195,8 @@ bool isAddressLiteral(const std::string& text) {
 
 bool requireServerName(SSL* ssl, const std::string& name) {
     X509_VERIFY_PARAM* checks = SSL_get0_param(ssl);
-    if (name.empty()) {
+    // The library would take a name that begins with a dot for all names below it.
+    if (name.empty() || name.front() == '.') {
         return false;
     }
     if (isAddressLiteral(name)) {
@@ -226,6 +204,38 @@ bool requireServerName(SSL* ssl, const std::string& name) {
     }
     X509_VERIFY_PARAM_set_hostflags(checks, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
     return X509_VERIFY_PARAM_set1_host(checks, name.data(), name.size()) == 1;
+}
+
+int verifyServerChain(X509_STORE_CTX* verification, void*) {
+    X509_VERIFY_PARAM* checks = X509_STORE_CTX_get0_param(verification);
+    const X509* certificate = X509_STORE_CTX_get0_cert(verification);
+    if (certificate && X509_get_ext_by_NID(certificate, NID_subject_alt_name, -1) >= 0) {
+        X509_VERIFY_PARAM_set_hostflags(
+            checks, X509_VERIFY_PARAM_get_hostflags(checks) | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
+    }
+    return X509_verify_cert(verification);
+}
+
+std::string namesOf(X509* certificate) {
+    std::string list;
+    const NamesPtr names(static_cast<GENERAL_NAMES*>(
+        X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)));
+    for (int i = 0; names && i < sk_GENERAL_NAME_num(names.get()); ++i) {
+        const GENERAL_NAME* name = sk_GENERAL_NAME_value(names.get(), i);
+        if (name->type == GEN_DNS) {
+            addName(list, asn1Text(name->d.dNSName));
+        } else if (name->type == GEN_IPADD) {
+            addName(list, addressText(name->d.iPAddress));
+        }
+    }
+    if (list.empty()) {
+        X509_NAME* subject = X509_get_subject_name(certificate);
+        const int at = X509_NAME_get_index_by_NID(subject, NID_commonName, -1);
+        if (at >= 0) {
+            addName(list, asn1Text(X509_NAME_ENTRY_get_data(X509_NAME_get_entry(subject, at))));
+        }
+    }
+    return list;
 }
 
 std::string describeRefusal(long error, X509* certificate, const std::string& checkedName) {

@@ -18,8 +18,17 @@ bool listPemFiles(const std::string& folder, std::vector<std::string>& paths);
 bool useClientCertificate(SSL* ssl, const std::vector<std::string>& paths);
 
 /// Has the handshake check that the server's certificate is made out for `name`, a host name or an
-/// IPv4 or IPv6 address.
+/// IPv4 or IPv6 address. False for what is neither.
 bool requireServerName(SSL* ssl, const std::string& name);
+
+/// Checks the chain and, as `requireServerName` has set it, the name; a certificate with
+/// alternative names is made out for these only (RFC 6125, 6.4.4). In the form that the library
+/// calls.
+int verifyServerChain(X509_STORE_CTX* verification, void*);
+
+/// What a certificate is made out for: its alternative names, hosts and addresses, or without any
+/// the common name of its subject, with commas between them. What can't be printed is "?".
+std::string namesOf(X509* certificate);
 
 /// Whether the text is an IPv4 or IPv6 address and no name.
 bool isAddressLiteral(const std::string& text);

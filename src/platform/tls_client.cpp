@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "platform/tls_certificates.h"
+#include "platform/tls_errors.h"
+#include "platform/tls_trust.h"
 
 namespace platform {
 
@@ -90,6 +92,7 @@ struct TlsClient::State {
     bool failed = false;  ///< The library forgets how a channel ended.
     std::string checkedName;
     std::string refusal;
+    TrustStore trust;
 
     static int onVerdict(int good, X509_STORE_CTX* verification);
 
@@ -130,14 +133,13 @@ TlsStart TlsClient::State::makeContext(const TlsSettings& settings) {
     SSL_CTX_set_verify(context, SSL_VERIFY_NONE, nullptr);
     if (settings.verifyServer) {
         SSL_CTX_set_verify(context, SSL_VERIFY_PEER, onVerdict);
-        const bool trusting =
-            settings.trustFile.empty()
-                ? SSL_CTX_set_default_verify_paths(context) == 1
-                : SSL_CTX_load_verify_file(context, settings.trustFile.c_str()) == 1;
-        if (!trusting) {
+        SSL_CTX_set_cert_verify_callback(context, &verifyServerChain, nullptr);
+        trust = trustStoreFor(settings.trustFile);
+        if (!trust) {
             refusal = "the trusted certificates can't be read";
             return TlsStart::kNoContext;
         }
+        SSL_CTX_set1_cert_store(context, trust.get());
     }
     if (!identities.empty()) {
         SSL_CTX_set_cert_cb(context, onCertificateRequest, &identities);
@@ -163,7 +165,6 @@ TlsStart TlsClient::State::makeChannel(const TlsSettings& settings) {
     if (!settings.serverName.empty() && !isAddressLiteral(settings.serverName)) {
         // A name that can't be one in TLS is left out: the server then shows its usual certificate.
         SSL_set_tlsext_host_name(ssl, settings.serverName.c_str());
-        ERR_clear_error();
     }
     if (settings.verifyServer && !requireServerName(ssl, settings.checkedName)) {
         refusal = "there is no name to check it for";
@@ -173,8 +174,8 @@ TlsStart TlsClient::State::makeChannel(const TlsSettings& settings) {
 }
 
 TlsStart TlsClient::start(const TlsSettings& settings) {
+    const TlsErrorKeeper keeper;
     state_->checkedName = settings.checkedName;
-    ERR_clear_error();
     const TlsStart made = state_->makeContext(settings);
     return made == TlsStart::kReady ? state_->makeChannel(settings) : made;
 }
@@ -193,16 +194,23 @@ TlsStep TlsClient::State::outcome(int result) {
             return TlsStep::kClosed;
         default:
             failed = true;
-            return TlsStep::kFailed;
+            return ERR_GET_REASON(ERR_peek_error()) == SSL_R_EXCESSIVE_MESSAGE_SIZE
+                       ? TlsStep::kTooMuch
+                       : TlsStep::kFailed;
     }
 }
 
 TlsStep TlsClient::handshake() {
-    ERR_clear_error();
+    const TlsErrorKeeper keeper;
     return state_->outcome(SSL_do_handshake(state_->ssl));
 }
 
+bool TlsClient::hasUnreadInput() const {
+    return BIO_pending(state_->input) > 0 || SSL_has_pending(state_->ssl) == 1;
+}
+
 bool TlsClient::addInput(const void* bytes, std::size_t size) {
+    const TlsErrorKeeper keeper;
     return size <= INT_MAX &&
            BIO_write(state_->input, bytes, static_cast<int>(size)) == static_cast<int>(size);
 }
@@ -212,9 +220,10 @@ TlsStep TlsClient::read(void* buffer, std::size_t size, std::size_t& got) {
     TlsStep step = TlsStep::kDone;
     while (got < size && step == TlsStep::kDone) {
         std::size_t count = 0;
-        ERR_clear_error();
-        step = state_->outcome(
-            SSL_read_ex(state_->ssl, static_cast<char*>(buffer) + got, size - got, &count));
+        const TlsErrorKeeper keeper;
+        const int result =
+            SSL_read_ex(state_->ssl, static_cast<char*>(buffer) + got, size - got, &count);
+        step = state_->outcome(result);
         got += count;
     }
     // What came before the end or the failure goes to the caller first; the next call tells.
@@ -227,9 +236,10 @@ TlsStep TlsClient::write(const void* bytes, std::size_t size, std::size_t& taken
     TlsStep step = TlsStep::kDone;
     while (taken < batch && step == TlsStep::kDone) {
         std::size_t count = 0;
-        ERR_clear_error();
-        step = state_->outcome(SSL_write_ex(state_->ssl, static_cast<const char*>(bytes) + taken,
-                                            batch - taken, &count));
+        const TlsErrorKeeper keeper;
+        const int result = SSL_write_ex(state_->ssl, static_cast<const char*>(bytes) + taken,
+                                        batch - taken, &count);
+        step = state_->outcome(result);
         taken += count;
     }
     return step;
@@ -246,6 +256,7 @@ void TlsClient::clearOutput() {
 }
 
 TlsConnectionInfo TlsClient::connectionInfo() const {
+    const TlsErrorKeeper keeper;
     TlsConnectionInfo info;
     info.protocol = protocolNumber(SSL_version(state_->ssl));
     const SSL_CIPHER* cipher = SSL_get_current_cipher(state_->ssl);
@@ -276,6 +287,17 @@ TlsConnectionInfo TlsClient::connectionInfo() const {
         info.keyExchange = kExchangeEcdhe;
     }
     return info;
+}
+
+TlsConnectionNames TlsClient::connectionNames() const {
+    const TlsErrorKeeper keeper;
+    TlsConnectionNames names;
+    names.version = SSL_get_version(state_->ssl);
+    names.cipher = SSL_get_cipher_name(state_->ssl);
+    if (X509* certificate = SSL_get0_peer_certificate(state_->ssl)) {
+        names.peer = namesOf(certificate);
+    }
+    return names;
 }
 
 const std::string& TlsClient::refusal() const {

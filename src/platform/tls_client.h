@@ -16,13 +16,14 @@ void clearSecret(std::string& text);
 
 /// What a channel is made from.
 struct TlsSettings {
-    /// Sent as server name indication (RFC 6066) unless it is empty or an address.
+    /// Sent as server name indication (RFC 6066) unless it is empty or an address. Names are in
+    /// their ASCII form.
     std::string serverName;
     /// Whether the server's certificate must lead to a trusted root and be made out for
     /// `checkedName`. Without it any certificate will do, and nothing proves who the server is.
     bool verifyServer = false;
     std::string checkedName;
-    /// PEM file with the roots to trust; empty means those of the system.
+    /// PEM file with the certificates to trust, roots or not; empty means those of the system.
     std::string trustFile;
     /// Folder of PEM files, each with a private key and its certificate, the certificates of the
     /// issuers behind it. Empty means that the client has none to show.
@@ -44,6 +45,7 @@ enum class TlsStep {
     kNeedsInput,  ///< Nothing more can be done before further bytes come from the peer.
     kClosed,      ///< The peer has ended the channel in order.
     kFailed,
+    kTooMuch,  ///< The peer's message is longer than any that a handshake needs.
 };
 
 /// What was negotiated, in the numbering of the log. A number without a name there is 0.
@@ -56,7 +58,15 @@ struct TlsConnectionInfo {
     int keyExchangeStrength = 0;  ///< Bits of the key that was agreed on or encrypted to.
 };
 
-/// One channel. After every step the caller sends `output()`, also after a failed one: an alert
+/// The same as people know it.
+struct TlsConnectionNames {
+    std::string version = {};  ///< "TLSv1.3"; empty without a channel.
+    std::string cipher = {};   ///< As OpenSSL names it.
+    std::string peer = {};     ///< What the server's certificate is made out for, commas between.
+};
+
+/// One channel. The errors that the caller's thread has in the list of the library stay what they
+/// are. After every step the caller sends `output()`, also after a failed one: an alert
 /// may stand there.
 class TlsClient {
 public:
@@ -71,6 +81,8 @@ public:
     TlsStep handshake();
     /// Hands over bytes from the network. False when memory failed.
     bool addInput(const void* bytes, std::size_t size);
+    /// Whether bytes are waiting that no step has used up, those of a record cut short for example.
+    bool hasUnreadInput() const;
 
     /// Decrypts up to `size` bytes, from as many records as are there. kDone and kNeedsInput may
     /// both come with bytes; kClosed comes without.
@@ -84,6 +96,7 @@ public:
     void clearOutput();
 
     TlsConnectionInfo connectionInfo() const;
+    TlsConnectionNames connectionNames() const;
     /// Why the server's certificate was refused, as one line of printable text; empty when it
     /// wasn't.
     const std::string& refusal() const;

@@ -1,13 +1,11 @@
 #include "platform/variant.h"
 
-#include <charconv>
-#include <cmath>
 #include <cstddef>
 #include <cstring>
-#include <string>
 #include <utility>
 
 #include "platform/automation_string.h"
+#include "platform/variant_numbers.h"
 
 namespace platform {
 namespace {
@@ -15,175 +13,17 @@ namespace {
 static_assert(offsetof(VARIANT, lVal) == 8 && sizeof(VARIANT) == 8 + 2 * sizeof(void*),
               "callers in other languages rely on this layout");
 
-/// Significant digits of a number as text.
-constexpr int kNumberDigits = 15;
-/// As `flags` of VariantChangeType: truth values become "True" and "False" instead of "-1" and "0".
-constexpr std::uint16_t kAlphaBool = 0x02;
+/// The one number below VT_UINT that names no type.
+constexpr VARTYPE kUnusedType = 15;
 
 bool isKnownType(VARTYPE type) {
-    switch (type) {
-        case VT_EMPTY:
-        case VT_NULL:
-        case VT_I2:
-        case VT_I4:
-        case VT_R8:
-        case VT_BSTR:
-        case VT_DISPATCH:
-        case VT_ERROR:
-        case VT_BOOL:
-        case VT_UNKNOWN:
-            return true;
-        default:
-            return false;
-    }
+    return type <= VT_UINT && type != VT_VARIANT && type != kUnusedType;
 }
 
 bool isKnownReference(VARTYPE type) {
     const VARTYPE target = type & ~VT_BYREF;
     return (type & VT_BYREF) != 0 && target != VT_EMPTY && target != VT_NULL &&
            (target == VT_VARIANT || isKnownType(target));
-}
-
-char16_t lowered(char16_t unit) {
-    return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + ('a' - 'A')) : unit;
-}
-
-bool equalsIgnoringCase(std::u16string_view text, std::u16string_view lowerCase) {
-    if (text.size() != lowerCase.size()) {
-        return false;
-    }
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (lowered(text[i]) != lowerCase[i]) {
-            return false;
-        }
-    }
-    return true;
-}
-
-/// A number as people write it: blanks around, a sign, a fraction, an exponent, or &H and digits.
-HRESULT parseNumber(std::u16string_view text, double& number) {
-    std::string ascii;
-    for (const char16_t unit : text) {
-        if (unit >= 0x80) {
-            return DISP_E_TYPEMISMATCH;
-        }
-        ascii.push_back(static_cast<char>(unit));
-    }
-    const std::size_t first = ascii.find_first_not_of(" \t");
-    if (first == std::string::npos) {
-        return DISP_E_TYPEMISMATCH;
-    }
-    const char* begin = ascii.data() + first;
-    const char* end = ascii.data() + ascii.find_last_not_of(" \t") + 1;
-    if (end - begin > 2 && begin[0] == '&' && (begin[1] | 0x20) == 'h') {
-        std::uint32_t value = 0;
-        const auto [stop, error] = std::from_chars(begin + 2, end, value, 16);
-        if (error == std::errc::result_out_of_range) {
-            return DISP_E_OVERFLOW;
-        }
-        number = static_cast<std::int32_t>(value);
-        return error == std::errc() && stop == end ? S_OK : DISP_E_TYPEMISMATCH;
-    }
-    if (*begin == '+') {
-        ++begin;
-    }
-    // from_chars also reads names such as "inf", which are no numbers here.
-    const char* digit = begin != end && *begin == '-' ? begin + 1 : begin;
-    if (digit == end || ((*digit < '0' || *digit > '9') && *digit != '.')) {
-        return DISP_E_TYPEMISMATCH;
-    }
-    const auto [stop, error] = std::from_chars(begin, end, number);
-    if (error == std::errc::result_out_of_range) {
-        return DISP_E_OVERFLOW;
-    }
-    return error == std::errc() && stop == end ? S_OK : DISP_E_TYPEMISMATCH;
-}
-
-HRESULT toNumber(const VARIANT& source, double& number) {
-    switch (source.vt) {
-        case VT_EMPTY:
-            number = 0;
-            return S_OK;
-        case VT_I2:
-        case VT_BOOL:
-            number = source.iVal;
-            return S_OK;
-        case VT_I4:
-            number = source.lVal;
-            return S_OK;
-        case VT_R8:
-            number = source.dblVal;
-            return S_OK;
-        case VT_BSTR:
-            return parseNumber(bstrView(source.bstrVal), number);
-        default:
-            return DISP_E_TYPEMISMATCH;
-    }
-}
-
-/// Rounds halves to the even neighbour, as automation does.
-HRESULT toInteger(const VARIANT& source, double lowest, double highest, std::int32_t& integer) {
-    double number = 0;
-    const HRESULT result = toNumber(source, number);
-    if (FAILED(result)) {
-        return result;
-    }
-    const double rounded = std::nearbyint(number);
-    if (!(rounded >= lowest && rounded <= highest)) {
-        return DISP_E_OVERFLOW;
-    }
-    integer = static_cast<std::int32_t>(rounded);
-    return S_OK;
-}
-
-HRESULT toBool(const VARIANT& source, VARIANT_BOOL& truth) {
-    if (source.vt == VT_BSTR) {
-        const std::u16string_view text = bstrView(source.bstrVal);
-        const bool isTrue = equalsIgnoringCase(text, u"true");
-        if (isTrue || equalsIgnoringCase(text, u"false")) {
-            truth = isTrue ? VARIANT_TRUE : VARIANT_FALSE;
-            return S_OK;
-        }
-    }
-    double number = 0;
-    const HRESULT result = toNumber(source, number);
-    truth = number != 0 ? VARIANT_TRUE : VARIANT_FALSE;
-    return result;
-}
-
-std::string numberText(double number) {
-    char buffer[64];
-    const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, number,
-                                            std::chars_format::general, kNumberDigits);
-    std::string text(buffer, error == std::errc() ? end : buffer);
-    for (char& c : text) {
-        c = c == 'e' ? 'E' : c;
-    }
-    return text;
-}
-
-HRESULT toText(const VARIANT& source, std::uint16_t flags, BSTR& result) {
-    std::u16string_view wide;
-    std::u16string widened;
-    if (source.vt == VT_BSTR) {
-        wide = bstrView(source.bstrVal);
-    } else {
-        std::string narrow;
-        if (source.vt == VT_BOOL && (flags & kAlphaBool) != 0) {
-            narrow = source.boolVal ? "True" : "False";
-        } else if (source.vt != VT_EMPTY) {
-            double number = 0;
-            const HRESULT failure = toNumber(source, number);
-            if (FAILED(failure)) {
-                return failure;
-            }
-            narrow = numberText(number);
-        }
-        widened.assign(narrow.begin(), narrow.end());
-        wide = widened;
-    }
-    result = allocBstr(wide);
-    return result ? S_OK : E_OUTOFMEMORY;
 }
 
 HRESULT toInterface(const VARIANT& source, REFIID iid, void** object) {
@@ -200,22 +40,7 @@ HRESULT toInterface(const VARIANT& source, REFIID iid, void** object) {
 /// Fills `target`, which is VT_EMPTY, from a `source` that is no reference.
 HRESULT convert(const VARIANT& source, std::uint16_t flags, VARTYPE type, VARIANT& target) {
     HRESULT result = DISP_E_TYPEMISMATCH;
-    std::int32_t integer = 0;
     switch (type) {
-        case VT_I2:
-            result = toInteger(source, INT16_MIN, INT16_MAX, integer);
-            target.iVal = static_cast<std::int16_t>(integer);
-            break;
-        case VT_I4:
-            result = toInteger(source, INT32_MIN, INT32_MAX, integer);
-            target.lVal = integer;
-            break;
-        case VT_R8:
-            result = toNumber(source, target.dblVal);
-            break;
-        case VT_BOOL:
-            result = toBool(source, target.boolVal);
-            break;
         case VT_BSTR:
             result = toText(source, flags, target.bstrVal);
             break;
@@ -228,11 +53,9 @@ HRESULT convert(const VARIANT& source, std::uint16_t flags, VARTYPE type, VARIAN
         case VT_EMPTY:
         case VT_NULL:
         case VT_ERROR:
-            result = source.vt == type ? S_OK : DISP_E_TYPEMISMATCH;
-            target.scode = source.scode;
             break;
         default:
-            return DISP_E_BADVARTYPE;
+            return toNumericType(source, type, target);
     }
     if (SUCCEEDED(result)) {
         target.vt = type;
@@ -240,24 +63,39 @@ HRESULT convert(const VARIANT& source, std::uint16_t flags, VARTYPE type, VARIAN
     return result;
 }
 
+/// The size of a value of a type other than VT_DECIMAL; pointers have that of the largest numbers.
+std::size_t sizeOfNumber(VARTYPE type) {
+    switch (type) {
+        case VT_I1:
+        case VT_UI1:
+            return sizeof(std::int8_t);
+        case VT_I2:
+        case VT_UI2:
+        case VT_BOOL:
+            return sizeof(std::int16_t);
+        case VT_I4:
+        case VT_UI4:
+        case VT_INT:
+        case VT_UINT:
+        case VT_R4:
+        case VT_ERROR:
+            return sizeof(std::int32_t);
+        default:
+            return sizeof(std::int64_t);
+    }
+}
+
 /// The value that a reference to a plain type points to, as if it had been passed by value.
 VARIANT loadReference(const VARIANT& source) {
     VARIANT value;
     VariantInit(&value);
-    value.vt = source.vt & ~VT_BYREF;
-    switch (value.vt) {
-        case VT_I2:
-        case VT_BOOL:
-            value.iVal = *source.piVal;
-            break;
-        case VT_I4:
-        case VT_ERROR:
-            value.lVal = *source.plVal;
-            break;
-        default:
-            std::memcpy(&value.byref, source.byref, sizeof value.byref);
-            break;
+    const VARTYPE type = source.vt & ~VT_BYREF;
+    if (type == VT_DECIMAL) {
+        value.decVal = *source.pdecVal;
+    } else {
+        std::memcpy(&value.byref, source.byref, sizeOfNumber(type));
     }
+    value.vt = type;
     return value;
 }
 
@@ -329,8 +167,19 @@ void Variant::detachTo(VARIANT* target) {
 }
 
 const VARIANT* followVariant(const VARIANT* value) {
-    while (value->vt == (VT_VARIANT | VT_BYREF) && value->pvarVal) {
+    const auto leadsOn = [](const VARIANT* from) {
+        return from->vt == (VT_VARIANT | VT_BYREF) && from->pvarVal;
+    };
+    // The second goes two steps at a time, and meets the first in a circle.
+    const VARIANT* ahead = value;
+    while (leadsOn(value)) {
         value = value->pvarVal;
+        for (int i = 0; i < 2 && leadsOn(ahead); ++i) {
+            ahead = ahead->pvarVal;
+        }
+        if (value == ahead && leadsOn(ahead)) {
+            break;
+        }
     }
     return value;
 }
@@ -397,6 +246,9 @@ HRESULT VariantCopyInd(VARIANT* target, const VARIANT* source) {
     }
     if (!platform::isKnownReference(source->vt) || !source->byref) {
         return DISP_E_BADVARTYPE;
+    }
+    if (source->vt == (VT_VARIANT | VT_BYREF)) {
+        return DISP_E_TYPEMISMATCH;  // it refers to itself
     }
     const VARIANT value = platform::loadReference(*source);
     return VariantCopy(target, &value);

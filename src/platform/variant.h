@@ -3,6 +3,7 @@
 
 #include <tessolt/automation_types.h>
 
+#include <cstdint>
 #include <string_view>
 
 namespace platform {
@@ -36,7 +37,8 @@ inline bool isMissing(const VARIANT& value) {
     return value.vt == VT_ERROR && value.scode == DISP_E_PARAMNOTFOUND;
 }
 
-/// What `value` stands for once VT_BYREF | VT_VARIANT is followed; never null.
+/// What `value` stands for once VT_BYREF | VT_VARIANT is followed; never null. Where that leads
+/// nowhere, or round in a circle, the result is such a reference itself.
 const VARIANT* followVariant(const VARIANT* value);
 
 }  // namespace platform

@@ -5,27 +5,31 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 
+#include "charset/ansi_text.h"
 #include "foundation/timeout.h"
+#include "platform/clock.h"
+#include "platform/code_page.h"
+#include "platform/host_name.h"
 #include "platform/settings_store.h"
 #include "platform/socket.h"
-#include "platform/tls_client.h"
 
 namespace tessolt {
 
 namespace {
 
 constexpr const char* kSettingsKey = "HKEY_LOCAL_MACHINE\\Software\\Merivane\\Tessolt";
-constexpr const char* kVerifySetting = "VerifyServer";
 constexpr const char* kTrustFileSetting = "TrustFile";
 constexpr const char* kCertificatesSetting = "ClientCertificates";
 
 constexpr std::uint32_t kDefaultHandshakeLimit = 20000;
-constexpr std::uint32_t kSendIdleLimit = 3000;
 /// A server that sends more than this before it lets the client answer is not shaking hands.
 constexpr std::uint32_t kMaxHandshakeFlight = 256 * 1024;
 /// Reads in a row that bring no plaintext; then the caller looks at its limit.
 constexpr int kMaxSilentReads = 16;
+/// Between two looks at a socket that is none any more.
+constexpr std::uint32_t kGonePollMs = 1;
 constexpr std::uint32_t kCipherBufferBytes = 64 * 1024;
 constexpr std::size_t kFirstLineBuffer = 16 * 1024;
 constexpr std::size_t kLargestLineBuffer = kMaxLineBytes + kWireLineEnd.size();
@@ -55,8 +59,12 @@ std::string NameOf(std::uint32_t number, const NamedNumber (&names)[Count]) {
     return text.TakeString();
 }
 
-std::string SettingText(const char* name) {
-    return platform::readSetting(kSettingsKey, name).value_or(std::string());
+/// A name as certificates and name indication have it; as it is where it has no such form.
+std::string CheckableName(const CZncString& name) {
+    std::string text = borvik::ansiToUtf8(name.View());
+    platform::toAsciiHostName(text);
+    platform::removeRootDot(text);
+    return text;
 }
 
 std::int32_t ResultOf(platform::TlsStart start) {
@@ -151,17 +159,53 @@ std::int32_t CZnSecureProtocol::CloseSecure() {
     m_pChannel.reset();
     m_pLine.reset();
     m_cipherBuffer = {};
+    m_bUsesChannel = false;
     m_bPeerEnded = false;
     return 0;
 }
 
+std::int32_t CZnSecureProtocol::OpenSocket(const CZncString& host, std::int32_t port,
+                                           std::uint32_t timeoutMs) {
+    m_bUsesChannel = m_bUsesChannel && IsConnected();
+    if (!IsConnected()) {
+        m_channelNames = {};
+    }
+    return m_rules.allAddresses ? ConnectToAny(host.GetBuffer(), port, timeoutMs)
+                                : Connect(host.GetBuffer(), port, timeoutMs);
+}
+
+bool CZnSecureProtocol::SecretsMayPass() const {
+    return !m_rules.secretsNeedTls || UsesChannel() || (m_rules.loopbackIsSafe && PeerIsLoopback());
+}
+
+std::shared_ptr<const platform::SettingsState> CZnSecureProtocol::UsableSettings() {
+    auto settings = platform::currentSettings();
+    const std::string trouble =
+        settings->trouble.empty() ? platform::ansiPageProblem() : settings->trouble;
+    if (!trouble.empty()) {
+        // Nobody knows what they would ask for.
+        Log(kLogFile, "The settings can't be used: %s", trouble.c_str());
+        settings.reset();
+    }
+    return settings;
+}
+
 std::int32_t CZnSecureProtocol::Handshake() {
+    m_bUsesChannel = true;
+    const auto configured = UsableSettings();
+    if (!configured) {
+        return kSecureNoCredentials;
+    }
+    const auto text = [&](const char* name) {
+        return configured->text(kSettingsKey, name).value_or(std::string());
+    };
     platform::TlsSettings settings;
-    settings.serverName = m_strHost.GetString();
-    settings.verifyServer = SettingText(kVerifySetting) == "1";
-    settings.checkedName = m_strCheckedName.GetString();
-    settings.trustFile = SettingText(kTrustFileSetting);
-    settings.clientCertificateFolder = SettingText(kCertificatesSetting);
+    settings.verifyServer = m_rules.verifyServer;
+    settings.checkedName = CheckableName(m_strCheckedName);
+    // A host that chooses its certificate by name has to know which one is wanted.
+    settings.serverName = settings.verifyServer ? settings.checkedName : CheckableName(m_strHost);
+    settings.trustFile = text(kTrustFileSetting);
+    settings.clientCertificateFolder = text(kCertificatesSetting);
 
     std::int32_t result = 0;
     try {
@@ -177,6 +221,10 @@ std::int32_t CZnSecureProtocol::Handshake() {
     }
     if (result == 0) {
         LogConnectionInfo();
+        m_channelNames = m_pChannel->connectionNames();
+        if (!settings.verifyServer) {
+            Log(kLogFile, "Server certificate not checked");
+        }
     } else {
         m_pChannel.reset();
     }
@@ -199,6 +247,9 @@ std::int32_t CZnSecureProtocol::HandshakeLoop() {
         const platform::TlsStep step = m_pChannel->handshake();
         const bool answers = !m_pChannel->output().empty();
         const std::int32_t sent = SendOutput();
+        if (step == platform::TlsStep::kTooMuch) {
+            return kSecureHandshakeRead;
+        }
         if (step == platform::TlsStep::kFailed || step == platform::TlsStep::kClosed) {
             return kSecureHandshakeFailed;
         }
@@ -240,14 +291,14 @@ std::int32_t CZnSecureProtocol::ReadHandshakeBytes(std::uint32_t remainingMs,
     return 0;
 }
 
-std::int32_t CZnSecureProtocol::SendOutput() {
+std::int32_t CZnSecureProtocol::SendOutput(std::uint32_t idleMs) {
     const std::string_view bytes = m_pChannel->output();
     if (bytes.empty()) {
         return 0;
     }
     std::uint32_t sent = 0;
     const std::int32_t result = SendBuffer(bytes.data(), static_cast<std::uint32_t>(bytes.size()),
-                                           sent, kNoTimeLimit, kSendIdleLimit);
+                                           sent, kNoTimeLimit, idleMs);
     m_pChannel->clearOutput();
     return result;
 }
@@ -271,7 +322,7 @@ std::int32_t CZnSecureProtocol::SendSecure(CZncString& text) {
     return SendRecords(text.View());
 }
 
-std::int32_t CZnSecureProtocol::SendRecords(std::string_view bytes) {
+std::int32_t CZnSecureProtocol::SendRecords(std::string_view bytes, std::uint32_t idleMs) {
     if (!m_pChannel) {
         return kSecureNoChannel;
     }
@@ -279,7 +330,7 @@ std::int32_t CZnSecureProtocol::SendRecords(std::string_view bytes) {
         std::size_t taken = 0;
         const platform::TlsStep step = m_pChannel->write(bytes.data(), bytes.size(), taken);
         bytes.remove_prefix(taken);
-        const std::int32_t sent = SendOutput();
+        const std::int32_t sent = SendOutput(idleMs);
         if (step != platform::TlsStep::kDone && step != platform::TlsStep::kNeedsInput) {
             return kSecureEncryptFailed;
         }
@@ -302,8 +353,15 @@ std::int32_t CZnSecureProtocol::FeedChannel(bool& anyOut) {
     std::uint32_t received = 0;
     const std::int32_t result = ReceiveBuffer(m_cipherBuffer.data(), kCipherBufferBytes, received);
     anyOut = result == 0 && received > 0;
+    if (result == platform::kSocketNotASocket) {
+        if (m_pChannel->hasUnreadInput()) {
+            return kSecureSocketGone;
+        }
+        platform::sleepFor(kGonePollMs);  // no wait of the caller's ends on what is no socket
+        return 0;
+    }
     if (result != 0) {
-        return result == platform::kSocketNotASocket ? kSecureSocketGone : result;
+        return result;
     }
     // Behind the end of the channel nothing counts but how the socket ends.
     if (anyOut && !m_bPeerEnded && !m_pChannel->addInput(m_cipherBuffer.data(), received)) {
@@ -321,7 +379,7 @@ std::int32_t CZnSecureProtocol::DecryptBuffered(void* dest, std::uint32_t capaci
     const platform::TlsStep step = m_pChannel->read(dest, capacity, got);
     receivedOut = static_cast<std::uint32_t>(got);
     m_bPeerEnded = step == platform::TlsStep::kClosed;
-    if (step == platform::TlsStep::kFailed) {
+    if (step == platform::TlsStep::kFailed || step == platform::TlsStep::kTooMuch) {
         SendOutput();  // the alert; the failure counts, however far that comes
         return kSecureDecryptFailed;
     }

@@ -2,6 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
+
+#include "charset/ansi_text.h"
+#include "platform/host_name.h"
+#include "transport/address_race.h"
 
 namespace tessolt {
 namespace {
@@ -9,6 +14,12 @@ namespace {
 constexpr std::size_t kFirstLineBuffer = 1024;
 constexpr std::size_t kLargestLineBuffer = kMaxLineBytes + kWireLineEnd.size();
 constexpr std::uint32_t kPortMask = 0xFFFF;
+
+/// The form of a host's name in which it is looked up. False when it has none.
+bool LookUpName(const char* host, std::string& name) {
+    name = borvik::ansiToUtf8(host ? host : "");
+    return platform::toAsciiHostName(name);
+}
 
 std::uint32_t LeftOf(const CZncTimeout& total, const CZncTimeout& idle) {
     return std::min(total.Remaining(), idle.Remaining());
@@ -38,7 +49,9 @@ std::int32_t CZncTcpSocket::Connect(const char* host, std::int32_t port, std::ui
         return result;
     }
     std::uint32_t address = 0;
-    result = platform::resolveHost(host ? host : "", address);
+    std::string name;
+    result = LookUpName(host, name) ? platform::resolveHost(name.c_str(), address)
+                                    : static_cast<int>(platform::kSocketHostNotFound);
     if (result == 0) {
         const auto number = static_cast<std::uint32_t>(port) & kPortMask;
         result = platform::startConnect(socket, address, static_cast<std::uint16_t>(number));
@@ -53,6 +66,24 @@ std::int32_t CZncTcpSocket::Connect(const char* host, std::int32_t port, std::ui
         platform::closeSocket(socket);
     }
     return result;
+}
+
+std::int32_t CZncTcpSocket::ConnectToAny(const char* host, std::int32_t port,
+                                         std::uint32_t timeoutMs) {
+    if (IsConnected()) {
+        return kTransportDone;
+    }
+    const CZncTimeout limit(timeoutMs);
+    std::vector<platform::SocketAddress> addresses;
+    std::string name;
+    if (!LookUpName(host, name)) {
+        return platform::kSocketHostNotFound;
+    }
+    const auto number = static_cast<std::uint32_t>(port) & kPortMask;
+    const std::int32_t result =
+        platform::resolveAddresses(name.c_str(), static_cast<std::uint16_t>(number), addresses);
+    return result != 0 ? result
+                       : RaceAddresses(InterleaveFamilies(addresses), limit.Remaining(), m_hSocket);
 }
 
 std::int32_t CZncTcpSocket::Close() {
@@ -79,8 +110,9 @@ std::int32_t CZncTcpSocket::SendBuffer(const void* data, std::uint32_t length,
         if (error == 0 && count > 0) {
             idle.Restart();
             sentOut += static_cast<std::uint32_t>(count);
+            m_watch.Advance(count);
         } else if (error == 0 || error == platform::kSocketWouldBlock) {
-            platform::waitWritable(m_hSocket, LeftOf(total, idle));
+            platform::waitWritable(m_hSocket, m_watch.Slice(LeftOf(total, idle)));
         } else if (error == platform::kSocketConnectionAborted ||
                    error == platform::kSocketConnectionReset) {
             Close();
@@ -89,6 +121,9 @@ std::int32_t CZncTcpSocket::SendBuffer(const void* data, std::uint32_t length,
             break;
         } else {
             return -error;
+        }
+        if (!m_watch.GoesOn()) {
+            return kTransportCancelled;
         }
     }
     return ResultAfterLimits(total, idle, result);

@@ -2,12 +2,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "foundation/base_object.h"
 #include "foundation/narrow_string.h"
 #include "foundation/timeout.h"
 #include "platform/socket.h"
+#include "platform/socket_address.h"
+#include "transport/transfer_watch.h"
 
 namespace tessolt {
 
@@ -21,6 +24,7 @@ enum TransportResult : std::int32_t {
     kTransportLineTooLong = -8,      ///< A line is longer than kMaxLineBytes.
     kTransportPeerClosed = -9,       ///< The peer closed the connection.
     kTransportBroken = -10,          ///< The connection was broken.
+    kTransportCancelled = -11,       ///< The observer of the transfer wanted no more of it.
 };
 
 /// The longest line that `ReceiveLine` takes, without its end.
@@ -28,7 +32,7 @@ inline constexpr std::uint32_t kMaxLineBytes = 1024 * 1024;
 /// What ends a line on the wire.
 inline constexpr std::string_view kWireLineEnd = "\r\n";
 
-/// One outgoing IPv4 TCP connection at a time. The caller's thread spends every wait inside the
+/// One outgoing TCP connection at a time. The caller's thread spends every wait inside the
 /// call; an object belongs to one thread at a time and logs nothing.
 ///
 /// Time limits are milliseconds, kNoTimeLimit for none. They are looked at last: a call that was
@@ -45,11 +49,16 @@ public:
     CZncTcpSocket(const CZncTcpSocket&) = delete;
     CZncTcpSocket& operator=(const CZncTcpSocket&) = delete;
 
-    /// Connects to a name or dotted address; of `port` the low 16 bits count. Returns 0 at once
-    /// when already connected, kTransportConnectTimedOut at the limit, or the positive number of
-    /// what failed as soon as it has failed. The look-up of the name may take longer than the
-    /// limit.
+    /// Connects to the first IPv4 address of a name or to a dotted address; of `port` the low 16
+    /// bits count. Returns 0 at once when already connected, kTransportConnectTimedOut at the
+    /// limit, or the positive number of what failed as soon as it has failed. The look-up of the
+    /// name may take longer than the limit.
     std::int32_t Connect(const char* host, std::int32_t port, std::uint32_t timeoutMs);
+    /// Connects to any address of the host, of either family, by RFC 8305; otherwise as `Connect`.
+    /// The time that the look-up took counts.
+    std::int32_t ConnectToAny(const char* host, std::int32_t port, std::uint32_t timeoutMs);
+    /// Whether the peer is this machine, by a loopback address.
+    bool PeerIsLoopback() const { return platform::peerIsLoopback(m_hSocket); }
     /// Closes the connection and drops what was received and not handed out. Always 0.
     std::int32_t Close();
     bool IsConnected() const { return m_hSocket != platform::kNoSocket; }
@@ -71,6 +80,21 @@ public:
     /// Waits until `ReceiveBuffer` has something to say: bytes, a close or a failure. False when
     /// `timeoutMs` ran out before.
     bool WaitForData(std::uint32_t timeoutMs) const;
+
+    /// Who is told of the transfers, and may cancel them.
+    void SetObserver(TransferWatch::Observer observer, void* context) {
+        m_watch.SetObserver(observer, context);
+    }
+    /// What became of the last transfer counts no more.
+    void ForgetTransfer() {
+        m_watch.Begin(0);
+        m_watch.End(false);
+    }
+    /// Whether the observer has cancelled the last transfer.
+    bool WasCancelled() const { return m_watch.WasCancelled(); }
+
+protected:
+    TransferWatch m_watch;
 
 private:
     bool TakeLine(CZncString& lineOut);

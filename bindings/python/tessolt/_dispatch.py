@@ -2,15 +2,30 @@
 
 import ctypes
 import inspect
+import operator
 import os
+import threading
 from ctypes import addressof, byref, c_int32, c_uint32, c_void_p, string_at
 
 from . import _library as lib
-from ._errors import DISP_E_OVERFLOW, DISP_E_PARAMNOTFOUND, ArgumentError, RangeError, make_error
+from ._errors import (
+    CO_E_CLASSSTRING,
+    DISP_E_BADPARAMCOUNT,
+    DISP_E_OVERFLOW,
+    DISP_E_PARAMNOTFOUND,
+    DISP_E_UNKNOWNNAME,
+    ArgumentError,
+    BusyError,
+    RangeError,
+    make_error,
+)
 
 _METHOD, _GET, _PUT = 1, 2, 4
 _DISPID_PROPERTYPUT = -3
 _INT32 = range(-(2**31), 2**31)
+_UINT16 = range(2**16)
+#: The bytes of UTF-16 that a text may have.
+_MOST_BYTES = 2**32 - 2
 
 _TYPES = {lib.VT_I4: int, lib.VT_BSTR: str, lib.VT_BOOL: bool}
 
@@ -46,10 +61,49 @@ class _Process:
 os.register_at_fork(after_in_child=_Process.forked)
 
 
+class _Waits:
+    """How signal handlers that raise end a call of the main thread which waits: the library asks a
+    hook, where the interpreter runs the handlers."""
+
+    raised = None
+
+    @classmethod
+    def _asked(cls):
+        # A generator, since a handler may run before the first statement of a function, outside of
+        # what it tries.
+        while True:
+            try:
+                while True:
+                    yield cls.raised is not None
+            except GeneratorExit:
+                return
+            except BaseException as error:  # whatever the handler raises
+                cls.raised = error
+
+    @classmethod
+    def watch(cls):
+        """Makes the calls of this thread ask, when it is the main one."""
+        if threading.current_thread() is threading.main_thread():
+            asked = cls._asked()
+            next(asked)
+            cls._hook = lib.WAIT_HOOK(asked.send)
+            lib.set_wait_hook(cls._hook, None)
+
+    @classmethod
+    def raise_again(cls):
+        """Raises what ended the call."""
+        error, cls.raised = cls.raised, None
+        cls.watch()
+        raise error
+
+
+_Waits.watch()
+
+
 class Object:
     """An object of the library. Its class has a property or method for each of its members."""
 
-    __slots__ = ("_pointer", "_generation", "__weakref__")
+    __slots__ = ("_pointer", "_generation", "_enter", "_leave", "__weakref__")
 
     def __new__(cls, *_):
         raise TypeError("objects are made by tessolt.Dispatch")
@@ -86,6 +140,12 @@ class Object:
 
 _set_pointer = Object._pointer.__set__
 _set_generation = Object._generation.__set__
+_set_enter = Object._enter.__set__
+_set_leave = Object._leave.__set__
+
+
+def _busy(target):
+    return BusyError("%r is inside another call" % target)
 
 
 class _Parameter:
@@ -97,6 +157,7 @@ class _Parameter:
             value = entry.defaultValue
             default = value.lVal if value.vt == lib.VT_I4 else ""
         self.default = default
+        self.is_optional = bool(entry.optional)
 
     def as_inspected(self):
         return inspect.Parameter(
@@ -105,6 +166,12 @@ class _Parameter:
             default=self.default,
             annotation=self.type,
         )
+
+
+class _Surplus:
+    """What stands for the parameter of an argument too many."""
+
+    type, is_optional = object, False
 
 
 class _Member:
@@ -136,7 +203,12 @@ class _Member:
 
         def read(self):
             result = variant()
-            status = get(self._pointer, dispid, addressof(result))
+            if not self._enter(False):
+                raise _busy(self)
+            try:
+                status = get(self._pointer, dispid, addressof(result))
+            finally:
+                self._leave()
             if status < 0:
                 raise make_error(status, name)
             return take(result)
@@ -144,16 +216,23 @@ class _Member:
         return read
 
     def _writer(self):
-        name, dispid = self.name, self.id
+        name, dispid, wanted = self.name, self.id, self.type
 
         def write(self, value):
             argument = lib.VARIANT()
-            string = _fill(argument, value)
             parameters = lib.DISPPARAMS(addressof(argument), _PUT_NUMBER, 1, 1)
-            status = self._invoke(
-                self._pointer, dispid, _IID_NULL, 0, _PUT, addressof(parameters), None, None, None
-            )
-            lib.free_string(string)
+            if not self._enter(False):
+                raise _busy(self)
+            string = None
+            try:
+                string = _fill(argument, value, wanted)
+                status = self._invoke(
+                    self._pointer, dispid, _IID_NULL, 0, _PUT, addressof(parameters), None, None,
+                    None,
+                )
+            finally:
+                lib.free_string(string)
+                self._leave()
             if status < 0:
                 raise make_error(status, name)
 
@@ -226,6 +305,9 @@ def _wrap(pointer):
     made = object.__new__(cls)
     _set_pointer(made, pointer)
     _set_generation(made, _Process.generation)
+    lock = threading.Lock()
+    _set_enter(made, lock.acquire)
+    _set_leave(made, lock.release)
     return made
 
 
@@ -250,17 +332,29 @@ def _take(variant):
     return None
 
 
-def _fill(variant, value):
-    """Makes an empty variant of a value. Returns the string that was made for it, to be freed
-    after the call; objects stay with the caller. TypeError for what no object takes."""
+def _plain(value):
+    """A path as str, what has __index__ as int, and TypeError for what no object takes."""
+    if isinstance(value, os.PathLike):
+        return os.fsdecode(value)
+    if hasattr(type(value), "__index__"):
+        return operator.index(value)
+    raise TypeError("objects take no %s" % type(value).__name__)
+
+
+def _fill(variant, value, wanted=object):
+    """Makes an empty variant of a value for a parameter of the type `wanted`. Returns the string that
+    was made for it, to be freed after the call; objects stay with the caller. TypeError for what no
+    object takes."""
     if isinstance(value, str):
         units = lib.encode(value)
+        if len(units) > _MOST_BYTES:
+            raise RangeError(DISP_E_OVERFLOW, "text of %d characters" % len(value))
         variant.vt = lib.VT_BSTR
         variant.pointer = string = lib.alloc_string(units, len(units))
         if not string:
             raise MemoryError
         return string
-    if isinstance(value, bool):
+    if isinstance(value, bool) and wanted is not int:
         variant.vt = lib.VT_BOOL
         variant.iVal = -1 if value else 0
     elif isinstance(value, int):
@@ -280,7 +374,7 @@ def _fill(variant, value):
         variant.vt = lib.VT_ERROR
         variant.lVal = DISP_E_PARAMNOTFOUND
     else:
-        raise TypeError("objects take no %s" % type(value).__name__)
+        return _fill(variant, _plain(value), wanted)
     return None
 
 
@@ -301,23 +395,53 @@ def _offender(member, index, count, names):
     return parameters[position].name if position < len(parameters) else str(position + 1)
 
 
+def _enter_all(objects):
+    """Marks objects as inside a call. Returns them, each once."""
+    entered = []
+    try:
+        for one in objects:
+            if all(one is not other for other in entered):
+                if not one._enter(False):
+                    raise _busy(one)
+                entered.append(one)
+    except BaseException:
+        _leave_all(entered)
+        raise
+    return entered
+
+
+def _leave_all(entered):
+    for one in entered:
+        one._leave()
+
+
 def _call(target, member, dispid, kind, arguments, named):
     """Calls a member; `member` is None for a dispid that the type information doesn't have."""
     # The library wants the last argument first, and the named ones ahead of the others.
     names = list(named)
     values = list(named.values()) + list(arguments[::-1])
     numbers = [_number_of(member, name) for name in names]
+    count = len(values)
+    if kind == _METHOD and member:
+        parameters = member.parameters + [_Surplus] * count
+        positions = numbers + list(range(len(arguments)))[::-1]
+        wanted = [parameters[position].type for position in positions]
+        for i, position in enumerate(positions):
+            if values[i] is None and parameters[position].is_optional:
+                values[i] = Missing
+    else:
+        wanted = [member.type if member and kind == _PUT else object] * count
     if kind == _PUT and values:
         numbers = [_DISPID_PROPERTYPUT]
-    count = len(values)
     variants = (lib.VARIANT * count)()
     ids = (c_int32 * len(numbers))(*numbers)
     parameters = lib.DISPPARAMS(addressof(variants), addressof(ids), count, len(numbers))
     result, offender = lib.VARIANT(), c_uint32()
     strings = []
+    entered = _enter_all([target] + [value for value in values if isinstance(value, Object)])
     try:
-        for variant, value in zip(variants, values):
-            string = _fill(variant, value)
+        for variant, value, kind_wanted in zip(variants, values, wanted):
+            string = _fill(variant, value, kind_wanted)
             if string:
                 strings.append(string)
         status = target._invoke(
@@ -327,9 +451,13 @@ def _call(target, member, dispid, kind, arguments, named):
     finally:
         for string in strings:
             lib.free_string(string)
+        _leave_all(entered)
+    if _Waits.raised is not None and threading.current_thread() is threading.main_thread():
+        lib.variant_clear(addressof(result))
+        _Waits.raise_again()
     if status < 0:
         where = member.name if member else "dispid %d" % dispid
-        if kind != _PUT and count > offender.value:
+        if kind != _PUT and status != DISP_E_BADPARAMCOUNT and count > offender.value:
             where += "(%s)" % _offender(member, offender.value, count, names)
         raise make_error(status, where)
     return _take(result)
@@ -341,7 +469,8 @@ def Dispatch(name):
     if not isinstance(name, str):
         raise TypeError("a ProgID is a str, not %s" % type(name).__name__)
     class_id, pointer = lib.GUID(), c_void_p()
-    status = lib.clsid_from_prog_id(lib.wide(name), byref(class_id))
+    text = lib.wide(name)
+    status = lib.clsid_from_prog_id(text, byref(class_id)) if text else CO_E_CLASSSTRING
     if status >= 0:
         status = lib.co_create_instance(
             byref(class_id), None, 0, byref(lib.IID_IDispatch), byref(pointer)
@@ -355,6 +484,8 @@ def GetIDsOfNames(target, name, *parameters):
     """The dispid of a member, and a tuple with it and the numbers of its parameters where some are
     named."""
     texts = [lib.wide(text) for text in (name,) + parameters]
+    if None in texts:
+        raise make_error(DISP_E_UNKNOWNNAME, name)
     pointers = (ctypes.c_char_p * len(texts))(*texts)
     ids = (c_int32 * len(texts))()
     get_ids = lib.slot(lib.vtable(target._pointer), lib.GET_IDS_OF_NAMES)
@@ -367,4 +498,7 @@ def GetIDsOfNames(target, name, *parameters):
 def Invoke(target, dispid, kind, *arguments, **named):
     """Calls a member by its number: `kind` is DISPATCH_METHOD, DISPATCH_PROPERTYGET or
     DISPATCH_PROPERTYPUT."""
+    dispid, kind = operator.index(dispid), operator.index(kind)
+    if dispid not in _INT32 or kind not in _UINT16:
+        raise RangeError(DISP_E_OVERFLOW, "dispid %d, kind %d" % (dispid, kind))
     return _call(target, type(target)._by_id.get(dispid), dispid, kind, arguments, named)

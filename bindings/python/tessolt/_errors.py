@@ -11,6 +11,7 @@ E_POINTER = _result(0x80004003)
 E_OUTOFMEMORY = _result(0x8007000E)
 DISP_E_MEMBERNOTFOUND = _result(0x80020003)
 DISP_E_PARAMNOTFOUND = _result(0x80020004)
+DISP_E_UNKNOWNNAME = _result(0x80020006)
 DISP_E_TYPEMISMATCH = _result(0x80020005)
 DISP_E_BADVARTYPE = _result(0x80020008)
 DISP_E_OVERFLOW = _result(0x8002000A)
@@ -24,6 +25,7 @@ _TEXTS = {
     DISP_E_MEMBERNOTFOUND: "no such member, or not of this kind",
     DISP_E_PARAMNOTFOUND: "no such parameter, or given twice",
     DISP_E_TYPEMISMATCH: "wrong type",
+    DISP_E_UNKNOWNNAME: "no such name",
     DISP_E_BADVARTYPE: "wrong type",
     DISP_E_OVERFLOW: "number out of range",
     DISP_E_BADPARAMCOUNT: "wrong number of arguments",
@@ -57,10 +59,20 @@ class RangeError(ComError, OverflowError):
     """A number that doesn't fit."""
 
 
+class UnknownNameError(ComError, AttributeError):
+    """A name that the object doesn't have."""
+
+
+class BusyError(RuntimeError):
+    """An object was called, or passed to a call, while it is inside another call."""
+
+
 def make_error(hresult, where):
     """The exception for a failed call; `where` tells which."""
     if hresult in _ARGUMENT_RESULTS:
         return ArgumentError(hresult, where)
     if hresult == DISP_E_OVERFLOW:
         return RangeError(hresult, where)
+    if hresult == DISP_E_UNKNOWNNAME:
+        return UnknownNameError(hresult, where)
     return ComError(hresult, where)

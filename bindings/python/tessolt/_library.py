@@ -116,6 +116,8 @@ co_create_instance = _function(
 disp_get_property = _function(_long, "DispGetProperty", c_int32, c_void_p, c_int32, c_void_p)
 alloc_string = _function(_short, "SysAllocStringByteLen", c_void_p, ctypes.c_char_p, c_uint32)
 free_string = _function(_short, "SysFreeString", None, c_void_p)
+WAIT_HOOK = ctypes.CFUNCTYPE(ctypes.c_int, c_void_p)
+set_wait_hook = _function(_short, "TessoltSetWaitHook", None, WAIT_HOOK, c_void_p)
 variant_clear = _function(_short, "VariantClear", c_int32, c_void_p)
 
 #: The slots of IUnknown, IDispatch and ITypeInfo.
@@ -162,8 +164,8 @@ def decode(units):
 
 
 def wide(text):
-    """UTF-16 bytes with a closing zero unit."""
-    return encode(text) + b"\0\0"
+    """UTF-16 bytes with a closing zero unit, None for a text that holds one."""
+    return None if "\0" in text else encode(text) + b"\0\0"
 
 
 def read_wide(address):

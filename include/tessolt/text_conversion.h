@@ -1,0 +1,20 @@
+/// Conversion between UTF-8 (RFC 3629) and UTF-16. A part of a text that is no character becomes
+/// U+FFFD: ill-formed bytes, as many as could begin one, and a lone half of a surrogate pair. Zeros
+/// are characters like others. Usable from C11 and C++17.
+#pragma once
+
+#include <tessolt/automation_types.h>
+
+/// The number of UTF-16 units that `length` bytes of UTF-8 become.
+TESSOLT_API size_t TessoltUtf16Length(const char* utf8, size_t length);
+/// Converts `length` bytes into at most `room` units, as many whole characters as fit, without a
+/// closing zero. Returns the number of units written.
+TESSOLT_API size_t TessoltUtf8ToUtf16(const char* utf8, size_t length, OLECHAR* units, size_t room);
+/// The number of bytes of UTF-8 that `length` units become.
+TESSOLT_API size_t TessoltUtf8Length(const OLECHAR* units, size_t length);
+/// Converts `length` units into at most `room` bytes, as many whole characters as fit, without a
+/// closing zero. Returns the number of bytes written.
+TESSOLT_API size_t TessoltUtf16ToUtf8(const OLECHAR* units, size_t length, char* utf8, size_t room);
+/// A new automation string from `length` bytes of UTF-8, which the caller frees. Null when memory
+/// ends or the text is beyond the 2^31 - 1 units that such a string can hold.
+TESSOLT_API BSTR TessoltAllocUtf8(const char* utf8, size_t length);
