@@ -12,23 +12,6 @@ constexpr DISPID kSetSecure = 110;
 constexpr DISPID kSend = 113;
 constexpr DISPID kQueue = 114;
 
-Variant real(double value) {
-    Variant variant;
-    variant.setR8(value);
-    return variant;
-}
-Variant boolean(bool value) {
-    Variant variant;
-    variant.setBool(value);
-    return variant;
-}
-Variant ofType(VARTYPE type, void* pointer = nullptr) {
-    Variant variant;
-    variant.vt = type;
-    variant.byref = pointer;
-    return variant;
-}
-
 /// Each property's read and write stand where the table says, in the order of its rows.
 template <class Interface>
 void expectSlotsInTableOrder(const char* name) {
@@ -78,6 +61,7 @@ TEST(Dispatch, ValuesBecomeTheTypeOfTheProperty) {
     BSTR units = digits.get();
     Variant inner = integer(99);
     Variant outer = ofType(VT_VARIANT | VT_BYREF, &inner);
+    Variant circle = ofType(VT_VARIANT | VT_BYREF, &circle);
     const struct {
         Variant given;
         HRESULT status;
@@ -95,6 +79,7 @@ TEST(Dispatch, ValuesBecomeTheTypeOfTheProperty) {
         {outer, S_OK, 99},
         {ofType(VT_VARIANT | VT_BYREF, &outer), S_OK, 99},
         {ofType(VT_NULL), DISP_E_TYPEMISMATCH, 0},
+        {circle, DISP_E_TYPEMISMATCH, 0},
         {string(u"twelve"), DISP_E_TYPEMISMATCH, 0},
         {ofType(VT_DISPATCH), DISP_E_TYPEMISMATCH, 0},
         {ofType(VT_VARIANT | VT_BYREF), DISP_E_TYPEMISMATCH, 0},
@@ -218,6 +203,14 @@ TEST(Dispatch, MalformedCallsAreRefused) {
     EXPECT_EQ(smtp->Invoke(kSetSecure, IID_IUnknown, 0, DISPATCH_METHOD, nullptr, nullptr, nullptr,
                            nullptr),
               DISP_E_UNKNOWNINTERFACE);
+    // As a caller in C may pass nothing for the identifier.
+    constexpr int kInvokeSlot = 6;
+    const auto invokeInC =
+        (*reinterpret_cast<HRESULT (***)(ISmtp*, DISPID, const IID*, LCID, WORD, DISPPARAMS*,
+                                         VARIANT*, EXCEPINFO*, UINT*)>(smtp.get()))[kInvokeSlot];
+    EXPECT_EQ(invokeInC(smtp.get(), kSetSecure, nullptr, 0, DISPATCH_METHOD, nullptr, nullptr,
+                        nullptr, nullptr),
+              S_OK);
     LPOLESTR none = nullptr;
     DISPID id = 0;
     EXPECT_EQ(smtp->GetIDsOfNames(IID_NULL, &none, 1, 0, &id), DISP_E_UNKNOWNNAME);
@@ -231,6 +224,17 @@ TEST(Dispatch, MalformedCallsAreRefused) {
     EXPECT_EQ(DispGetProperty(nullptr, kHostPort, &port), E_POINTER);
     EXPECT_EQ(smtp->get_HostPort(nullptr), E_POINTER);
     EXPECT_EQ(smtp->get_LogFile(nullptr), E_POINTER);
+    auto pop3 = make<IPop3>("Pop3");
+    pop3->DeleteMessage(1);
+    EXPECT_EQ(pop3->IsConnected(nullptr), E_POINTER);
+    EXPECT_EQ(pop3->CountMessages(nullptr), E_POINTER);
+    EXPECT_EQ(lastError(pop3), 707) << "that of DeleteMessage";
+    auto message = make<IEMailMessage>("EMailMessage");
+    message->AddTo(Text("nobody"));
+    EXPECT_EQ(message->GetHeaderValue(Text("To"), nullptr), E_POINTER);
+    EXPECT_EQ(message->GetAttachmentName(1, nullptr), E_POINTER);
+    EXPECT_EQ(message->GetAttachmentSize(1, nullptr), E_POINTER);
+    EXPECT_EQ(lastError(message), 37610) << "that of AddTo";
 }
 
 TEST(Dispatch, NamesOfMembersAndParametersAreFound) {

@@ -6,9 +6,10 @@
 
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "platform/variant.h"
+#include "support/variants.h"
 
 namespace tessolt {
 
@@ -61,26 +62,13 @@ private:
     DISPPARAMS parameters_ = {};
 };
 
-inline platform::Variant integer(int value) {
-    platform::Variant variant;
-    variant.setI4(value);
-    return variant;
-}
-inline platform::Variant string(std::u16string_view value) {
-    platform::Variant variant;
-    variant.setText(value);
-    return variant;
-}
-inline platform::Variant missing() {
-    platform::Variant variant;
-    variant.setMissing();
-    return variant;
-}
-inline platform::Variant object(IDispatch* value) {
-    platform::Variant variant;
-    variant.setDispatch(value);
-    return variant;
-}
+using support::boolean;
+using support::integer;
+using support::missing;
+using support::object;
+using support::ofType;
+using support::real;
+using support::string;
 
 /// IDispatch::Invoke with what nobody looks at left out.
 inline HRESULT invoke(IDispatch* target, DISPID id, WORD kind, Arguments arguments,

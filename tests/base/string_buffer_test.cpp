@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
+#include "base/ascii_text.h"
 #include "base/data_buffer.h"
 
 namespace borvik {
@@ -74,8 +76,7 @@ TEST(StringBuffer, EditsInPlace) {
 TEST(StringBuffer, ReplacesTexts) {
     struct Case {
         std::string_view text, after;
-        const char* find;
-        const char* replacement;
+        const char *find, *replacement;
         std::size_t count;
     };
     const Case all[] = {
@@ -101,13 +102,12 @@ TEST(StringBuffer, ReplacesTexts) {
 }
 
 TEST(StringBuffer, ComparesAndSearches) {
-    struct Case {
+    constexpr bool y = true, n = false;
+    const struct {
         std::string_view text;
         const char* other;
         bool equal, equalNoCase, begins, beginsNoCase, ends, contains, containsNoCase;
-    };
-    constexpr bool y = true, n = false;
-    const Case cases[] = {
+    } cases[] = {
         {"", nullptr, y, y, n, n, n, n, n},
         {"Hello", nullptr, n, n, n, n, n, n, n},
         {"Hello", "Hello", y, y, y, y, y, y, y},
@@ -122,7 +122,7 @@ TEST(StringBuffer, ComparesAndSearches) {
         {"ab\0cd"sv, "ab", y, y, y, y, n, y, y},
         {"ab\0cd"sv, "cd", n, n, n, n, y, n, n},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const StringBuffer text(c.text);
         SCOPED_TRACE(std::string(c.text) + " and " + (c.other == nullptr ? "null" : c.other));
         EXPECT_EQ(text.equals(c.other), c.equal);
@@ -172,12 +172,11 @@ TEST(StringBuffer, AppendsNumbersAndDumps) {
 }
 
 TEST(StringBuffer, SplitsOnCharacters) {
-    struct Case {
+    const struct {
         std::string_view text;
         bool quotes, backslash;
         Parts parts;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"a;\"b;c\";d", true, false, {"a", "\"b;c\"", "d"}},
         {"a;\"b;c\";d", false, false, {"a", "\"b", "c\"", "d"}},
         {"a;", true, false, {"a", ""}},
@@ -188,7 +187,7 @@ TEST(StringBuffer, SplitsOnCharacters) {
         {"\"a\\\";b\";c", true, true, {"\"a\\\";b\"", "c"}},
         {"a;b\\", true, true, {"a", "b\\"}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         ExtPtrArray<StringBuffer> parts;
         StringBuffer(c.text).splitOnChar(parts, ';', c.quotes, c.backslash);
         EXPECT_EQ(taken(parts), c.parts) << c.text;
@@ -196,18 +195,16 @@ TEST(StringBuffer, SplitsOnCharacters) {
 }
 
 TEST(StringBuffer, SplitsOnStrings) {
-    struct Case {
-        const char* text;
-        const char* delimiter;
+    const struct {
+        const char *text, *delimiter;
         std::size_t maxParts;
         Parts parts;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {";;a;;b", ";", 0, {"a", "b"}}, {"a--b---c", "--", 0, {"a", "b", "-c"}},
         {"a;b;c", ";", 2, {"a", "b"}},  {";;", ";", 0, {}},
         {"abc", "", 0, {"abc"}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         ExtPtrArray<StringBuffer> parts;
         StringBuffer(c.text).splitOnString(c.delimiter, parts, c.maxParts);
         EXPECT_EQ(taken(parts), c.parts) << c.text;
@@ -304,6 +301,47 @@ TEST(StringBuffer, WritesInPlaceAndRefusesTooMuch) {
     EXPECT_FALSE(text.appendCharN('x', absurd));
     EXPECT_FALSE(text.appendBytes("x", absurd));
     EXPECT_EQ(text.view(), "ab");
+}
+
+std::string lowered(std::string text) {
+    for (char& c : text) {
+        c = asciiLower(c);
+    }
+    return text;
+}
+
+TEST(AsciiText, FindsAsThePlainSearchDoes) {
+    std::mt19937 random(1);
+    const std::string alphabet = "aAbB-@`\xE1";  // "@" and "`" differ in the bit of the letter case
+    for (int round = 0; round < 20'000; ++round) {
+        std::string text(random() % 70, ' ');
+        for (char& c : text) {
+            c = alphabet[random() % alphabet.size()];
+        }
+        std::string wanted = text.substr(random() % (text.size() + 1), random() % 40);
+        if (random() % 4 == 0) {
+            wanted += alphabet[random() % alphabet.size()];
+        }
+        const std::size_t from = random() % (text.size() + 2);
+        EXPECT_EQ(borvik::find(text, wanted, from), text.find(wanted, from))
+            << text << ' ' << wanted;
+        EXPECT_EQ(findNoCase(text, wanted, from), lowered(text).find(lowered(wanted), from))
+            << text << ' ' << wanted;
+    }
+}
+
+TEST(AsciiText, TrimsAndTests) {
+    const char* const cases[][2] = {
+        {"", ""}, {" \t\r\n", ""}, {"a", "a"}, {" a b\n", "a b"}, {"\va\f", "\va\f"}};
+    for (const auto& [text, expected] : cases) {
+        EXPECT_EQ(trimmed(text), expected);
+    }
+    for (std::size_t at = 0; at < 100; ++at) {
+        std::string text(100, '\x7F');
+        EXPECT_TRUE(isAscii(text));
+        text[at] = '\x80';
+        EXPECT_FALSE(isAscii(text)) << at;
+    }
 }
 
 }  // namespace

@@ -7,18 +7,18 @@
 #include <random>
 
 #include "base/data_buffer.h"
-#include "charset/code_pages.h"
 #include "charset/encoding_convert.h"
 #include "charset/encoding_utf8.h"
-#include "charset/hash_convert.h"
-#include "charset/stored_tables.h"
-#include "charset/table_rows.h"
+#include "charset/tables/code_pages.h"
+#include "charset/tables/hash_convert.h"
+#include "charset/tables/stored_tables.h"
+#include "charset/tables/table_rows.h"
 
-namespace borvik::testing {
+namespace borvik {
 namespace {
 
-std::string_view storedText(std::uint32_t codePage) {
-    return std::ranges::find(storedTables(), codePage, &StoredTable::codePage)->text;
+std::string_view storedBytes(std::uint32_t codePage) {
+    return std::ranges::find(storedTables(), codePage, &StoredTable::codePage)->bytes;
 }
 
 /// The value of a key as a number, its first byte high; 0 when there is none.
@@ -55,18 +55,18 @@ PageOracle::PageOracle(std::uint32_t codePage) : codePage_(codePage) {
     HashConvert encode;
     decode.init(hashSlotCount(codePage, false));
     encode.init(hashSlotCount(codePage, true));
-    unpackTable(storedText(codePage == kMacJapanese ? kShiftJis : codePage), encode, true);
+    unpackTable(storedBytes(codePage == kMacJapanese ? kShiftJis : codePage), encode, true);
     if (codePage == kMacJapanese) {
-        unpackTable(storedText(kMacJapanese), encode, true);
+        unpackTable(storedBytes(kMacJapanese), encode, true);
         encode.copyInverted(decode);
     } else {
-        unpackTable(storedText(codePage), decode, false);
+        unpackTable(storedBytes(codePage), decode, false);
     }
     asciiCompatible_ = encode.isAsciiCompatible();
     // No unit outside these rows can be in the table.
-    std::vector<TableRow> rows = readTableRows(storedText(codePage)).rows;
+    std::vector<TableRow> rows = readTableRows(storedBytes(codePage)).rows;
     if (codePage == kMacJapanese) {
-        std::ranges::copy(readTableRows(storedText(kShiftJis)).rows, std::back_inserter(rows));
+        std::ranges::copy(readTableRows(storedBytes(kShiftJis)).rows, std::back_inserter(rows));
     }
     for (const TableRow& row : rows) {
         const unsigned code = find(encode, bytesOf({&row.unit, 1}));
@@ -203,4 +203,4 @@ std::string mixedUtf8(unsigned seed, std::size_t size) {
     return out;
 }
 
-}  // namespace borvik::testing
+}  // namespace borvik

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace borvik::testing {
+namespace borvik {
 
 /// What a conversion gives: the bytes, and whether nothing was dropped.
 struct Outcome {
@@ -56,4 +56,4 @@ std::vector<std::uint32_t> tablePages(std::optional<bool> multiByte = {});
 /// bytes, in a way that depends on the seed alone.
 std::string mixedUtf8(unsigned seed, std::size_t size);
 
-}  // namespace borvik::testing
+}  // namespace borvik

@@ -2,23 +2,23 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <numeric>
+#include <set>
+
 #include "base/data_buffer.h"
+#include "charset/ansi_text.h"
+#include "charset/charset_names.h"
 #include "charset/charset_oracle.h"
-#include "charset/code_pages.h"
+#include "charset/charset_registry.h"
+#include "charset/tables/code_pages.h"
+#include "charset/tables/conversion_tables.h"
 #include "platform/code_page.h"
 
 namespace borvik {
 namespace {
 
 using namespace std::string_literals;
-using testing::bytesOf;
-using testing::converted;
-using testing::hex;
-using testing::oracleFromUtf8;
-using testing::oracleToUtf8;
-using testing::Outcome;
-using testing::PageOracle;
-using testing::tablePages;
 
 void expectSame(const Outcome& got, const Outcome& wanted, const std::string& what) {
     EXPECT_EQ(got.complete, wanted.complete) << what;
@@ -82,7 +82,7 @@ TEST(EncodingConvert, GivesWhatTheStoredRowsSayForEveryPairOfBytes) {
 TEST(EncodingConvert, FastFormsEqualThePlainOnesOnMixedText) {
     const PageOracle other(949);
     for (unsigned seed = 0; seed < 4; ++seed) {
-        const std::string utf8 = testing::mixedUtf8(seed, seed == 0 ? 20000 : 300);
+        const std::string utf8 = mixedUtf8(seed, seed == 0 ? 20000 : 300);
         const Outcome units = oracleFromUtf8(utf8);
         for (std::size_t cut = 0; cut < utf8.size(); cut += seed == 0 ? 1999 : 1) {
             const auto rest = std::string_view(utf8).substr(cut);
@@ -111,14 +111,11 @@ TEST(EncodingConvert, FastFormsEqualThePlainOnesOnMixedText) {
 }
 
 TEST(EncodingConvert, ConvertsWhatTheTablesDoNotTell) {
-    struct Case {
-        std::uint32_t from;
-        std::uint32_t to;
-        std::string input;
-        std::string output;
+    const struct {
+        std::uint32_t from, to;
+        std::string input, output;
         bool complete;
-    };
-    const Case cases[] = {
+    } cases[] = {
         // No charset, and equal ones: the bytes as they are.
         {0, 0, "\xEF\xBB\xBF\x81", "\xEF\xBB\xBF\x81", true},
         {0, 28591, "\x81", "\x81", true},
@@ -178,7 +175,7 @@ TEST(EncodingConvert, ConvertsWhatTheTablesDoNotTell) {
         {65006, 65001, "\0\0\0"s, "", true},
         {65006, 1252, "\0\0\0A\0\0"s, "A", true},
     };
-    for (const Case& test : cases) {
+    for (const auto& test : cases) {
         const std::string what =
             std::to_string(test.from) + " to " + std::to_string(test.to) + " of " + hex(test.input);
         expectSame(converted(test.from, test.to, test.input), {test.output, test.complete}, what);
@@ -200,9 +197,220 @@ TEST(EncodingConvert, AppendsAndTakesNamesAndTheAnsiPage) {
     EXPECT_FALSE(convert.convertFromName(nullptr, 65001, "a", 1, out));
     EXPECT_EQ(out.getSize(), 9U);
     EXPECT_TRUE(convert.convert(932, 65001, nullptr, 5, out));
-    for (const std::uint32_t page : {932U, 50221U, 50225U, 65000U, 54936U, 0U}) {
-        EXPECT_EQ(EncodingConvert::isSupported(page), page != 54936 && page != 0) << page;
+    for (const std::uint32_t page : {932U, 1252U, 20127U, 50221U, 50225U, 65001U}) {
+        EXPECT_TRUE(EncodingConvert::keepsAscii(page)) << page;
     }
+    for (const std::uint32_t page : {37U, 1200U, 20106U, 65000U, 65005U, 54936U, 0U}) {
+        EXPECT_FALSE(EncodingConvert::keepsAscii(page)) << page;
+    }
+}
+
+TEST(AnsiText, EveryByteOfASingleBytePageComesBack) {
+    std::string bytes;
+    for (int byte = 0; byte < 256; ++byte) {
+        bytes.push_back(static_cast<char>(byte));
+    }
+    bytes += bytes.substr(0x41) + bytes;
+    for (const std::uint32_t page : tablePages(false)) {
+        if (!platform::isLegalAnsiPage(page)) {
+            continue;
+        }
+        const std::u16string wide = ansiToWide(bytes, page);
+        EXPECT_EQ(wide.size(), bytes.size());
+        const DecodeTable& table = *decodeTable(page);
+        for (std::size_t byte = 0; byte < 256; ++byte) {
+            const char16_t unit = table.single[byte];
+            EXPECT_EQ(wide[byte], unit != 0 ? unit : byte) << page;
+            // An undefined byte comes back unless its unit has a place of its own in the page.
+            if (unit != 0 || encodeTable(page)->cell(static_cast<char16_t>(byte)) == 0) {
+                EXPECT_EQ(wideToAnsi(wide.substr(byte, 1), page), bytes.substr(byte, 1)) << page;
+            }
+        }
+    }
+}
+
+TEST(AnsiText, SubstitutesWhatThePageLacks) {
+    const struct {
+        std::uint32_t codePage;
+        std::u16string wide;
+        std::string ansi;
+    } cases[] = {
+        {1252, u"\u20AC\u0081\u0416x", "\x80\x81?x"},
+        {1252, u"\xD83D\xDE00", "??"},
+        {1251, u"\u0416\u00E9", "\xC6?"},
+        {932, u"\u65E5\u672C\u00E9", "\x93\xFA\x96\x7B?"},
+        {65001, u"\u65E5\xD83D\xDE00\xD83D", "\xE6\x97\xA5\xF0\x9F\x98\x80\xEF\xBF\xBD"},
+        {12345, u"\u20AC", "\xE2\x82\xAC"},
+        {1252, {u"a\0b", 3}, {"a\0b", 3}},
+        {936, {u"a\0\u4E00", 3}, {"a\0\xD2\xBB", 4}},
+    };
+    for (const auto& [codePage, wide, ansi] : cases) {
+        EXPECT_EQ(wideToAnsi(wide, codePage), ansi) << codePage;
+    }
+    EXPECT_EQ(ansiToWide("\x93\xFA\x93", 932), u"\u65E5?");
+    EXPECT_EQ(ansiToWide("\x81 a", 949), u"? a");
+}
+
+TEST(AnsiText, PairsSurrogatesAndMarksIllFormedParts) {
+    const struct {
+        std::string utf8;
+        std::u16string wide;
+        bool comesBack;
+    } cases[] = {
+        {"a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", u"a\u00E9\u20AC\xD83D\xDE00", true},
+        {"\xF4\x8F\xBF\xBF", u"\xDBFF\xDFFF", true},
+        {{"a\0b", 3}, {u"a\0b", 3}, true},
+        {"\xC3", u"\xFFFD", false},
+        {"\xE2\x82x", u"\xFFFDx", false},
+        {"\xF0\x9F\x98", u"\xFFFD", false},
+        {"\xED\xA0\xBD", u"\xFFFD\xFFFD\xFFFD", false},
+        {"\xC0\x80", u"\xFFFD\xFFFD", false},
+        {"\xF4\x90\x80\x80", u"\xFFFD\xFFFD\xFFFD\xFFFD", false},
+        {"\x80\xFF", u"\xFFFD\xFFFD", false},
+    };
+    for (const auto& [utf8, wide, comesBack] : cases) {
+        for (std::size_t shift = 0; shift < 20; ++shift) {
+            std::string padded(2 * shift, 'p');
+            padded.insert(shift, utf8);
+            std::u16string widePadded(2 * shift, u'p');
+            widePadded.insert(shift, wide);
+            EXPECT_EQ(utf8ToWidePaired(padded), widePadded);
+            EXPECT_EQ(isWellFormedUtf8(padded), comesBack);
+            if (comesBack) {
+                EXPECT_EQ(wideToUtf8Paired(widePadded), padded);
+            }
+        }
+    }
+    EXPECT_EQ(wideToUtf8Paired(u"\xDE00\xD83Dx\xD83D"), "\xEF\xBF\xBD\xEF\xBF\xBDx\xEF\xBF\xBD");
+}
+
+TEST(AnsiText, FollowsThePageOfThePlatform) {
+    const struct {
+        std::uint32_t page;
+        std::u16string text, unfit;
+    } cases[] = {{1252, u"\u00E9\u0081", u"\u65E5"},
+                 {1251, u"\u0416", u"\u00E9"},
+                 {932, u"\u65E5", u"\u00E9"},
+                 {65001, u"\xD83D\xDE00\xFFFD", u"\xD83D"}};
+    for (const auto& [page, text, unfit] : cases) {
+        const platform::ScopedAnsiCodePage ansi(page);
+        EXPECT_EQ(ansiCodePage(), page);
+        EXPECT_EQ(ansiToWide(wideToAnsi(text)), text);
+        EXPECT_EQ(utf8ToAnsi(wideToUtf8Paired(text)), wideToAnsi(text));
+        EXPECT_EQ(ansiToUtf8(wideToAnsi(text)), wideToUtf8Paired(text));
+        EXPECT_EQ(wideToAnsiExactly(text), wideToAnsi(text));
+        EXPECT_EQ(wideToAnsiExactly(u"a" + unfit), std::nullopt);
+    }
+}
+
+TEST(AnsiText, EveryAnsiPageAndEveryOneThatKeepsAsciiHoldsIt) {
+    std::string ascii(0x7F, '\0');
+    std::iota(ascii.begin(), ascii.end(), '\1');
+    for (std::uint32_t page = 0; page < 66000; ++page) {
+        EXPECT_TRUE(!platform::isLegalAnsiPage(page) || ansiToUtf8(ascii, page) == ascii) << page;
+        if (isAsciiCompatible(page) && EncodingConvert::keepsAscii(page)) {
+            EXPECT_EQ(converted(kUtf8, page, ascii).bytes, ascii) << page;
+            EXPECT_EQ(converted(page, kUtf8, ascii).bytes, ascii) << page;
+        }
+    }
+}
+
+TEST(CharsetNaming, ReadsEverySpellingInAnyDress) {
+    EXPECT_EQ(acceptedCharsetNames().size(), 413U);
+    for (const auto& [name, codePage] : acceptedCharsetNames()) {
+        std::string dressed = "\t ";
+        for (const char c : name) {
+            dressed += c == '-' ? '_' : static_cast<char>(std::toupper(c));
+        }
+        EXPECT_EQ(CharsetNaming().nameToCodePage((dressed + "\r\n").c_str()), codePage) << name;
+    }
+}
+
+TEST(CharsetNaming, NamesOfPagesLeadBackExceptForThoseThatShareOne) {
+    EXPECT_EQ(preferredCharsetNames().size(), 140U);
+    const std::map<std::uint32_t, std::uint32_t> elsewhere = {
+        {50221, 50220}, {50222, 50220}, {20932, 51932}, {54936, 936}};
+    for (const auto& [codePage, name] : preferredCharsetNames()) {
+        StringBuffer out("old");
+        EXPECT_TRUE(CharsetNaming().codePageToName(codePage, out));
+        EXPECT_EQ(out.view(), name);
+        const auto other = elsewhere.find(codePage);
+        EXPECT_EQ(CharsetNaming::lookUp(name), other == elsewhere.end() ? codePage : other->second)
+            << name;
+    }
+    StringBuffer out("old");
+    EXPECT_FALSE(CharsetNaming().codePageToName(21027, out));
+    EXPECT_TRUE(out.empty());
+}
+
+TEST(CharsetNaming, LooksUpSingleNames) {
+    const platform::ScopedAnsiCodePage ansi(1251);
+    const std::pair<const char*, std::uint32_t> cases[] = {{nullptr, 0},
+                                                           {"", 0},
+                                                           {"  ", 0},
+                                                           {"us", 0},
+                                                           {"L1", 0},
+                                                           {"oem", 0},
+                                                           {"cp1252", 0},
+                                                           {"utf\xC0-8", 0},
+                                                           {"US-ASCII", 20127},
+                                                           {"Latin1", 28591},
+                                                           {"Windows_1252\r\n", 1252},
+                                                           {"ANSI", 1251},
+                                                           {"x-ansi", 1252},
+                                                           {"cp1256", 1256},
+                                                           {"utf-16", 1200},
+                                                           {"csiso2022jp", 50220},
+                                                           {"iso-2022-jp-1", 50221},
+                                                           {"iso-2022-jp-2", 50222},
+                                                           {"gb18030", 936},
+                                                           {"tis_620", 874}};
+    for (const auto& [name, codePage] : cases) {
+        EXPECT_EQ(CharsetNaming().nameToCodePage(name), codePage) << (name ? name : "null");
+        EXPECT_EQ(CharsetNaming().isKnownName(name), codePage != 0);
+    }
+    EXPECT_FALSE(CharsetNaming().isKnownName("windows-1252-and-a-name-that-is-longer-than-all"));
+    StringBuffer out;
+    EXPECT_TRUE(CharsetNaming().ansiCharsetName(out));
+    EXPECT_EQ(out.view(), "windows-1251");
+}
+
+TEST(BvCharset, KeepsPageAndNameTogether) {
+    const platform::ScopedAnsiCodePage ansi(1250);
+    const struct {
+        const char* label;
+        std::uint32_t codePage;
+        std::string name;
+    } cases[] = {
+        {nullptr, 1251, "windows-1251"},
+        {"default", 0, ""},
+        {"DEFAULT", 0, ""},
+        {"x-user-defined", 0, ""},
+        {"X-USER-DEFINED", 50000, ""},
+        {"Ansi", 1250, "windows-1250"},
+        {"OEM", 437, "ibm437"},
+        {" ansi", 1250, "windows-1250"},
+        {"nonsense", 0, ""},
+        {"Shift-JIS", 932, "shift_jis"},
+        {"x-cp21027", 21027, ""},
+        {"iso-2022-jp-1", 50221, "csiso2022jp"},
+    };
+    for (const auto& [label, codePage, name] : cases) {
+        _bvCharset charset;
+        charset.setByCodePage(1251);
+        charset.setByName(label);
+        _bvCharset copy;
+        copy.copyFrom(charset);
+        EXPECT_EQ(copy.getCodePage(), codePage) << (label ? label : "null");
+        EXPECT_EQ(copy.getName(), name);
+        EXPECT_TRUE(copy.hasName(name.c_str()));
+        EXPECT_FALSE(copy.hasName("utf-8"));
+    }
+    _bvCharset charset;
+    charset.setByName("utf-8");
+    charset.setByCodePage(21027);
+    EXPECT_EQ(charset.getCodePage(), 0U);
+    EXPECT_STREQ(charset.getName(), "");
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <filesystem>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,6 +16,30 @@
 #include "support/fake_clock.h"
 #include "support/scoped_env.h"
 #include "support/temporary_folder.h"
+
+namespace {
+
+/// How many allocations of this thread go well from now on; below 0 all do.
+thread_local int allocationsLeft = -1;
+int openedLogs = 0;
+
+}  // namespace
+
+// Not inlined: the compiler would take the free in one and the new around the other for a mistake.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    void* made = allocationsLeft == 0 ? nullptr : std::malloc(size);
+    allocationsLeft -= allocationsLeft > 0 ? 1 : 0;
+    return made ? made : throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* bytes) noexcept {
+    std::free(bytes);
+}
+[[gnu::noinline]] void operator delete(void* bytes, std::size_t) noexcept {
+    std::free(bytes);
+}
+extern "C" void openlog(const char*, int, int) {
+    ++openedLogs;
+}
 
 namespace tessolt {
 namespace {
@@ -35,24 +61,22 @@ protected:
 };
 
 TEST_F(LogTest, ShowsLineBreaksAsTheLevelSays) {
-    struct Case {
+    const struct {
         std::uint32_t level;
-        const char* text;
-        const char* written;
-    };
-    const Case cases[] = {{1, "Disconnected", "Disconnected\r\n"},
-                          {1, "a\r\nb\r\n", "a <CRLF> b\r\n"},
-                          {3, "a\rb\n\nc\r\r\n\n", "a <CR> b <LF>  <LF> c\r\n"},
-                          {4, "a\r\nb\r\n", "a\r\nb\r\n\r\n"},
-                          {5, "a\nb\rc", "a\r\nb\rc\r\n"},
-                          {6, "%s 100%", "%s 100%\r\n"},
-                          {2, "not for the file", nullptr},
-                          {0, "nothing", nullptr},
-                          {8, "no such bit", nullptr}};
+        const char *text, *written;
+    } cases[] = {{1, "Disconnected", "Disconnected\r\n"},
+                 {1, "a\r\nb\r\n", "a <CRLF> b\r\n"},
+                 {3, "a\rb\n\nc\r\r\n\n", "a <CR> b <LF>  <LF> c\r\n"},
+                 {4, "a\r\nb\r\n", "a\r\nb\r\n\r\n"},
+                 {5, "a\nb\rc", "a\r\nb\rc\r\n"},
+                 {6, "%s 100%", "%s 100%\r\n"},
+                 {2, "not for the file", nullptr},
+                 {0, "nothing", nullptr},
+                 {8, "no such bit", nullptr}};
     object_.SetLogFile(log_.c_str());
     EXPECT_FALSE(std::filesystem::exists(log_));
     std::string expected;
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         object_.Log(c.level, "%s", c.text);
         if (c.written) {
             expected.append("[14:03:09] ").append(c.written);
@@ -90,6 +114,22 @@ TEST_F(LogTest, LosesEntriesWithoutHarmWhereTheFileCannotBeWritten) {
     CZncString name("x");
     object_.GetLogFile(name);
     EXPECT_TRUE(name.IsEmpty());
+}
+
+TEST_F(LogTest, ALackOfMemoryCostsEntriesAndNothingElse) {
+    object_.SetLogFile(log_.c_str());
+    object_.SetActivityFile(activity_.c_str());
+    std::string text;
+    for (int left = 0; left < 1500; left += 1 + left / 100) {
+        text = "entry " + std::to_string(left);
+        allocationsLeft = left;
+        object_.Log(7, "%s", text.c_str());
+        object_.LogLong(7, 100, "%s", text.c_str());
+        allocationsLeft = -1;
+    }
+    EXPECT_EQ(activities().size(), 100u) << "with enough memory nothing is lost";
+    EXPECT_TRUE(logText().ends_with("[14:03:09] " + text + "\r\n"));
+    EXPECT_EQ(logText().find("\r\n\r\n"), std::string::npos);
 }
 
 TEST_F(LogTest, KeepsTheLatestHundredActivitiesAndCutsLongOnes) {
@@ -164,6 +204,8 @@ TEST_F(LogTest, RecordsAnAssertionThatFailsAndGoesOn) {
         object_.LogLong(1, 8, "short hint");
     }
     platform::replaceEventSink({});
+    CZncBase::Assert(false, "the system's own log.cpp", 1);
+    EXPECT_EQ(openedLogs, 0) << "that connection is the program's";
     ASSERT_EQ(events.size(), 2u);
     EXPECT_EQ(events[0], "SceCli: [14:03:09] MERIVANE ASSERTION FAILURE, FILE: [x.cpp]; LINE: 12");
     EXPECT_EQ("SceCli: " + TemporaryFolder::read(folder_.file("assert.txt")), events[1] + "\r\n");

@@ -35,30 +35,29 @@ TEST(NarrowString, EndsAtAZeroByteAndTakesNullAsEmpty) {
 
 TEST(NarrowString, EditsItsEnds) {
     using S = CZncString;
-    struct Case {
+    const struct {
         const char* before;
         void (*change)(S&);
         const char* after;
-    };
-    const Case cases[] = {{"  \r\n\t ", [](S& s) { s.Trim(); }, ""},
-                          {"\t a b\r\n", [](S& s) { s.Trim(); }, "a b"},
-                          {"+OK 12 4096", [](S& s) { s.KeepDigits(); }, "12 4096"},
-                          {"", [](S& s) { s.AddBackslash(); }, "\\"},
-                          {"a\\", [](S& s) { s.AddBackslash(); }, "a\\"},
-                          {"az\xE4", [](S& s) { s.MakeUpper(); }, "AZ\xE4"},
-                          {"b", [](S& s) { s.Prepend("a"); }, "ab"},
-                          {"Ab", [](S& s) { s.Prepend("a", false); }, "aAb"},
-                          {"aab", [](S& s) { s.RemovePrefix("a"); }, "ab"},
-                          {"Aab", [](S& s) { s.RemovePrefix("a"); }, "Aab"},
-                          {"a\r\n\r\n", [](S& s) { s.RemoveSuffix("\r\n"); }, "a"},
-                          {"aaa", [](S& s) { s.RemoveSuffix("aa"); }, "a"},
-                          {"a", [](S& s) { s.RemoveSuffix(""); }, "a"},
-                          {"abcdef", [](S& s) { s.Truncate(4, ".."); }, "ab.."},
-                          {"abcdef", [](S& s) { s.Truncate(1, ".."); }, "."},
-                          {"one\ntwo\r", [](S& s) { s.CutLine(0, "..."); }, "one..."},
-                          {"longer\r\n", [](S& s) { s.CutLine(5, "..."); }, "lo..."},
-                          {"a...b\r\n", [](S& s) { s.CutLine(0, "..."); }, "a...b"}};
-    for (const Case& c : cases) {
+    } cases[] = {{"  \r\n\t ", [](S& s) { s.Trim(); }, ""},
+                 {"\t a b\r\n", [](S& s) { s.Trim(); }, "a b"},
+                 {"+OK 12 4096", [](S& s) { s.KeepDigits(); }, "12 4096"},
+                 {"", [](S& s) { s.AddBackslash(); }, "\\"},
+                 {"a\\", [](S& s) { s.AddBackslash(); }, "a\\"},
+                 {"az\xE4", [](S& s) { s.MakeUpper(); }, "AZ\xE4"},
+                 {"b", [](S& s) { s.Prepend("a"); }, "ab"},
+                 {"Ab", [](S& s) { s.Prepend("a", false); }, "aAb"},
+                 {"aab", [](S& s) { s.RemovePrefix("a"); }, "ab"},
+                 {"Aab", [](S& s) { s.RemovePrefix("a"); }, "Aab"},
+                 {"a\r\n\r\n", [](S& s) { s.RemoveSuffix("\r\n"); }, "a"},
+                 {"aaa", [](S& s) { s.RemoveSuffix("aa"); }, "a"},
+                 {"a", [](S& s) { s.RemoveSuffix(""); }, "a"},
+                 {"abcdef", [](S& s) { s.Truncate(4, ".."); }, "ab.."},
+                 {"abcdef", [](S& s) { s.Truncate(1, ".."); }, "."},
+                 {"one\ntwo\r", [](S& s) { s.CutLine(0, "..."); }, "one..."},
+                 {"longer\r\n", [](S& s) { s.CutLine(5, "..."); }, "lo..."},
+                 {"a...b\r\n", [](S& s) { s.CutLine(0, "..."); }, "a...b"}};
+    for (const auto& c : cases) {
         EXPECT_EQ(changed(c.before, c.change), c.after) << c.before;
     }
 }
@@ -74,17 +73,16 @@ TEST(NarrowString, SearchesWithAndWithoutCase) {
 }
 
 TEST(NarrowString, ReplacesOnceFromLeftToRight) {
-    struct Case {
+    const struct {
         const char *text, *find, *with;
         bool matchCase;
         const char* result;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"aaa", "aa", "b", true, "ba"},       {"xABCx", "abc", "-", false, "x-x"},
         {"xABCx", "abc", "-", true, "xABCx"}, {"aXa", "x", "Xx", false, "aXxa"},
         {"abc", "", "-", true, "abc"},        {"\r\n.\r\n.\r\n", "\r\n.\r\n", "#", true, "#.\r\n"},
         {"aa", "a", nullptr, true, ""}};
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         CZncString narrow(c.text);
         narrow.Replace(c.find, c.with, c.matchCase);
         EXPECT_EQ(narrow, c.result) << c.text;
@@ -95,17 +93,15 @@ TEST(NarrowString, ReplacesOnceFromLeftToRight) {
 }
 
 TEST(NarrowString, ReadsTokensInAnyOrder) {
-    struct Case {
+    const struct {
         const char *text, *separator;
         int index;
         const char* token;
-    };
-    const Case cases[] = {
-        {"250 OK", " ", 0, "250"}, {"250 OK", " ", 1, "OK"}, {"250 OK", " ", 2, "dflt"},
-        {"", " ", 0, "dflt"},      {"a  b", " ", 1, "dflt"}, {"a  b", " ", 2, "b"},
-        {"a, b", ", ", 1, "b"},    {"a b", "", 0, "a b"},    {"a b", "", 1, "dflt"},
-        {"a b", " ", -1, "dflt"},  {"a b ", " ", 2, "dflt"}, {"--", "--", 1, "dflt"}};
-    for (const Case& c : cases) {
+    } cases[] = {{"250 OK", " ", 0, "250"}, {"250 OK", " ", 1, "OK"}, {"250 OK", " ", 2, "dflt"},
+                 {"", " ", 0, "dflt"},      {"a  b", " ", 1, "dflt"}, {"a  b", " ", 2, "b"},
+                 {"a, b", ", ", 1, "b"},    {"a b", "", 0, "a b"},    {"a b", "", 1, "dflt"},
+                 {"a b", " ", -1, "dflt"},  {"a b ", " ", 2, "dflt"}, {"--", "--", 1, "dflt"}};
+    for (const auto& c : cases) {
         CZncString result;
         CZncString(c.text).GetToken(c.separator, "dflt", result, c.index);
         EXPECT_EQ(result, c.token) << c.text << "|" << c.index;
@@ -159,16 +155,15 @@ TEST(NarrowString, FormatsWithAndWithoutALimit) {
 }
 
 TEST(WideString, ConvertsThroughTheAnsiCodePage) {
-    struct Case {
+    const struct {
         std::uint32_t page;
         const char16_t* wide;
         const char* ansi;
-    };
-    const Case cases[] = {{1252, u"caf\u00E9 \u20AC", "caf\xE9 \x80"},
-                          {1251, u"\u0416", "\xC6"},
-                          {932, u"\u65E5\u672C", "\x93\xFA\x96\x7B"},
-                          {65001, u"\U0001F600\u0416", "\xF0\x9F\x98\x80\xD0\x96"}};
-    for (const Case& c : cases) {
+    } cases[] = {{1252, u"caf\u00E9 \u20AC", "caf\xE9 \x80"},
+                 {1251, u"\u0416", "\xC6"},
+                 {932, u"\u65E5\u672C", "\x93\xFA\x96\x7B"},
+                 {65001, u"\U0001F600\u0416", "\xF0\x9F\x98\x80\xD0\x96"}};
+    for (const auto& c : cases) {
         const platform::ScopedAnsiCodePage page(c.page);
         EXPECT_STREQ(CZncStringW(c.wide).GetAnsi(), c.ansi);
         EXPECT_EQ(CZncStringW(c.ansi), c.wide);

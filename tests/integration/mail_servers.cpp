@@ -103,6 +103,11 @@ void stop(pid_t pid) {
 
 }  // namespace
 
+const MailServers& MailServers::shared() {
+    static const MailServers instance;
+    return instance;
+}
+
 MailServers::MailServers() {
     if (::geteuid() != 0) {
         problem_ = "the mail servers can only be started as root";
@@ -119,7 +124,7 @@ MailServers::MailServers() {
     // The servers' own accounts must be able to enter it.
     fs::permissions(root_, fs::perms(0755));
     for (std::uint16_t* port :
-         {&smtp_port_, &starttls_port_, &smtps_port_, &pop3_port_, &pop3s_port_}) {
+         {&smtpPort, &startTlsPort, &smtpsPort, &relayPort, &pop3Port, &pop3sPort}) {
         *port = support::unusedPort();
     }
     for (const char* folder : {"etc", "postfix/spool", "postfix/data", "dovecot", "mail"}) {
@@ -149,11 +154,12 @@ void MailServers::writeConfiguration() const {
         {"@ROOT@", root_},
         {"@DOMAIN@", kDomain},
         {"@OWNER@", std::to_string(kMailOwner)},
-        {"@SMTP@", std::to_string(smtp_port_)},
-        {"@STARTTLS@", std::to_string(starttls_port_)},
-        {"@SMTPS@", std::to_string(smtps_port_)},
-        {"@POP3@", std::to_string(pop3_port_)},
-        {"@POP3S@", std::to_string(pop3s_port_)}};
+        {"@SMTP@", std::to_string(smtpPort)},
+        {"@STARTTLS@", std::to_string(startTlsPort)},
+        {"@SMTPS@", std::to_string(smtpsPort)},
+        {"@RELAY@", std::to_string(relayPort)},
+        {"@POP3@", std::to_string(pop3Port)},
+        {"@POP3S@", std::to_string(pop3sPort)}};
     for (const char* name : {"main.cf", "master.cf", "dovecot.conf"}) {
         std::string text =
             support::TemporaryFolder::read(std::string(TESSOLT_SERVER_CONFIG) + name);
@@ -180,14 +186,14 @@ bool MailServers::startPostfix() {
     const fs::path pid_file = root_ / "postfix/spool/pid/master.pid";
     return waitUntil(kStartLimit, [&] {
         postfix_ = readPid(pid_file);
-        return postfix_ > 0 && accepts(smtp_port_) && accepts(smtps_port_);
+        return postfix_ > 0 && accepts(smtpPort) && accepts(smtpsPort);
     });
 }
 
 bool MailServers::startDovecot() {
     dovecot_ = spawn({"/usr/sbin/dovecot", "-F", "-c", root_ / "etc/dovecot.conf"});
     return dovecot_ > 0 && waitUntil(kStartLimit, [&] {
-               return accepts(pop3_port_) && fs::exists(root_ / "dovecot/auth");
+               return accepts(pop3Port) && fs::exists(root_ / "dovecot/auth");
            });
 }
 

@@ -18,6 +18,9 @@ public:
     static constexpr const char* kDomain = "box.test";
     static constexpr const char* kAddress = "user@box.test";
 
+    /// One pair of servers for all tests of the program.
+    static const MailServers& shared();
+
     /// Starts both. When that can't be done, `problem` says why, in one line.
     MailServers();
 
@@ -30,11 +33,17 @@ public:
     /// Empty when both servers run.
     const std::string& problem() const { return problem_; }
 
-    std::uint16_t smtpPort() const { return smtp_port_; }          ///< plain, AUTH
-    std::uint16_t startTlsPort() const { return starttls_port_; }  ///< STARTTLS and AUTH
-    std::uint16_t smtpsPort() const { return smtps_port_; }        ///< implicit TLS, AUTH
-    std::uint16_t pop3Port() const { return pop3_port_; }          ///< plain, USER and APOP
-    std::uint16_t pop3sPort() const { return pop3s_port_; }        ///< implicit TLS
+    std::uint16_t smtpPort = 0;      ///< plain, AUTH
+    std::uint16_t startTlsPort = 0;  ///< STARTTLS and AUTH
+    std::uint16_t smtpsPort = 0;     ///< implicit TLS, AUTH
+    std::uint16_t pop3Port = 0;      ///< plain, USER and APOP
+    std::uint16_t pop3sPort = 0;     ///< implicit TLS
+    std::uint16_t relayPort = 0;     ///< takes mail for `kDomain` from this machine without a login
+
+    /// The certificate of both, signed by itself and made out for 127.0.0.1.
+    std::string certificate() const { return root_ / "cert.pem"; }
+    /// Where the messages lie, in "new" and "cur".
+    std::filesystem::path mailbox() const { return root_ / "mail/box"; }
 
     /// Waits until the mailbox holds `count` messages; false after the given time.
     bool waitForMessages(std::size_t count, int milliseconds = 30000) const;
@@ -52,11 +61,6 @@ private:
     std::string problem_;
     pid_t postfix_ = 0;
     pid_t dovecot_ = 0;
-    std::uint16_t smtp_port_ = 0;
-    std::uint16_t starttls_port_ = 0;
-    std::uint16_t smtps_port_ = 0;
-    std::uint16_t pop3_port_ = 0;
-    std::uint16_t pop3s_port_ = 0;
 };
 
 }  // namespace tessolt::test

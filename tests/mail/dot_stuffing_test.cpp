@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <utility>
+
+#include "mail/smtp_envelope.h"
 
 namespace tessolt {
 namespace {
@@ -21,15 +24,37 @@ TEST(DotStuffing, DoublesWhatCouldEndTheMessage) {
         {".\r\n", "..\r\n"},
         {"a\r\n.\r\n.\r\n.b\r\n.", "a\r\n..\r\n..\r\n.b\r\n.."},
         {"a\n.\nb\n.\r\nc\r\n.\n", "a\n..\nb\n..\r\nc\r\n..\n"},
-        {".a\r\n..\r\n. \r\n\r.\r\n.\rx", ".a\r\n..\r\n. \r\n\r.\r\n.\rx"}};
+        {"a\n.\r\r\nb\r\n.\r\r\r", "a\n..\r\r\nb\r\n..\r\r\r"},
+        {"a\r.\r\nb\n.\rx\n.\r", "a\r..\r\nb\n..\rx\n..\r"},
+        {".a\r\n..\r\n. \r\n\r.x\n. \r", ".a\r\n..\r\n. \r\n\r.x\n. \r"}};
     for (const auto& [text, expected] : cases) {
         EXPECT_EQ(DoubleLoneDots(text, "\r\n.\r\n"), expected + std::string("\r\n.\r\n"));
         EXPECT_EQ(FindLoneDot(text) != std::string_view::npos, text != std::string(expected));
     }
 }
 
+TEST(DotStuffing, OfATextInPieces) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"", ".\r\n"},
+        {".", "..\r\n.\r\n"},
+        {"a\r\n.b\r\n.\r\n", "a\r\n..b\r\n..\r\n.\r\n"},
+        {"a\n.\nb.c", "a\n..\nb.c\r\n.\r\n"}};
+    for (const auto& [text, expected] : cases) {
+        for (std::size_t size = 1; size < 9; ++size) {
+            std::string wire;
+            tessolt::DotStuffing stuffing;
+            for (std::string_view rest = text; !rest.empty();) {
+                stuffing.Append(rest.substr(0, size), wire);
+                rest.remove_prefix(std::min(size, rest.size()));
+            }
+            stuffing.AppendEnd(wire);
+            EXPECT_EQ(wire, expected) << size;
+        }
+    }
+}
+
 TEST(DotStuffing, RemovesTheDotsOfAReceivedBody) {
-    EXPECT_EQ(undone("..\r\n...x\r\n.\r\n"), ".\r\n..x\r\n\r\n");
+    EXPECT_EQ(undone("..\r\n...x\r\n.\r\n"), "..\r\n..x\r\n\r\n");
     EXPECT_EQ(undone("a\n.b\r.c\r\n.d"), "a\n.b\r.c\r\nd");
 }
 
@@ -46,10 +71,10 @@ TEST(DotStuffing, AgreesWithTheSlowForm) {
             const std::string before = text.substr(0, i);
             const std::string behind = text.substr(i + 1);
             const bool dot = text[i] == '.';
-            const bool begins = before.empty() || before.ends_with("\n");
-            const bool ends = behind.empty() || behind[0] == '\n' || behind.starts_with("\r\n");
+            const bool begins = before.empty() || before.ends_with("\n") || before.ends_with("\r");
+            const bool ends = behind.empty() || behind[0] == '\n' || behind[0] == '\r';
             doubled += dot && begins && ends ? ".." : text.substr(i, 1);
-            bare += dot && (before.empty() || before.ends_with("\r\n")) ? "" : text.substr(i, 1);
+            bare += dot && before.ends_with("\r\n") ? "" : text.substr(i, 1);
         }
         ASSERT_EQ(DoubleLoneDots(text, ""), doubled) << text;
         ASSERT_EQ(undone(text), bare) << text;

@@ -69,11 +69,13 @@ bool converse(ServerPart& part, support::ServerStream& stream, bool welcomes) {
         std::string verb = line.substr(0, 4);
         std::transform(verb.begin(), verb.end(), verb.begin(), borvik::asciiUpper);
         goesOn = answer(verb);
-        if (verb == "STAR" && reply.starts_with("220")) {
+        if ((verb == "STAR" && reply.starts_with("220")) ||
+            (verb == "STLS" && reply.starts_with("+OK"))) {
             return true;
         }
         if (verb == "DATA" && reply.starts_with("354")) {
-            stream.readUntil("\r\n.\r\n");
+            while (!(line = stream.readUntil("\n")).empty() && line != ".\r\n") {
+            }
             goesOn = answer(".");
         }
     }
@@ -92,7 +94,8 @@ ServerPart smtpPart(std::string_view changes) {
 ServerPart pop3Part(std::string_view changes) {
     return changed(
         ":+OK hello|USER:+OK|PASS:+OK|APOP:+OK|CAPA:+OK~TOP~USER~.|STAT:+OK 2 600|DELE:+OK"
-        "|RETR:+OK~Subject: s~~body~.|TOP :+OK~Subject: s~~.|QUIT:+OK bye",
+        "|RETR:+OK~Subject: s~~body~.|TOP :+OK~Subject: s~~.|QUIT:+OK bye"
+        "|LIST:+OK~1 200~2 400~.|UIDL:+OK~1 one~2 two~.",
         changes);
 }
 
@@ -146,14 +149,15 @@ MailClient::MailClient(Route route) : route_(route) {
 
 ServerPart MailClient::part(std::string_view changes) const {
     if (isPop3()) {
-        return pop3Part(changes);
+        const std::string offer = "CAPA:+OK~STLS~TOP~UIDL~.|STLS:+OK go|";
+        return pop3Part((route_ == kStls ? offer : "") + std::string(changes));
     }
     const std::string offer = "EHLO:250-x~250-STARTTLS~250 ok|STAR:220 go|AUTH:235 in|";
     return smtpPart((route_ == kStartTls ? offer : "") + std::string(changes));
 }
 
 Tls MailClient::tls() const {
-    return route_ == kStartTls                        ? Tls::kOnCommand
+    return route_ == kStartTls || route_ == kStls     ? Tls::kOnCommand
            : route_ == kSmtpTls || route_ == kPop3Tls ? Tls::kFromStart
                                                       : Tls::kNone;
 }

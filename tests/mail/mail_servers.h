@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -78,14 +80,15 @@ struct MailSession {
 /// A client for whole conversations over one of the routes.
 class MailClient {
 public:
-    enum Route { kSmtp, kSmtpTls, kStartTls, kPop3, kPop3Tls };
+    enum Route { kSmtp, kSmtpTls, kStartTls, kPop3, kPop3Tls, kStls };
 
     explicit MailClient(Route route);
 
     /// A server for this client: `served` with the healthy part but for `changes`.
     ServerPart part(std::string_view changes = {}) const;
     Tls tls() const;
-    bool isPop3() const { return route_ == kPop3 || route_ == kPop3Tls; }
+    bool isPop3() const { return route_ >= kPop3; }
+    void setRules(const MailRules& rules) { smtp.m_rules = pop3.m_rules = rules; }
     /// Every limit in milliseconds.
     void setLimits(std::uint32_t limit);
     /// Each returns the number for `LastError`.

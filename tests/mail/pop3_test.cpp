@@ -75,6 +75,13 @@ TEST(Pop3, EveryLoginTakesItsPath) {
     }
 }
 
+TEST(Pop3, AnUnansweredApopIsNoFailureWhereTheMessagesCanBeCounted) {
+    Session session(pop3Part(":+OK <1.2@x>|APOP:;"));
+    session.engine.m_lTimeoutCommand = 300;
+    EXPECT_EQ(session.engine.Connect(), 0);
+    EXPECT_EQ(session.engine.m_lMessageCount, 2);
+}
+
 TEST(Pop3, RefusesWhatCannotBeAHost) {
     CZnPop3 pop3;
     CZnMail mail;
@@ -150,7 +157,7 @@ TEST(Pop3, BodiesComeWholeHoweverTheyArrive) {
         {head + "one\r\n..\r\n..two\r\n.\r\n", u"one\r\n.\r\n.two\r\n\r\n"},
         {head + "a\n.\nb\r\n.\r\n", u"a\n.\nb\r\n\r\n"},
         {head + "cut" + std::string(1, '\0') + "here\r\n.\r\n", u"cut"},
-        {"." + head + "dotted head\r\n.\r\n", u"dotted head\r\n\r\n"},
+        {".x: y\r\n" + head + "dotted head\r\n.\r\n", u"dotted head\r\n\r\n"},
         {head + big + "\r\n.\r\n", std::u16string(big.begin(), big.end()) + u"\r\n\r\n"},
         {".\r\n", u""}};
     for (const Delivery delivery : {Delivery::kWhole, Delivery::kLines, Delivery::kBytes}) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/rules_from_settings.h"
 #include "mail_servers.h"
 #include "support/process_memory.h"
 #include "support/scoped_settings.h"
@@ -135,47 +136,21 @@ TEST(SecureSessions, AFailedHandshakeEndsInSilenceAndInTime) {
 }
 
 TEST(SecureSessions, TheServerIsCheckedWhereTheSettingAsksForIt) {
-    const Identity authority({.commonName = "Authority", .isAuthority = true});
-    const Identity stranger({.commonName = "Stranger", .isAuthority = true});
-    const std::vector<std::string> names = {"DNS:localhost"};
-    const Identity good({.commonName = "g", .names = names, .issuer = &authority});
-    const Identity unknown({.commonName = "u", .names = names, .issuer = &stranger});
-    const Identity expired(
-        {.commonName = "e", .names = names, .issuer = &authority, .daysFrom = -9, .daysTo = -1});
-    const Identity early({.commonName = "f", .names = names, .issuer = &authority, .daysFrom = 5});
-    struct Case {
-        const Identity& shown;
-        const char* host;
-        const char* cause;  ///< Empty: all is well.
-    };
-    const Case cases[] = {
-        {good, "localhost", ""},
-        {good, "127.0.0.1", "name differs, wanted [127.0.0.1], certificate is for [localhost]"},
-        {expired, "localhost", "expired on "},
-        {early, "localhost", "not yet valid, begins on "},
-        {mailIdentity(), "localhost", "self-signed"},
-        {unknown, "localhost", "unknown issuer [CN=Stranger]"}};
+    const Identity good({.commonName = "g", .names = {"DNS:localhost"}});
     constexpr std::int32_t kRefused[] = {37414, 37706, 37504};
     const TemporaryFolder folder;
     const std::string trust =
-        "\"TrustFile\"=\"" + folder.write("trust", authority.certificatePem()) + "\"\n";
+        "\"TrustFile\"=\"" + folder.write("trust", good.certificatePem()) + "\"\n";
     for (const bool asked : {true, false}) {
         const ScopedSettings settings(trust + (asked ? "\"VerifyServer\"=\"1\"\n" : ""));
-        for (const Case& c : cases) {
+        for (const Identity& shown : {good, mailIdentity()}) {
             for (std::size_t i = 0; i < std::size(kRoutes); ++i) {
-                SCOPED_TRACE(c.cause + std::to_string(i));
                 MailClient client(kRoutes[i]);
-                const std::string log = folder.file("log" + std::to_string(i));
-                std::filesystem::remove(log);
-                client.smtp.SetLogFile(log.c_str());
-                client.pop3.SetLogFile(log.c_str());
+                client.setRules(rulesFromSettings());
                 const ScriptedServer server(
-                    served(client.part(), client.tls(), TlsServerSetup(c.shown)));
-                const bool refused = asked && *c.cause != '\0';
-                EXPECT_EQ(client.talk(server.port(), c.host), refused ? kRefused[i] : 0);
-                const std::string line = "] Server certificate refused: ";
-                EXPECT_EQ(TemporaryFolder::read(log).find(line + c.cause) != std::string::npos,
-                          refused);
+                    served(client.part(), client.tls(), TlsServerSetup(shown)));
+                const bool refused = asked && shown.certificate() != good.certificate();
+                EXPECT_EQ(client.talk(server.port()), refused ? kRefused[i] : 0);
             }
         }
     }

@@ -120,7 +120,7 @@ TEST(SmtpSession, RepliesAreReadHoweverTheyArrive) {
 TEST(SmtpSession, ACommandIsOneLine) {
     Session session(smtpPart());
     ASSERT_EQ(session.engine.Connect(), 0);
-    for (const char* address : {"a@b\r\nQUIT", "a@b\nQUIT", "a@b\r"}) {
+    for (const char* address : {"a@b\r\nQUIT", "a@b\nQUIT", "a@b\r", "a@b> SIZE=1", "a b"}) {
         session.engine.m_bNeedsReset = false;
         EXPECT_EQ(session.engine.MailFrom(address), -2010);
         EXPECT_TRUE(session.engine.m_bNeedsReset);

@@ -4,12 +4,14 @@
 #include <tuple>
 
 #include "message/record_text.h"
+#include "platform/code_page.h"
 #include "support/temporary_folder.h"
 
 namespace tessolt {
 namespace {
 
 using support::utf8;
+using support::wide;
 
 TEST(Decoding, ReadsTheSender) {
     const std::tuple<std::string, const char*, const char*> cases[] = {
@@ -75,8 +77,7 @@ TEST(Decoding, SortsPartsIntoBodiesAndAttachments) {
         EXPECT_EQ(utf8(mail.m_wstrBodyHtml), html) << text;
         std::string found;
         for (const auto& attachment : mail.m_lstAttachments) {
-            found += attachment->m_strFileName.GetString() + ":" +
-                     attachment->m_strContentType.GetString() + ";";
+            found += attachment->m_strFileName + ":" + attachment->m_strContentType + ";";
         }
         EXPECT_EQ(found, attachments) << text;
     }
@@ -97,6 +98,36 @@ TEST(Decoding, LeavesOutPartsBelowDepthFour) {
     }
 }
 
+TEST(Decoding, UnderUtf8BytesReadAsTheyCameOffTheWire) {
+    const std::string multipart = "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n";
+    const std::tuple<std::string, const char*, const char*> cases[] = {
+        {"Content-Type: text/plain; charset=iso-8859-1\r\n\r\ncaf\xE9", "", "caf\u00e9"},
+        {"Content-Type: text/plain; charset=koi8-r\r\n\r\n\xF0", "", "\u041f"},
+        {"Subject: caf\xE9\r\n\r\ncaf\xE9", "caf\u00e9", "caf\u00e9"},
+        {"Subject: \u65e5\U0001F600\r\nContent-Type: text/plain; charset=utf-8\r\n\r\n\U0001F600",
+         "\u65e5\U0001F600", "\U0001F600"},
+        {"Subject: \u00e9\xFF\r\nContent-Type: text/plain; charset=utf-8\r\n\r\na\xE6\x97z\xFF",
+         "\u00e9\uFFFD", "a\uFFFDz\uFFFD"},
+        {"Subject: =?utf-8?B?w6n/?=\r\n\r\n", "\u00e9\uFFFD", ""},
+        // A pair that looks like UTF-8 in one part tells nothing of the other.
+        {multipart + "Content-Type: text/html; charset=utf-8\r\n\r\n\u00e9\r\n--b\r\n"
+                     "Content-Type: text/plain; charset=iso-8859-2\r\n\r\n\xE6\r\n--b--",
+         "", "\u0107"},
+    };
+    const support::TemporaryFolder folder;
+    const platform::ScopedAnsiCodePage page(platform::kUtf8Page);
+    for (const auto& [text, subject, body] : cases) {
+        CZnMail fetched;
+        CZnMail loaded;
+        EXPECT_EQ(fetched.LoadFromText(text.c_str()), 0);
+        EXPECT_EQ(loaded.LoadFromFile(wide(folder.write("in.eml", text))), 0);
+        for (const CZnMail* mail : {&fetched, &loaded}) {
+            EXPECT_EQ(utf8(mail->m_wstrSubject), subject) << text;
+            EXPECT_EQ(utf8(mail->m_wstrBodyPlainText), body) << text;
+        }
+    }
+}
+
 TEST(Decoding, LoadsAndSavesFiles) {
     const support::TemporaryFolder folder;
     const std::string text =
@@ -105,8 +136,8 @@ TEST(Decoding, LoadsAndSavesFiles) {
     CZnMail mail;
     mail.AddTo(u"old@example.org");
     mail.AddHeader("X-Old", "1");
-    EXPECT_EQ(mail.LoadFromFile(folder.write("in.eml", text).c_str()), 0);
-    EXPECT_EQ(utf8(mail.m_wstrSubject), "\u00e9\u20ac") << "4-byte characters are lost here";
+    EXPECT_EQ(mail.LoadFromFile(wide(folder.write("in.eml", text))), 0);
+    EXPECT_EQ(utf8(mail.m_wstrSubject), "\u00e9\U0001F600\u20ac");
     EXPECT_EQ(utf8(mail.m_wstrOrganization), "\u00e9");
     EXPECT_EQ(utf8(mail.m_wstrReadReceiptAddress), "r@s");
     EXPECT_EQ(mail.m_nPriority, 3);
@@ -114,10 +145,10 @@ TEST(Decoding, LoadsAndSavesFiles) {
     CZncString value;
     EXPECT_EQ(mail.GetHeader("DATE", value), "today");
     EXPECT_EQ(mail.GetHeader("X-None", value), "");
-    EXPECT_EQ(mail.SaveToFile(folder.file("out.eml").c_str()), 0);
+    EXPECT_EQ(mail.SaveToFile(wide(folder.file("out.eml"))), 0);
     EXPECT_TRUE(support::TemporaryFolder::read(folder.file("out.eml")).ends_with("\r\n\r\nbody"));
-    EXPECT_EQ(mail.SaveToFile(folder.file("no/folder").c_str()), kMailFileSaveFailed);
-    EXPECT_EQ(mail.LoadFromFile(folder.file("none").c_str()), kMailFileLoadFailed);
+    EXPECT_EQ(mail.SaveToFile(wide(folder.file("no/folder"))), kMailFileSaveFailed);
+    EXPECT_EQ(mail.LoadFromFile(wide(folder.file("none"))), kMailFileLoadFailed);
     EXPECT_TRUE(mail.m_wstrSubject.IsEmpty());
 }
 

@@ -50,7 +50,7 @@ TEST_F(Encoding, WritesAWholeMessage) {
     for (const char* name : {"X-B", "X-a", "X-A", "Subject", "X-A"}) {
         mail_.AddHeader(name, std::to_string(mail_.m_mapHeaders.size()));
     }
-    ASSERT_EQ(mail_.AddFiles(folder_.write("a.b.txt", "hello")), 0);
+    ASSERT_EQ(mail_.AddFiles(support::wide(folder_.write("a.b.txt", "hello"))), 0);
     mail_.Encode();
     EXPECT_EQ(sourceOf(mail_),
               "Reply-To: \"Ann\" <ann@example.org>\r\nFrom: \"Ann\" <ann@example.org>\r\n"
@@ -121,7 +121,7 @@ TEST_F(Encoding, ChoosesTheTreeByWhatThereIs) {
         mail.m_wstrBodyPlainText = plain;
         mail.m_wstrBodyHtml = html;
         for (int i = 0; i < files; ++i) {
-            ASSERT_EQ(mail.AddFiles(folder_.write("p.gif", "GIF")), 0);
+            ASSERT_EQ(mail.AddFiles(support::wide(folder_.write("p.gif", "GIF"))), 0);
         }
         mail.Encode();
         const CZncString first = mail.m_strBoundary;
@@ -155,7 +155,7 @@ TEST_F(Encoding, DrawsAgainWhenATextHoldsTheBoundary) {
                 "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n"
                 "Content-Type: message/rfc822\r\n\r\n" +
                 attached + "\r\n--b--\r\n";
-            mail.LoadFromFile(folder_.write("in.eml", text).c_str());
+            mail.LoadFromFile(support::wide(folder_.write("in.eml", text)));
         }
         Utf8ToWide(plain.c_str(), mail.m_wstrBodyPlainText);
         mail.m_wstrBodyHtml = html;

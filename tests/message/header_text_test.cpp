@@ -26,6 +26,9 @@ TEST(HeaderText, IsOneEncodedWord) {
         {1251, 0, u"caf\u00e9", "=?windows-1251?B?Y2FmPw==?="},
         {932, 0, u"\u00a7", "=?shift_jis?B?gZg=?="},
         {65001, 0, u"caf\u00e9", "=?utf-8?B?Y2Fmw6k=?="},
+        {65001, 1252, u"caf\u00e9", "=?windows-1252?B?Y2Fm6Q==?="},
+        {65001, 28595, u"caf\u00e9", "=?utf-8?B?Y2Fmw6k=?="},
+        {65001, 12345, u"caf\u00e9", "=?utf-8?B?Y2Fmw6k=?="},
     };
     for (const auto& [ansiPage, encoding, text, expected] : cases) {
         const platform::ScopedAnsiCodePage page(ansiPage);
@@ -37,6 +40,7 @@ TEST(HeaderText, IsOneEncodedWord) {
 }
 
 TEST(TextBody, IsLabelledByClassAndEncoding) {
+    const platform::ScopedAnsiCodePage page(1252);
     const std::tuple<std::int32_t, const char16_t*, const char16_t*, const char*> cases[] = {
         {28595, u"a", u"", "text/plain\r\nContent-Transfer-Encoding: 7bit\r\n\r\na"},
         {28595, u"caf\u00e9", u"",

@@ -5,6 +5,7 @@
 
 #include "message/address_text.h"
 #include "message/record_text.h"
+#include "platform/code_page.h"
 
 namespace tessolt {
 namespace {
@@ -12,13 +13,16 @@ namespace {
 TEST(IsValidEmailAddress, AcceptsWhatLooksLikeAnAddress) {
     const std::string longest = std::string(60, 'a') + "@b.c";
     for (const std::string& text : {std::string("a@b"), std::string("a@b@c"), longest}) {
-        EXPECT_TRUE(IsValidEmailAddress(text)) << text;
+        EXPECT_TRUE(IsValidEmailAddress(support::wide(text))) << text;
     }
     for (const char* text : {"", "a", "@b", "a@", "a@\t", "a@b@", "a%b@c", "a~b@c", "a b@c",
                              "a\\b@c", "a;b@c", "a,b@c", "a|b@c", "<a@b", "a@b>"}) {
-        EXPECT_FALSE(IsValidEmailAddress(text)) << text;
+        EXPECT_FALSE(IsValidEmailAddress(support::wide(text))) << text;
     }
-    EXPECT_FALSE(IsValidEmailAddress("a" + longest));
+    EXPECT_FALSE(IsValidEmailAddress(support::wide("a" + longest)));
+    const platform::ScopedAnsiCodePage page(932);
+    EXPECT_TRUE(IsValidEmailAddress(u"\u8868@x.jp")) << "its second byte is that of a backslash";
+    EXPECT_FALSE(IsValidEmailAddress(std::u16string(31, u'\u8868') + u"@x.jp")) << "67 bytes";
 }
 
 TEST(CZnMail, AddToReadsAListOfAddresses) {
@@ -47,6 +51,9 @@ TEST(CZnMail, ChecksSenderAndRecipientsForSending) {
     CZnMail mail;
     mail.AddCc(u"a@b;c@d");
     EXPECT_EQ(CZnMail::JoinAddresses(mail.m_lstCc), "a@b;c@d");
+    CZnMail loaded;
+    loaded.LoadFromText("To: \" \", a@b, \" \", c@d, \" \"\r\n\r\n");
+    EXPECT_EQ(CZnMail::JoinAddresses(loaded.m_lstTo), ";a@b;;c@d");
     EXPECT_EQ(mail.CheckForSending(), kMailNoToRecipients);
     mail.AddTo(u"a@b");
     EXPECT_EQ(mail.CheckForSending(), 0);

@@ -12,6 +12,10 @@ inline std::string utf8(const tessolt::CZncStringW& text) {
     return borvik::wideToUtf8Paired(text.View());
 }
 
+inline std::u16string wide(std::string_view text) {
+    return borvik::utf8ToWidePaired(text);
+}
+
 /// The recipients as "name <address>" in UTF-8, joined by "|".
 inline std::string showRecipients(const tessolt::RecipientList& list) {
     std::string shown;

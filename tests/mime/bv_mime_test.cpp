@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -10,9 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "charset/outward_strings.h"
 #include "mime/cls_mime.h"
+#include "platform/code_page.h"
 #include "support/temporary_folder.h"
+#include "text/outward_strings.h"
 
 namespace borvik {
 namespace {
@@ -25,17 +27,8 @@ std::string bodyOf(BvMime& mime) {
     return std::string(bytes.view());
 }
 
-TEST(BvMime, BeginsEmpty) {
-    BvMime mime;
-    EXPECT_STREQ(mime.entireHead(), "");
-    EXPECT_EQ(mime.NumParts(), 0);
-    EXPECT_STREQ(mime.contentType(), "");
-    EXPECT_STREQ(mime.getMime(), "\r\n\r\n");
-    EXPECT_TRUE(mime.LoadMime(""));
-    EXPECT_STREQ(mime.getMime(), "\r\n\r\n");
-}
-
 TEST(BvMime, ReadsAndWritesHeaderFields) {
+    const platform::ScopedAnsiCodePage page(1252);
     BvMime mime;
     EXPECT_TRUE(mime.AddHeaderField("X-A", " \t\r\n"));
     EXPECT_TRUE(mime.AddHeaderField(" X-A ", " one "));
@@ -56,7 +49,7 @@ TEST(BvMime, ReadsAndWritesHeaderFields) {
     EXPECT_STREQ(mime.filename(), "n.txt");
     mime.Disposition("");
     EXPECT_EQ(mime.header("Content-Disposition"), nullptr);
-    mime.ContentType(" text/plain; name=x");
+    mime.ContentType(" Text/Plain; name=x");
     EXPECT_STREQ(mime.contentType(), " text/plain; name=x");
     EXPECT_STREQ(mime.name(), "");
     mime.Encoding(" 7bit ");
@@ -151,6 +144,8 @@ TEST(BvMime, LoadsFiles) {
     mime.SetBody("stays");
     EXPECT_FALSE(mime.LoadMimeFile(file.c_str()));
     EXPECT_EQ(bodyOf(mime), "stays");
+    EXPECT_TRUE(mime.LoadMime(""));
+    EXPECT_STREQ(mime.getMime(), "\r\n\r\n");
 
     const std::tuple<std::string, int, std::string> cases[] = {
         {"", 0, ""},
@@ -170,6 +165,7 @@ TEST(BvMime, LoadsFiles) {
 }
 
 TEST(BvMime, GivesABodyAsBytesOrAsText) {
+    const platform::ScopedAnsiCodePage page(1252);
     BvByteData bytes;
     bytes.append("a\0b", 3);
     BvMime mime;
@@ -221,6 +217,34 @@ TEST(ClsMime, SharesATreeBetweenThreads) {
     work(root);
     second.join();
     EXPECT_EQ(root.numParts(), 2 * kParts + 1);
+}
+
+TEST(ClsMime, AppendsFromATreeThatAnotherThreadUses) {
+    std::string text = "Content-Type: multipart/mixed; boundary=b\r\n\r\n";
+    constexpr int kParts = 2'000;
+    for (int i = 0; i < kParts; ++i) {
+        text += "--b\r\nX: y\r\n\r\nbody\r\n";
+    }
+    for (int round = 0; round < 20; ++round) {
+        ClsMime source;
+        source.loadMimeText(text + "--b--", false);
+        const std::unique_ptr<ClsMime> first = source.getPart(0);
+        const std::unique_ptr<ClsMime> second = source.getPart(1);
+        ClsMime root;
+        // Both threads are the first to look for a part that isn't the root.
+        std::atomic<int> waiting = 2;
+        std::thread other([&] {
+            for (--waiting; waiting != 0;) {
+            }
+            second->setEncoding("7bit");
+        });
+        for (--waiting; waiting != 0;) {
+        }
+        root.appendPart(*first);
+        other.join();
+        EXPECT_EQ(root.numParts(), 2);
+        EXPECT_EQ(source.numParts(), kParts);
+    }
 }
 
 }  // namespace

@@ -1,12 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "mime/boundary_search.h"
+#include "mime/html_help.h"
+#include "mime/line_repair.h"
 #include "mime/message_loader.h"
 #include "mime/mime_message2.h"
 #include "mime/mime_tree_text.h"
+#include "platform/code_page.h"
 
 namespace borvik {
 namespace {
@@ -89,6 +94,9 @@ TEST(MimeParsing, CutsAMultipartIntoItsParts) {
         {"Content-Type: multipart/mixed; boundary=\"=_alternative x\"\r\n\r\n"
          "--=_alternative  x\r\n\r\none\r\n--=_alternative  x--",
          "multipart/mixed['one']"},
+        // A header is read on behind the part that lacks its end.
+        {multipart("--b\r\nX: y\r\n--b\r\nContent-Type: text/html\r\nX: z\r\n\r\ntwo\r\n--b--"),
+         "multipart/mixed[text/html'', text/html'two']"},
         {"Content-Type: message/rfc822\r\n\r\nContent-Type: text/html\r\n\r\nx",
          "message/rfc822'Content-Type: text/html\r\n\r\nx'"},
     };
@@ -97,41 +105,49 @@ TEST(MimeParsing, CutsAMultipartIntoItsParts) {
     }
 }
 
-TEST(MimeParsing, ReadsAHeaderOnBehindThePartThatLacksItsEnd) {
-    EXPECT_EQ(describeFile(multipart("--b\r\nX: y\r\n--b\r\nContent-Type: text/html\r\nX: z\r\n\r\n"
-                                     "two\r\n--b--")),
-              "multipart/mixed[text/html'', text/html'two']");
-}
-
 TEST(MimeParsing, BoundsTheHeadersThatAreReadBehindTheirParts) {
     constexpr int kParts = 5'000;
-    std::string text = multipart("");
-    for (int i = 0; i < kParts; ++i) {
-        text += "--b\r\nX-Long-Enough-To-Count: of part\r\n";
-    }
-    text += "--b\r\nX: y\r\n\r\nend\r\n--b--";
-    MimeMessage2 node;
-    ASSERT_TRUE(node.LoadMimeComplete2(text, false, nullptr, false));
-    ASSERT_EQ(node.getNumParts(), kParts + 1);
-    std::size_t read = 0;
-    for (int i = 0; i < kParts; ++i) {
-        for (const MimeField& field : node.getPart(i)->header().fields()) {
-            read += field.name().size() + field.value().size();
+    const struct {
+        std::string part;
+        std::string tail;
+        std::string last;
+    } cases[] = {
+        {"--b\r\nX-Long-Enough-To-Count: of part\r\n", "--b\r\nX: y\r\n\r\nend\r\n--b--", "end"},
+        // A CRLFCR ends a header only if no better end stands behind it.
+        {"--b\r\nX-Long-Enough-To-Count: of part\r\n\rz\r\n", "--b--\r\n\n\r\n", "\rz"},
+    };
+    for (const auto& [part, tail, last] : cases) {
+        std::string text = multipart("");
+        for (int i = 0; i < kParts; ++i) {
+            text += part;
         }
+        text += tail;
+        MimeMessage2 node;
+        ASSERT_TRUE(node.LoadMimeComplete2(text, false, nullptr, false));
+        ASSERT_GE(node.getNumParts(), kParts);
+        std::size_t read = 0;
+        for (int i = 0; i < kParts; ++i) {
+            for (const MimeField& field : node.getPart(i)->header().fields()) {
+                read += field.name().size() + field.value().size();
+            }
+        }
+        EXPECT_GE(read, text.size() / 2);
+        EXPECT_LE(read, 5 * text.size() + (std::size_t{1} << 20));
+        EXPECT_EQ(node.getPart(node.getNumParts() - 1)->body().view(), last);
     }
-    EXPECT_GE(read, text.size() / 2);
-    EXPECT_LE(read, 5 * text.size() + (std::size_t{1} << 20));
-    EXPECT_EQ(node.getPart(kParts)->body().view(), "end");
 }
 
 TEST(MimeParsing, RewritesABoundaryThatOnlyFitsInTheAnsiCodePage) {
-    MimeMessage2 node;
-    ASSERT_TRUE(
-        node.LoadMimeComplete2("Content-Type: multipart/mixed; boundary=\"b\xC3\xA9\"\r\n\r\n"
-                               "--b\xE9\r\n\r\none\r\n--b\xE9--",
-                               false, nullptr, false));
-    EXPECT_EQ(describe(node), "multipart/mixed['one']");
-    EXPECT_EQ(node.boundary().view(), "bC0");
+    const std::pair<std::uint32_t, std::string> cases[] = {{1252, "b\xC3\xA9"}, {65001, "b\xE9"}};
+    for (const auto& [ansiPage, boundary] : cases) {
+        const platform::ScopedAnsiCodePage page(ansiPage);
+        MimeMessage2 node;
+        ASSERT_TRUE(node.LoadMimeComplete2("Content-Type: multipart/mixed; boundary=\"" + boundary +
+                                               "\"\r\n\r\n--b\xE9\r\n\r\none\r\n--b\xE9--",
+                                           false, nullptr, false));
+        EXPECT_EQ(describe(node), "multipart/mixed['one']");
+        EXPECT_EQ(node.boundary().view(), "bC0");
+    }
 }
 
 TEST(MimeParsing, NestsAHundredLevels) {
@@ -256,6 +272,77 @@ TEST(MimeParsing, RelabelsInTheFieldToo) {
 
     node.LoadMimeComplete2(leaf("message/rfc822", "binary", "x"), false, nullptr, false);
     EXPECT_EQ(node.encoding().view(), "8bit");
+}
+
+/// The definition, word for word.
+BoundarySearch::Hit slowNext(const std::string& text, const std::string& boundary,
+                             const std::string& lineEnd, std::size_t from) {
+    const std::size_t separator = text.find(boundary + lineEnd, from);
+    if (separator != std::string::npos) {
+        return {separator, false};
+    }
+    const std::size_t closing = text.find(boundary + "--", from);
+    return {closing, closing != std::string::npos};
+}
+
+TEST(BoundarySearch, EqualsTheDefinition) {
+    std::mt19937 random(1);
+    const std::string_view pieces[] = {"a", "aa", "ab", "\r\n", "\n", "--", "b"};
+    for (int round = 0; round < 3000; ++round) {
+        std::string text;
+        const int length = round % 300;
+        for (int i = 0; i < length; ++i) {
+            text += pieces[random() % (round % 2 == 0 ? 2 : 7)];
+        }
+        const std::string boundary(pieces[random() % 3]);
+        const std::string lineEnd(pieces[3 + random() % 2]);
+        const std::size_t from = random() % (text.size() + 1);
+        const auto fast = BoundarySearch(text, boundary, lineEnd).next(from);
+        const auto slow = slowNext(text, boundary, lineEnd, from);
+        EXPECT_EQ(fast.position, slow.position) << text;
+        EXPECT_EQ(fast.closing, slow.closing) << text;
+    }
+}
+
+TEST(LineRepair, MendsLineEnds) {
+    EXPECT_EQ(withCrlfLineEnds("a\r\nb\nc\rd\r\r\n"), "a\r\nb\r\ncd\r\n");
+    EXPECT_EQ(withoutDoubledCrs("a\r\r\nb\r\r\r\nc\r\nd\r\r\r\r\ne\rf"),
+              "a\r\nb\r\nc\r\nd\r\ne\rf");
+    EXPECT_EQ(withCrsAsLineEnds("a\rb\r\rc"), "a\r\nb\r\n\r\nc");
+}
+
+TEST(HtmlHelp, FindsTheCharsetOfAPage) {
+    const std::pair<std::string_view, std::string_view> cases[] = {
+        {"", ""},
+        {"<META HTTP-EQUIV=Content-Type CONTENT='text/html; Charset=koi8-r; x'>", "koi8-r"},
+        {"<meta http-equiv=\"content-type\" content=\"text/html;charset=utf-8 x\">", "utf-8"},
+        {"<meta content=\"text/html;charset=utf-8\" http-equiv=\"content-type\"/>", "utf-8"},
+        {"<meta http-equiv=content-type content=text/html charset=big5>", "big5"},
+        {"<meta http-equiv=content-type><meta name='a>b'>"
+         "<meta http-equiv='content-type' content='x;charset=gb2312'>",
+         "gb2312"},
+        {"<meta charset=utf-8>", ""},
+        {"<meta http-equiv=\"refresh\" content=\"charset=x\">", ""},
+        {"<meta http-equiv=\"content-type\" content=\"charset=x\"", ""},
+        {"<meta http-equiv=\"content-type\" content=\"charset=x'>", ""},
+        {"<meta <meta http-equiv=content-type content=\"charset=x\">", "x"},
+        {"<?XML version=\"1.0\" ENCODING=\"iso-8859-2\"?><html>", "iso-8859-2"},
+        {"encoding=\"iso-8859-2\"", ""},
+    };
+    for (const auto& [html, charset] : cases) {
+        EXPECT_EQ(HtmlHelp::metaCharset(html), charset) << html;
+    }
+}
+
+TEST(HtmlHelp, CleansATag) {
+    EXPECT_EQ(HtmlHelp::cleanHtmlTag("<meta  a=b c = 'd' e=\"f\\\"g\nh\r\" i j=k\"l m='n"),
+              "<meta a=\"b\" c='d' e=\"f&quot;g h\" i j='k\"l' m='n'");
+    EXPECT_EQ(HtmlHelp::getAttribute("<meta X=\" a\\b \"", "x"), "a/b");
+    std::string many = "<meta";
+    for (int i = 0; i < 102; ++i) {
+        many += " a" + std::to_string(i) + "=\"x\"";
+    }
+    EXPECT_EQ(HtmlHelp::cleanHtmlTag(many), many.substr(0, many.rfind(' ')));
 }
 
 }  // namespace

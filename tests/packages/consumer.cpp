@@ -1,5 +1,12 @@
-// What a program does with the installed library: makes a message, reads it back and prints it.
-#include <tessolt/tessolt.h>
+// What a program does with the installed library: makes a message, by the front end and by the
+// objects, reads it back and prints it.
+#include <tessolt/mail.h>
+
+#ifdef __has_include
+#if __has_include(<sqltypes.h>)
+#include <sqltypes.h>
+#endif
+#endif
 
 #include <iostream>
 
@@ -16,6 +23,10 @@ int main() {
     Text source;
     message->get_Subject(subject.put());
     message->get_MessageSource(source.put());
-    std::cout << subject.utf8() << '\n';
+    const std::string mime = tessolt::Message().to("bob@example.org").text("Hello.").mime();
+    if (tessolt::Message::parse(mime).to().at(0) != "bob@example.org") {
+        return 1;
+    }
+    std::cout << subject << '\n';
     return source.utf8().find("bob@example.org") == std::string::npos;
 }

@@ -3,7 +3,9 @@
 import copy
 import gc
 import os
+import pathlib
 import pydoc
+import re
 import subprocess
 import sys
 import threading
@@ -11,6 +13,22 @@ import time
 import unittest
 
 import tessolt
+
+
+INCLUDE = os.path.join(os.path.dirname(__file__), "..", "..", "include", "tessolt")
+
+
+def declared_functions():
+    """The C functions of the public headers."""
+    names = set()
+    for name in os.listdir(INCLUDE):
+        with open(os.path.join(INCLUDE, name), encoding="utf-8") as file:
+            names.update(re.findall(r"^TESSOLT_API [^;(]*?(\w+)\(", file.read(), re.MULTILINE))
+    return names
+
+
+def output(*command):
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
 
 
 def create(name="EMailMessage"):
@@ -72,7 +90,11 @@ class Members(unittest.TestCase):
             (lambda: m.GetAttachmentName(2**31), OverflowError, 0x8002000A),
             (lambda: m.GetAttachmentName(1e300), OverflowError, 0x8002000A),
             (lambda: tessolt.Invoke(m, 999, 1), tessolt.ComError, 0x80020003),
-            (lambda: tessolt.GetIDsOfNames(m, "Nothing"), tessolt.ComError, 0x80020006),
+            (lambda: tessolt.Invoke(m, 2**32 + 59, 2), OverflowError, 0x8002000A),
+            (lambda: tessolt.Invoke(m, 59, 2**16 + 2), OverflowError, 0x8002000A),
+            (lambda: tessolt.GetIDsOfNames(m, "Nothing"), AttributeError, 0x80020006),
+            (lambda: tessolt.GetIDsOfNames(m, "AddTo", "Nothing"), AttributeError, 0x80020006),
+            (lambda: tessolt.GetIDsOfNames(m, "Subject\0"), AttributeError, 0x80020006),
         ):
             with self.assertRaises(error) as raised:
                 call()
@@ -80,6 +102,27 @@ class Members(unittest.TestCase):
             self.assertLess(raised.exception.hresult, 0)
         with self.assertRaisesRegex(TypeError, "GetAttachmentName.lID.: wrong type"):
             m.GetAttachmentName("x")
+        for arguments in ((), ("a", "b", "c")):
+            with self.assertRaisesRegex(TypeError, "^AddTo: wrong number of arguments"):
+                m.AddTo(*arguments)
+
+    def test_values(self):
+        class Index:
+            def __index__(self):
+                return 5
+
+        m, smtp = create(), create("Smtp")
+        m.AddTo("a@b", None)
+        smtp.SetSecure(None)
+        self.assertEqual((m.LastError, smtp.HostPort), (0, 465))
+        for value, number in ((Index(), 5), (True, 1), (False, 0)):
+            m.Priority = value
+            smtp.SetSecure(value)
+            self.assertEqual((m.Priority, smtp.HostPort), (number, number))
+        m.AddAttachment(pathlib.Path(__file__))
+        m.Subject = pathlib.Path("p")
+        self.assertEqual((m.LastError, m.CountAttachments(), m.Subject), (0, 1, "p"))
+        self.assertRaises(TypeError, m.AddTo, None)
 
     def test_texts(self):
         m = create()
@@ -124,6 +167,40 @@ class Lives(unittest.TestCase):
             thread.join()
         self.assertLess(time.monotonic() - start, 0.9)
 
+    def test_objects_inside_a_call_are_refused(self):
+        smtp, waits = create("Smtp"), threading.Thread(target=lambda: smtp.Sleep(400))
+        waits.start()
+        with self.assertRaises(tessolt.BusyError):
+            while waits.is_alive():
+                smtp.LastError
+        for call in (lambda: smtp.LastError, lambda: setattr(smtp, "HostPort", 1), smtp.Disconnect,
+                     lambda: tessolt.Invoke(smtp, 30, 2), lambda: create("Smtp").Send(smtp)):
+            self.assertRaises(tessolt.BusyError, call)
+        waits.join()
+        self.assertEqual((smtp.LastError, smtp.HostPort), (0, 25))
+        smtp.Send(smtp)
+
+    def test_signals_end_waiting_calls(self):
+        code = (
+            "import signal, socket, time, tessolt\n"
+            "silent = socket.create_server(('127.0.0.1', 0))\n"
+            "s = tessolt.Dispatch('Tessolt.Smtp')\n"
+            "s.HostPort = silent.getsockname()[1]\n"
+            "def late(*_):\n"
+            "    raise KeyboardInterrupt\n"
+            "signal.signal(signal.SIGALRM, late)\n"
+            "for call in (lambda: s.Sleep(9000), lambda: s.Connect('127.0.0.1'), lambda: s.Sleep(-1)):\n"
+            "    signal.setitimer(signal.ITIMER_REAL, 0.1)\n"
+            "    start = time.monotonic()\n"
+            "    try:\n"
+            "        call()\n"
+            "    except KeyboardInterrupt:\n"
+            "        print(time.monotonic() - start < 0.3)\n"
+            "s.Sleep(1)\n"
+        )
+        run = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True)
+        self.assertEqual((run.stdout, run.stderr), ("True\n" * 3, ""))
+
     def test_fork_and_exit(self):
         code = (
             "import os, sys, tessolt\n"
@@ -141,6 +218,22 @@ class Lives(unittest.TestCase):
         )
         run = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True)
         self.assertEqual((run.returncode, run.stderr), (0, ""))
+
+
+class Library(unittest.TestCase):
+    def test_exports_are_the_declared_functions(self):
+        table = output("nm", "-D", "--defined-only", tessolt._library.PATH)
+        exported = {line.split()[-1] for line in table.splitlines()}
+        self.assertLess(
+            {"DllGetClassObject", "DllCanUnloadNow", "DllRegisterServer", "DllUnregisterServer",
+             "DllInstall"},
+            exported,
+        )
+        self.assertEqual(exported, declared_functions())
+
+    def test_soname(self):
+        self.assertIn("[%s]" % tessolt._library.LOADER_NAME,
+                      output("readelf", "-d", tessolt._library.PATH))
 
 
 if __name__ == "__main__":

@@ -1,12 +1,11 @@
 """The example programs, in C++ and in Python, against the mail host among them."""
 
+import contextlib
 import os
 import subprocess
 import sys
 import tempfile
 import unittest
-
-from mail_host import mail_host
 
 BUILT = os.environ["TESSOLT_EXAMPLES"]
 SCRIPTS = os.path.join(os.path.dirname(__file__), "..", "..", "examples", "python")
@@ -15,6 +14,15 @@ LANGUAGES = {
     "Python": lambda name: [sys.executable, "-B", os.path.join(SCRIPTS, name + ".py")],
 }
 QUEUE_SETTING = '[HKEY_LOCAL_MACHINE\\Software\\Merivane\\Tessolt]\n"Queue"="{}"\n'
+
+
+@contextlib.contextmanager
+def mail_host(user, password):
+    """Runs the mail host among the examples; gives the ports of its SMTP server and its POP3 server."""
+    command = [os.path.join(BUILT, "mail_host"), user, password]
+    with subprocess.Popen(command, text=True, stdin=subprocess.PIPE,
+                          stdout=subprocess.PIPE) as host:
+        yield [int(host.stdout.readline().rpartition(":")[2]) for _ in range(2)]
 
 
 class Examples(unittest.TestCase):
@@ -34,7 +42,7 @@ class Examples(unittest.TestCase):
 
     def test_send_and_fetch(self):
         content = bytes(range(256)) * 300
-        file = os.path.join(self.folder, "all bytes.bin")
+        file = os.path.join(self.folder, "Все 日本 😀 bytes.bin")
         with open(file, "wb") as out:
             out.write(content)
         with mail_host("user", "secret") as ports:
@@ -45,8 +53,8 @@ class Examples(unittest.TestCase):
                 self.assertEqual(told, "sent to to@example.org\n")
                 told = self.run_example(language, "fetch_attachments", pop3, "user", "secret",
                                         self.folder)
-                saved = os.path.join(self.folder, f"{number}-1-all bytes.bin")
-                self.assertIn(f"{number}: A file for you\n  saved {saved}\n", told)
+                saved = os.path.join(self.folder, f"{number}-1-Все 日本 😀 bytes.bin")
+                self.assertIn(f"{number}: A file for you 📎\n  saved {saved}\n", told)
                 with open(saved, "rb") as back:
                     self.assertEqual(back.read(), content)
                 told = self.run_example(language, "fetch_attachments", pop3, "user", "wrong",
@@ -65,7 +73,8 @@ class Examples(unittest.TestCase):
             (name,) = os.listdir(queue)
             told = self.run_example(language, "read_message", os.path.join(queue, name))
             self.assertIn("To:      to@example.org\n", told)
-            self.assertIn("Subject: Later will do\n\nThis one waits in the queue.", told)
+            self.assertIn("Subject: Später, позже, 稍后 🕐\n\n"
+                          "Wartet in der Schlange. Ждёт в очереди. 在队列中等待。", told)
             os.remove(os.path.join(queue, name))
 
     def test_wrong_use(self):

@@ -1,12 +1,10 @@
 """Drives every property and method of the four objects by name and by dispid."""
 
-import inspect
 import os
 import tempfile
 import unittest
 
 import tessolt
-from mail_host import mail_host
 
 MESSAGE_ROWS = """
     LastError 1 get int
@@ -206,33 +204,6 @@ class InterfaceTables(unittest.TestCase):
         with self.assertRaises(TypeError):
             setattr(target, member.name, None)
 
-    def test_wrong_arguments_of_every_method(self):
-        for name in FIRST_VALUES:
-            target = create(name)
-            for member in type(target)._by_id.values():
-                if not member.kind & CALL:
-                    continue
-                method = getattr(target, member.name)
-                required = sum(p.default is inspect.Parameter.empty for p in member.parameters)
-                count = len(member.parameters)
-                with self.subTest(name + "." + member.name):
-                    for arguments in [("1",) * (count + 1)] + [("1",) * (required - 1)] * (
-                        required > 0
-                    ):
-                        self.assertRaises(TypeError, method, *arguments)
-                        self.assertRaises(
-                            TypeError, tessolt.Invoke, target, member.id, CALL, *arguments
-                        )
-                    self.assertRaises(TypeError, method, nothing=1)
-                    self.assertRaises(TypeError, method, *[object()] * (count or 1))
-                    for parameter in member.parameters:
-                        if parameter.type is int:
-                            wrong = dict.fromkeys((p.name for p in member.parameters), "text")
-                            self.assertRaises(TypeError, method, **wrong)
-                    with self.assertRaises(AttributeError):
-                        setattr(target, member.name, 1)
-                    with self.assertRaises(tessolt.ComError):
-                        tessolt.Invoke(target, member.id, GET)
 
 
 class Methods(unittest.TestCase):
@@ -319,21 +290,6 @@ class Methods(unittest.TestCase):
         create("Smtp").Sleep(0)
         tessolt.Invoke(create("Pop3"), 103, CALL, lMilliseconds=1)
 
-    def test_secure_ports(self):
-        for name, port in (("Smtp", 465), ("Pop3", 995)):
-            session = create(name)
-            for call, expected in (
-                (lambda: session.SetSecure(), port),
-                (lambda: session.SetSecure(1), 1),
-                (lambda: tessolt.Invoke(session, 110, CALL), port),
-                (lambda: tessolt.Invoke(session, 110, CALL, lPort="77"), 77),
-                (lambda: session.SetSecure(tessolt.Missing), port),
-            ):
-                call()
-                self.assertEqual((session.HostPort, session.LastError), (expected, 0))
-            session.Clear()
-            self.assertEqual(session.HostPort, FIRST_VALUES[name]["HostPort"])
-
     def test_without_a_connection(self):
         smtp, pop, message = create("Smtp"), create("Pop3"), create("EMailMessage")
         smtp.LogFile = pop.LogFile = self.path("log")
@@ -363,64 +319,6 @@ class Methods(unittest.TestCase):
                      "Connect result=[Invalid hostname]"):
             self.assertIn(line, lines)
 
-    def test_queue(self):
-        settings = self.write(
-            "settings",
-            b'[HKEY_LOCAL_MACHINE\\Software\\Merivane\\Tessolt]\n"Queue"="%s"\n'
-            % self.folder.encode(),
-        )
-        os.environ["TESSOLT_SETTINGS"] = settings
-        self.addCleanup(os.environ.pop, "TESSOLT_SETTINGS")
-        smtp, message = create("Smtp"), create("EMailMessage")
-        for call, port, secure in (
-            (lambda: smtp.Queue(message, "host"), "25", "False"),
-            (lambda: smtp.Queue(message, "host", bSecure=1), "465", "True"),
-            (lambda: smtp.Queue(message, "host", 587, 1, "login", "password"), "587", "True"),
-            (lambda: tessolt.Invoke(smtp, 114, CALL, message, "host", strLogin="x"), "25", "False"),
-        ):
-            call()
-            self.assertEqual(smtp.LastError, 0)
-            prefix = "X-ZnQueueService-RemoveBeforeSending-"
-            self.assertEqual(message.GetHeaderValue(prefix + "Host"), "host")
-            self.assertEqual(message.GetHeaderValue(prefix + "Port"), port)
-            self.assertEqual(message.GetHeaderValue(prefix + "Secure"), secure)
-        self.assertEqual(sum(name.endswith(".znq") for name in os.listdir(self.folder)), 4)
-
-    def test_there_and_back(self):
-        with mail_host("a", "p") as (smtp_port, pop3_port):
-            smtp, message = create("Smtp"), create("EMailMessage")
-            smtp.HostPort = smtp_port
-            smtp.Connect("127.0.0.1")
-            self.assertEqual(smtp.LastError, 0)
-            message.FromAddress, message.Subject = "a@b", "Gr\u00fc\u00dfe"
-            message.BodyPlainText = "Text\r\n"
-            message.AddTo("c@d")
-            smtp.Send(message)
-            self.assertEqual(smtp.LastError, 0)
-            self.assertRegex(smtp.LastSmtpResponse, "^250 ")
-            smtp.SetSecure()
-            self.assertEqual((smtp.LastError, smtp.HostPort), (37712, smtp_port))
-            smtp.Disconnect()
-            pop = create("Pop3")
-            pop.HostPort = pop3_port
-            pop.Connect("127.0.0.1", strPassword="p", strAccount="a")
-            self.assertEqual((pop.LastError, pop.IsConnected()), (0, True))
-            self.assertEqual((pop.CountMessages(), tessolt.Invoke(pop, 200, CALL)), (1, 1))
-            pop.SetSecure()
-            self.assertEqual((pop.LastError, pop.HostPort), (36500, pop3_port))
-            header = tessolt.Invoke(pop, 201, CALL, ID=1)
-            fetched = pop.GetEmailMessage(1)
-            self.assertIsNone(pop.GetEmailMessage(2))
-            self.assertEqual(pop.LastError, 37516)
-            pop.DeleteMessage(lMessageID=1)
-            self.assertEqual(pop.LastError, 0)
-            self.assertRegex(pop.LastPop3Response, r"^\+OK")
-            pop.Disconnect()
-            del pop
-        self.assertIs(type(fetched), type(message))
-        for mail in (header, fetched):
-            self.assertEqual((mail.Subject, mail.ID), ("Gr\u00fc\u00dfe", 1))
-        self.assertEqual(fetched.BodyPlainText.rstrip(), "Text")
 
 
 if __name__ == "__main__":

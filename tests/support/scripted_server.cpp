@@ -13,6 +13,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "loopback_port.h"
+
 namespace support {
 namespace {
 
@@ -20,20 +22,20 @@ constexpr int kForever = -1;
 constexpr int kLongestWaitMs = 5000;
 constexpr std::size_t kReadBytes = 64 * 1024;
 
-int boundSocket(std::uint16_t& port) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), size) == 0) {
-        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-        port = ntohs(address.sin_port);
-    }
-    return fd;
-}
-
 }  // namespace
+
+int socketTo(std::uint16_t port) {
+    constexpr int kMostDescriptors = 1024;
+    for (int fd = 0; fd < kMostDescriptors; ++fd) {
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        if (getpeername(fd, reinterpret_cast<sockaddr*>(&address), &size) == 0 &&
+            address.sin_family == AF_INET && ntohs(address.sin_port) == port) {
+            return fd;
+        }
+    }
+    return -1;
+}
 
 void ServerStream::flood(std::string_view piece, std::size_t totalBytes) {
     std::string block;
@@ -172,7 +174,7 @@ void ScriptedConnection::reset() {
 
 ScriptedServer::ScriptedServer(Script script, Delivery delivery)
     : script_(std::move(script)), delivery_(delivery) {
-    listener_ = boundSocket(port_);
+    listener_ = loopback::bindSocket(port_);
     ::listen(listener_, SOMAXCONN);
     wake_ = eventfd(0, EFD_CLOEXEC);
     thread_ = std::thread([this] { run(); });
@@ -235,9 +237,23 @@ ScriptedServer::Script dialog(std::string greeting, std::vector<DialogStep> step
     };
 }
 
+ScriptedServer::Script politeSmtp(std::string* data) {
+    return [data](ScriptedConnection& peer) {
+        peer.send("220 ready\r\n");
+        for (std::string line; !(line = peer.readLine()).empty();) {
+            if (line.starts_with("DATA")) {
+                peer.send("354 go on\r\n");
+                std::string text = peer.readUntil("\r\n.\r\n");
+                data ? data->swap(text) : void();
+            }
+            peer.send("250-fine\r\n250 done\r\n");
+        }
+    };
+}
+
 std::uint16_t unusedPort() {
     std::uint16_t port = 0;
-    ::close(boundSocket(port));
+    ::close(loopback::bindSocket(port));
     return port;
 }
 

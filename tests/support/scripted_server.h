@@ -12,6 +12,9 @@
 
 namespace support {
 
+/// The descriptor of this process's socket that is connected to a port of this machine, or -1.
+int socketTo(std::uint16_t port);
+
 /// In which pieces a server hands its bytes to the network.
 enum class Delivery { kWhole, kLines, kBytes };
 
@@ -120,6 +123,9 @@ struct DialogStep {
 /// Sends `greeting`, then answers line by line. A line that doesn't begin as the next step expects
 /// gets an error reply and ends the dialog. The connection stays open until the peer ends it.
 ScriptedServer::Script dialog(std::string greeting, std::vector<DialogStep> steps);
+
+/// A server that says yes to whatever a transaction needs; `data` gets what each DATA brings.
+ScriptedServer::Script politeSmtp(std::string* data = nullptr);
 
 /// A loopback port on which nothing listens.
 std::uint16_t unusedPort();

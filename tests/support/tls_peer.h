@@ -2,10 +2,12 @@
 
 #include <openssl/ssl.h>
 
+#include <chrono>
 #include <climits>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "support/scripted_server.h"

@@ -1,13 +1,21 @@
 #include "transport/secure_protocol.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <openssl/err.h>
+#include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "platform/code_page.h"
 #include "support/scoped_settings.h"
 #include "support/temporary_folder.h"
 #include "support/tls_peer.h"
@@ -15,6 +23,7 @@
 namespace tessolt {
 namespace {
 
+using namespace std::string_literals;
 using support::Delivery;
 using support::Identity;
 using support::ScriptedConnection;
@@ -95,6 +104,11 @@ ScriptedServer::Script overTls(std::function<void(TlsPeer&)> talk, TlsServerSetu
 }
 ScriptedServer::Script overTls(std::function<void(TlsPeer&)> talk) {
     return overTls(std::move(talk), TlsServerSetup(serverIdentity()));
+}
+
+void tellServerName(TlsPeer& peer) {
+    peer.send("[" + peer.serverName() + "]\r\n");
+    peer.stall();
 }
 
 std::string pattern(std::size_t size) {
@@ -257,25 +271,18 @@ TEST(SecureProtocol, ALineIsBounded) {
 }
 
 TEST(SecureProtocol, LogsWhatWasNegotiated) {
-    struct Case {
+    constexpr struct {
         int version;
-        const char* ciphers;
-        const char* lines;
-    };
-    constexpr Case kCases[] = {
-        {TLS1_3_VERSION, "TLS_AES_256_GCM_SHA384",
-         "Protocol: [0x2000]|Cipher: [0x6610]|Cipher strength: [256]|Hash: [0x800d]|"
-         "Key exchange: [0xae06]|Key exchange: [253]"},
-        {TLS1_3_VERSION, "TLS_AES_128_GCM_SHA256",
-         "Protocol: [0x2000]|Cipher: [0x660e]|Cipher strength: [128]|Hash: [0x800c]|"
-         "Key exchange: [0xae06]|Key exchange: [253]"},
-        {TLS1_3_VERSION, "TLS_CHACHA20_POLY1305_SHA256",
-         "Protocol: [0x2000]|Cipher: [0x0]|Cipher strength: [256]|Hash: [0x800c]|"
-         "Key exchange: [0xae06]|Key exchange: [253]"},
-        {TLS1_2_VERSION, "ECDHE-ECDSA-AES128-SHA",
-         "Protocol: [0x800]|Cipher: [0x660e]|Cipher strength: [128]|Hash: [SHA]|"
-         "Key exchange: [0xae06]|Key exchange: [253]"}};
-    for (const Case& c : kCases) {
+        const char *ciphers, *lines;
+    } kCases[] = {{TLS1_3_VERSION, "TLS_AES_256_GCM_SHA384",
+                   "Protocol: [0x2000]|Cipher: [0x6610]|Cipher strength: [256]|Hash: [0x800d]"},
+                  {TLS1_3_VERSION, "TLS_AES_128_GCM_SHA256",
+                   "Protocol: [0x2000]|Cipher: [0x660e]|Cipher strength: [128]|Hash: [0x800c]"},
+                  {TLS1_3_VERSION, "TLS_CHACHA20_POLY1305_SHA256",
+                   "Protocol: [0x2000]|Cipher: [0x0]|Cipher strength: [256]|Hash: [0x800c]"},
+                  {TLS1_2_VERSION, "ECDHE-ECDSA-AES128-SHA",
+                   "Protocol: [0x800]|Cipher: [0x660e]|Cipher strength: [128]|Hash: [SHA]"}};
+    for (const auto& c : kCases) {
         TlsServerSetup setup(serverIdentity());
         setup.version = c.version;
         (c.version == TLS1_3_VERSION ? setup.ciphers13 : setup.ciphers12) = c.ciphers;
@@ -288,17 +295,15 @@ TEST(SecureProtocol, LogsWhatWasNegotiated) {
             at += 3;
             lines += (lines.empty() ? "" : "|") + log.substr(at, log.find("\r\n", at) - at);
         }
-        EXPECT_EQ(lines, c.lines);
+        EXPECT_EQ(lines, c.lines + "|Key exchange: [0xae06]|Key exchange: [253]"s);
         EXPECT_NE(log.find("] Secure connection details:\r\n"), std::string::npos);
+        EXPECT_TRUE(log.ends_with("] Server certificate not checked\r\n"));
     }
 }
 
 TEST(SecureProtocol, TellsTheServerTheHostUnlessItIsAnAddress) {
     for (const char* name : {"mail.test", "127.0.0.1", "::1", ""}) {
-        Session session(overTls([](TlsPeer& peer) {
-            peer.send("[" + peer.serverName() + "]\r\n");
-            peer.stall();
-        }));
+        Session session(overTls(tellServerName));
         session.channel.m_strHost = name;
         ASSERT_EQ(session.channel.Handshake(), 0);
         EXPECT_EQ(session.channel.line(), name == std::string(kHost) ? "[mail.test]" : "[]");
@@ -314,19 +319,18 @@ TEST(SecureProtocol, ShowsTheFirstClientCertificateThatTheServerAccepts) {
     const Identity wrong({.commonName = "wrong", .issuer = &other});
     const auto pem = [](const Identity& it) { return it.keyPem() + it.certificatePem(); };
 
-    struct Case {
+    const struct {
         const char* name;
         std::vector<std::string> files;
         const char* seen;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"none there", {}, "[]"},
         {"wrong issuer", {pem(wrong)}, "[]"},
         {"not for clients", {pem(forServers)}, "[]"},
         {"rubbish", {"no certificate", right.certificatePem(), pem(right).substr(0, 700)}, "[]"},
         {"key of another", {wrong.keyPem() + right.certificatePem()}, "[]"},
         {"first that works", {pem(wrong), pem(forServers), pem(right), pem(second)}, "[right]"}};
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const support::TemporaryFolder certificates;
         for (std::size_t i = 0; i < c.files.size(); ++i) {
@@ -356,46 +360,182 @@ TEST(SecureProtocol, ChecksNameAndChainOfTheServerWhereTheSettingAsksForIt) {
     const Identity good({.commonName = "g", .names = names, .issuer = &authority()});
     const Identity deep({.commonName = "d", .names = names, .issuer = &between});
     const Identity nameless({.commonName = "c.test", .issuer = &authority()});
-    struct Case {
+    const Identity addressed(
+        {.commonName = "c.test", .names = {"IP:127.0.0.1"}, .issuer = &authority()});
+    const Identity stranger({.commonName = "Stranger"});
+    const Identity unknown({.commonName = "u", .names = names, .issuer = &stranger});
+    const Identity expired(
+        {.commonName = "e", .names = names, .issuer = &authority(), .daysFrom = -9, .daysTo = -1});
+    const Identity early(
+        {.commonName = "f", .names = names, .issuer = &authority(), .daysFrom = 5});
+    const Identity beyond(
+        {.commonName = "i", .names = {"DNS:xn--bcher-kva.test"}, .issuer = &authority()});
+    const struct {
         const Identity& shown;
         std::vector<Identity> chain;
         const char* checked;
-        const char* cause;  ///< Empty: the channel comes up.
-    };
-    const Case cases[] = {
+        const char* cause;           ///< Empty: the channel comes up.
+        const char* told = nullptr;  ///< The server name, where it isn't the one to check.
+    } cases[] = {
         {good, {}, "MAIL.test", ""},
         {good, {}, "a.wild.test", ""},
         {good, {}, "a.b.wild.test", "name differs"},
-        {good, {}, "127.0.0.1", ""},
+        {good, {}, "mail.test.", "", "mail.test"},
+        {good, {}, ".wild.test", "there is no name to check it for"},
+        {good, {}, "127.0.0.1", "", ""},
         {good, {}, "127.0.0.2", "name differs, wanted [127.0.0.2]"},
         {good,
          {},
          "mail.tes",
          "name differs, wanted [mail.tes], certificate is for [mail.test, *.wild.test, 127.0.0.1]"},
         {good, {}, "", "there is no name to check it for"},
+        {expired, {}, "mail.test", "expired on "},
+        {early, {}, "mail.test", "not yet valid, begins on "},
+        {stranger, {}, "Stranger", "self-signed"},
+        {unknown, {}, "mail.test", "unknown issuer [CN=Stranger]"},
         {nameless, {}, "c.test", ""},
+        {addressed, {}, "c.test", "name differs, wanted [c.test], certificate is for [127.0.0.1]"},
+        {beyond,
+         {},
+         "b\xC3\xBC"
+         "cher.test",
+         "",
+         "xn--bcher-kva.test"},
+        {beyond,
+         {},
+         "B\xC3\x9C"
+         "CHER\xE3\x80\x82test.",
+         "",
+         "xn--bcher-kva.test"},
         {nameless, {}, "d.test", "name differs, wanted [d.test], certificate is for [c.test]"},
         {deep, {between}, "mail.test", ""},
         {deep, {}, "mail.test", "unknown issuer [CN=Between]"}};
-    const std::string asked = "\"VerifyServer\"=\"1\"\n\"TrustFile\"=\"";
+    const platform::ScopedAnsiCodePage page(65001);
+    const std::string asked = "\"TrustFile\"=\"";
     const support::TemporaryFolder folder;
     const support::ScopedSettings settings(
         asked + folder.write("trust", authority().certificatePem()) + "\"\n");
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.checked);
         TlsServerSetup setup(c.shown);
         setup.chain = c.chain;
-        Session session(overTls([](TlsPeer& peer) { peer.stall(); }, setup));
+        Session session(overTls(tellServerName, setup));
+        session.channel.m_strHost = "";
         session.channel.m_strCheckedName = c.checked;
-        EXPECT_EQ(session.channel.Handshake(), *c.cause != '\0' ? -1007 : 0);
+        session.channel.m_rules.verifyServer = true;
+        const bool refused = *c.cause != '\0';
+        EXPECT_EQ(session.channel.Handshake(), refused ? -1007 : 0);
+        EXPECT_TRUE(refused ||
+                    session.channel.line() == "[" + std::string(c.told ? c.told : c.checked) + "]");
         const std::string line = "] Server certificate refused: ";
-        EXPECT_EQ(session.log().find(line + c.cause) != std::string::npos, *c.cause != '\0');
+        EXPECT_EQ(session.log().find(line + c.cause) != std::string::npos, refused);
+        EXPECT_EQ(session.log().find("not checked"), std::string::npos);
     }
-    // The system doesn't know our authority, and a file that isn't there knows nobody.
-    for (const auto& [trust, result] : {std::pair("", -1007), std::pair("/no/such/file", -1003)}) {
+    // Whatever stands in the file is trusted, an authority or not. The system doesn't know ours,
+    // and a file that isn't there knows nobody.
+    const std::pair<std::string, std::int32_t> trusts[] = {
+        {folder.write("between", between.certificatePem()), 0},
+        {folder.write("server", deep.certificatePem()), 0},
+        {"", -1007},
+        {folder.path(), -1003},
+        {"/no/such/file", -1003}};
+    for (const auto& [trust, result] : trusts) {
         const support::ScopedSettings other(asked + trust + "\"\n");
-        Session session(overTls([](TlsPeer& peer) { peer.stall(); }));
-        EXPECT_EQ(session.channel.Handshake(), result);
+        Session session(overTls(tellServerName, TlsServerSetup(deep)));
+        session.channel.m_rules.verifyServer = true;
+        EXPECT_EQ(session.channel.Handshake(), result) << trust;
+    }
+}
+
+TEST(SecureProtocol, NoHandshakeWithSettingsThatCannotBeRead) {
+    const support::TemporaryFolder folder;
+    const support::ScopedEnv settings("TESSOLT_SETTINGS", folder.path().c_str());
+    Session session([](ScriptedConnection& connection) { connection.stall(); });
+    EXPECT_EQ(session.channel.Handshake(), -1003);
+    EXPECT_TRUE(session.log().ends_with("] The settings can't be used: " + folder.path() +
+                                        ": Is a directory\r\n"));
+}
+
+TEST(SecureProtocol, CheckingTheServerCostsLittle) {
+    constexpr int kRoots = 140;
+    constexpr int kRounds = 20;
+    constexpr double kMostMillis = 2;
+    const support::TemporaryFolder folder;
+    std::string roots = authority().certificatePem();
+    for (int i = 0; i < kRoots; ++i) {
+        roots += Identity({.commonName = std::to_string(i), .isAuthority = true}).certificatePem();
+    }
+    folder.write("roots", roots);
+    const auto millis = [] {
+        timespec now{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+        return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+    };
+    double spent[2] = {};
+    for (const bool checks : {false, true}) {
+        const support::ScopedSettings settings("\"TrustFile\"=" + folder.file("roots") + "\n");
+        for (int round = 0; round <= kRounds; ++round) {
+            Session session(overTls([](TlsPeer& peer) { peer.stall(); }));
+            session.channel.m_rules.verifyServer = checks;
+            const double start = millis();
+            ASSERT_EQ(session.channel.Handshake(), 0);
+            // The first one loads the roots.
+            spent[checks] += round == 0 ? 0 : millis() - start;
+        }
+    }
+    EXPECT_LT((spent[1] - spent[0]) / kRounds, kMostMillis);
+}
+
+TEST(SecureProtocol, LeavesTheErrorsOfTheProgramAlone) {
+    const auto raise = [] {
+        ERR_clear_error();
+        ERR_raise_data(ERR_LIB_USER, 7, "of the program");
+        ERR_raise(ERR_LIB_SYS, EACCES);
+    };
+    raise();
+    Session good(overTls([](TlsPeer& peer) {
+        peer.send("one\r\n");
+        peer.alert();
+        peer.stall();
+    }));
+    EXPECT_EQ(good.channel.Handshake(), 0);
+    EXPECT_EQ(good.channel.line(), "one");
+    EXPECT_EQ(good.channel.line(), "-1011");
+    Session bad([](ScriptedConnection& connection) { connection.send("in the clear\r\n"); });
+    EXPECT_EQ(bad.channel.Handshake(), -1007);
+    const char* text = nullptr;
+    int flags = 0;
+    EXPECT_EQ(ERR_GET_REASON(ERR_peek_error_data(&text, &flags)), 7);
+    EXPECT_STREQ(text, "of the program");
+    EXPECT_EQ(ERR_GET_LIB(ERR_get_error()), ERR_LIB_USER);
+    EXPECT_EQ(ERR_GET_REASON(ERR_get_error()), EACCES);
+    EXPECT_EQ(ERR_get_error(), 0u);
+}
+
+TEST(SecureProtocol, AHandshakeThatIsTooLongIsAFailedRead) {
+    std::vector<std::string> names(8000);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        names[i] = "DNS:" + std::to_string(i) + ".long.test";
+    }
+    const Identity endless({.commonName = "e", .names = names});
+    Session session(overTls([](TlsPeer& peer) { peer.stall(); }, TlsServerSetup(endless)));
+    EXPECT_EQ(session.channel.Handshake(), -1005);
+}
+
+TEST(SecureProtocol, ASocketThatIsNoneAnyMoreFailsOnlyWithinARecord) {
+    for (const char* begun : {"", "\x17\x03\x03"}) {
+        Session session([&](ScriptedConnection& connection) {
+            TlsPeer peer(connection, TlsServerSetup(serverIdentity()));
+            peer.accept();
+            connection.send(begun);
+            connection.stall();
+        });
+        ASSERT_EQ(session.channel.Handshake(), 0);
+        EXPECT_EQ(session.channel.line(300), "-1014");
+        const int none = open("/dev/null", O_RDWR | O_CLOEXEC);
+        dup2(none, support::socketTo(session.server.port()));
+        close(none);
+        EXPECT_EQ(session.channel.line(50), *begun != '\0' ? "-1004" : "-1014");
     }
 }
 

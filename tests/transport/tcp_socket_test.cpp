@@ -1,12 +1,35 @@
 #include "transport/tcp_socket.h"
 
+#include <arpa/inet.h>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "platform/code_page.h"
 #include "support/scripted_server.h"
+#include "transport/address_race.h"
+
+namespace {
+
+std::string askedName;
+
+}  // namespace
+
+/// In place of the system's: takes every name in coded form for this machine.
+extern "C" int getaddrinfo(const char* node, const char* service, const addrinfo* hints,
+                           addrinfo** found) {
+    static const auto resolve =
+        reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+    askedName = node;
+    return resolve(askedName.starts_with("xn--") ? "127.0.0.1" : node, service, hints, found);
+}
 
 namespace tessolt {
 namespace {
@@ -52,6 +75,19 @@ TEST(TcpSocket, ReportsWhyAConnectFailed) {
     EXPECT_EQ(socket.Connect("", 25, kAmple), platform::kSocketHostNotFound);
     EXPECT_LT(millisecondsSince(start), 5000);
     EXPECT_FALSE(socket.IsConnected());
+}
+
+TEST(TcpSocket, LooksUpNamesBeyondAsciiInTheirAsciiForm) {
+    const platform::ScopedAnsiCodePage page(65001);
+    ScriptedServer server([](ScriptedConnection& connection) { connection.stall(); });
+    CZncTcpSocket socket;
+    EXPECT_EQ(socket.Connect("stra\xC3\x9F"
+                             "e.test",
+                             server.port(), 5000),
+              0);
+    EXPECT_EQ(askedName, "xn--strae-oqa.test");
+    const platform::ScopedAnsiCodePage latin(1252);
+    EXPECT_EQ(CZncTcpSocket().Connect(std::string(64, '\xE9').c_str(), server.port(), 5000), 11001);
 }
 
 TEST(TcpSocket, ConnectOnAnOpenObjectKeepsItsConnection) {
@@ -182,7 +218,9 @@ TEST(TcpSocket, TellsAResetFromAClose) {
 }
 
 TEST(TcpSocket, SendingToAPeerThatIsGoneEndsWithoutASignal) {
-    Session session([](ScriptedConnection& c) { c.reset(); });
+    // Not before the client knows that it is connected.
+    Session session(
+        [](ScriptedConnection& c) { c.delay(std::chrono::milliseconds(50)), c.reset(); });
     const std::string block(100'000, 'x');
     std::uint32_t sent = 0;
     std::int32_t result = 0;
@@ -220,6 +258,111 @@ TEST(TcpSocket, SendsMoreThanTheNetworkHoldsAndStopsAtItsLimits) {
         EXPECT_LT(sent, size);
         EXPECT_TRUE(stuck.socket.IsConnected());
     }
+}
+
+using platform::SocketAddress;
+
+/// A listening socket on a loopback address. A deaf one has no room for another connection: who
+/// connects to it gets no answer at all.
+class Listener {
+public:
+    Listener(const char* host, std::uint16_t port, bool deaf = false) {
+        std::vector<SocketAddress> found;
+        EXPECT_EQ(platform::resolveAddresses(host, port, found), 0);
+        const auto* address = reinterpret_cast<const sockaddr*>(found.at(0).bytes.data());
+        m_sockets.push_back(::socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        m_isOpen = ::bind(m_sockets[0], address, found[0].size) == 0 &&
+                   ::listen(m_sockets[0], deaf ? 0 : 8) == 0;
+        sockaddr_in6 bound{};
+        socklen_t size = sizeof bound;
+        getsockname(m_sockets[0], reinterpret_cast<sockaddr*>(&bound), &size);
+        m_port = ntohs(bound.sin6_port);  // at the same place in both families
+        for (int i = 0; deaf && i < 4; ++i) {
+            m_sockets.push_back(
+                ::socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+            found.clear();
+            platform::resolveAddresses(host, m_port, found);
+            ::connect(m_sockets.back(), reinterpret_cast<const sockaddr*>(found[0].bytes.data()),
+                      found[0].size);
+        }
+    }
+    ~Listener() {
+        for (const int socket : m_sockets) {
+            ::close(socket);
+        }
+    }
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+
+    bool m_isOpen = false;
+    std::uint16_t m_port = 0;
+
+private:
+    std::vector<int> m_sockets;
+};
+
+TEST(AddressRace, ADeadAddressCostsLittle) {
+    const Listener live("127.0.0.1", 0);
+    const Listener deaf("127.0.0.2", live.m_port, true);
+    const Listener deaf6("::1", live.m_port, true);
+    ASSERT_TRUE(live.m_isOpen && deaf.m_isOpen);
+    struct Case {
+        std::vector<const char*> hosts;  ///< Nothing listens on 127.0.0.3 and behind.
+        std::int32_t result;
+        int least, most;  ///< Milliseconds.
+    };
+    const std::vector<Case> cases = {
+        {{"127.0.0.1"}, 0, 0, 100},
+        {{"127.0.0.3", "127.0.0.4", "127.0.0.1"}, 0, 0, 100},
+        {{"127.0.0.2", "127.0.0.1"}, 0, 200, 300},
+        {{"::1", "127.0.0.1"}, 0, deaf6.m_isOpen ? 200 : 0, 300},
+        {{"127.0.0.2", "127.0.0.3", "127.0.0.1"}, 0, 200, 300},
+        {{"127.0.0.3", "127.0.0.4"}, platform::kSocketConnectionRefused, 0, 100},
+        {{"127.0.0.2", "127.0.0.3"}, kTransportConnectTimedOut, 600, 900},
+        {{}, platform::kSocketNoData, 0, 100},
+    };
+    for (const Case& c : cases) {
+        std::vector<SocketAddress> addresses;
+        for (const char* host : c.hosts) {
+            EXPECT_EQ(platform::resolveAddresses(host, live.m_port, addresses), 0);
+        }
+        long time = c.most + 1;
+        // Another try where the machine was too busy.
+        for (int tries = 0; tries < 5 && time > c.most; ++tries) {
+            platform::SocketHandle socket = platform::kNoSocket;
+            const auto start = std::chrono::steady_clock::now();
+            EXPECT_EQ(RaceAddresses(addresses, 700, socket), c.result);
+            time = (std::chrono::steady_clock::now() - start) / std::chrono::milliseconds(1);
+            EXPECT_GE(time, c.least) << &c - cases.data();
+            EXPECT_EQ(socket != platform::kNoSocket, c.result == 0);
+            EXPECT_EQ(platform::peerIsLoopback(socket), c.result == 0);
+            platform::closeSocket(socket);
+        }
+        EXPECT_LE(time, c.most) << &c - cases.data();
+    }
+}
+
+TEST(AddressRace, FamiliesTakeTurns) {
+    std::vector<SocketAddress> addresses;
+    for (const char* host : {"::2", "[::3]", "::4", "127.0.0.1", "127.0.0.2"}) {
+        ASSERT_EQ(platform::resolveAddresses(host, 25, addresses), 0);
+    }
+    std::string order;
+    for (const SocketAddress& address : InterleaveFamilies(addresses)) {
+        order += address.isIpv6() ? "6" : "4";
+    }
+    EXPECT_EQ(order, "64646");
+}
+
+TEST(AddressRace, AHostWithIpv6OnlyIsReachedByCurrentRulesOnly) {
+    const Listener live("::1", 0);
+    if (!live.m_isOpen) {
+        GTEST_SKIP() << "this machine has no IPv6";
+    }
+    CZncTcpSocket socket;
+    EXPECT_NE(socket.Connect("::1", live.m_port, 1000), 0);
+    EXPECT_EQ(socket.ConnectToAny("::1", live.m_port, 1000), 0);
+    EXPECT_TRUE(socket.PeerIsLoopback());
 }
 
 }  // namespace
