@@ -20,9 +20,9 @@
 #include <vector>
 
 #include "base/data_buffer.h"
-#include "charset/code_pages.h"
-#include "charset/conversion_tables.h"
 #include "charset/encoding_convert.h"
+#include "charset/tables/code_pages.h"
+#include "charset/tables/conversion_tables.h"
 #include "peer_timing.h"
 
 namespace {

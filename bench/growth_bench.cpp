@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "charset/outward_strings.h"
 #include "message/znmail.h"
 #include "peer_timing.h"
+#include "text/outward_strings.h"
 
 namespace {
 
@@ -41,6 +41,10 @@ void loadAndEncode(const std::string& text) {
     mail.LoadFromText(text.c_str());
     borvik::BvString source;
     mail.GetSource(source);
+    std::uint32_t size = 0;
+    for (std::int32_t number = 1; number <= mail.GetAttachmentCount(); ++number) {
+        mail.GetAttachmentSize(number, size);
+    }
     mail.Encode();
     mail.GetSource(source);
 }
@@ -66,6 +70,8 @@ const Case kCases[] = {
      }},
     {"parts without a blank line", 100'000,
      [](std::size_t n) { return multipart(repeated("--b\r\nx:y\r\n", n)); }},
+    {"parts that end in CRLFCR", 20'000,
+     [](std::size_t n) { return multipart(repeated("--b\r\nx:y\r\n\rz\r\n", n)) + "\n\r\n"; }},
     {"parts with 8-bit headers", 5'000,
      [](std::size_t n) {
          return multipart(repeated("--b\r\nX-A: \xE9\r\nContent-Type: a/b\r\n\r\nbody\r\n", n));
@@ -79,6 +85,17 @@ const Case kCases[] = {
      }},
     {"folded header lines", 500'000,
      [](std::size_t n) { return "X-Field: a\r\n" + repeated("\tmore\r\n", n) + "\r\nbody\r\n"; }},
+    {"tiny attachments", 25'000,
+     [](std::size_t n) { return multipart(repeated("--b\r\n\r\nx\r\n", n)); }},
+    {"sizes of 8-bit parts", 10'000,
+     [](std::size_t n) {
+         return multipart(
+             repeated("--b\r\nContent-Type: a/b\r\nContent-Transfer-Encoding: 8bit"
+                      "\r\n\r\n\xE9\r\n",
+                      n));
+     }},
+    {"tiny recipients", 200'000,
+     [](std::size_t n) { return "To: " + repeated("a,", n) + "\r\n\r\nbody\r\n"; }},
     {"recipients", 50'000,
      [](std::size_t n) {
          return "To: " + repeated("\"A B\" <a@b.example>, ", n) + "c@d\r\n\r\nbody\r\n";
@@ -121,6 +138,10 @@ const Case kCases[] = {
          return "Content-Type: text/html\r\n\r\n" + repeated("<meta", n) + "\r\n";
      }},
     {"lone dots", 2'000'000, [](std::size_t n) { return "\r\n" + repeated(".\r\n", n); }},
+    {"quoted-printable line feeds", 4'000'000,
+     [](std::size_t n) {
+         return "Content-Transfer-Encoding: quoted-printable\r\n\r\n" + repeated("\n", n);
+     }},
     {"bare line feeds", 2'000'000, [](std::size_t n) { return "A: b\n\n" + repeated("\n", n); }},
 };
 

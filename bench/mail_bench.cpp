@@ -209,7 +209,7 @@ void sendOurs(const std::string& message, int port, bool secure) {
     smtp.m_bSecure = secure;
     smtp.m_lTimeoutCommand = 60000;
     tessolt::RecipientList to;
-    to.push_back(std::make_unique<tessolt::CZnMailRecipient>(u"", u"b@bench.test"));
+    to.add(u"", u"b@bench.test");
     if (smtp.Connect() != 0 || smtp.MailFrom("a@bench.test") != 0 || smtp.RcptTo(to) != 0 ||
         smtp.Data(message) != 0) {
         fail("our send failed");

@@ -10,12 +10,15 @@
 #include <string_view>
 
 #include "base/data_buffer.h"
-#include "charset/outward_strings.h"
-#include "charset/xstring.h"
+#include "charset/ansi_text.h"
 #include "message/znmail.h"
 #include "mime/cls_mime.h"
-#include "mime/content_coding.h"
+#include "mime/coding/content_coding.h"
 #include "peer_timing.h"
+#include "reading/field_text.h"
+#include "reading/letter.h"
+#include "text/outward_strings.h"
+#include "text/xstring.h"
 
 namespace {
 
@@ -126,6 +129,22 @@ std::size_t parseOurs(const std::string& message) {
     return total + readOurs(root);
 }
 
+/// The same by the reader of current rules.
+std::size_t parseCurrent(const std::string& text) {
+    const tessolt::reading::Message message(text);
+    std::size_t total = 0;
+    for (const char* name : {"From", "To", "Subject", "Date"}) {
+        total += tessolt::reading::headerText(message.field(name)).size();
+    }
+    for (const auto& part : message.parts()) {
+        if (!part.isOpened()) {
+            total += part.isType("text") ? tessolt::reading::bodyText(message, part).size()
+                                         : tessolt::reading::bodyBytes(message, part).size();
+        }
+    }
+    return total;
+}
+
 void readGmimePart(GMimeObject*, GMimeObject* part, gpointer total) {
     auto& sum = *static_cast<std::size_t*>(total);
     if (GMIME_IS_TEXT_PART(part)) {
@@ -176,7 +195,9 @@ void benchParsing() {
                 }
             };
         };
-        bench::compare(one.label, message.size() * one.repeats / double(kMega), repeat(parseOurs),
+        const double megabytes = message.size() * one.repeats / double(kMega);
+        bench::compare(one.label, megabytes, repeat(parseOurs), {{"GMime", repeat(parseGmime)}});
+        bench::compare(std::string(one.label) + ", current", megabytes, repeat(parseCurrent),
                        {{"GMime", repeat(parseGmime)}});
     }
 }
@@ -246,7 +267,7 @@ void benchComposing() {
         wide.x().setFromUtf8(utf8.c_str());
         mail.m_wstrBodyPlainText = wide.getWide();
         if (one.attachment > 0) {
-            mail.AddFiles(path);
+            mail.AddFiles(borvik::utf8ToWidePaired(path));
         }
         std::remove(path.c_str());
         std::size_t sink = 0;

@@ -57,4 +57,31 @@ inline double compare(const std::string& label, double megabytes, const std::fun
     return best / mine;
 }
 
+/// The same with two of ours, each of which is compared with each peer: what a user of the library
+/// calls, and the classes behind it.
+inline void comparePublic(const std::string& label, double megabytes,
+                          const std::function<void()>& door, const std::function<void()>& core,
+                          const std::vector<Peer>& peers, int runs = 9) {
+    std::vector<double> doorTimes;
+    std::vector<double> coreTimes;
+    std::vector<std::vector<double>> doorRatios(peers.size());
+    std::vector<std::vector<double>> coreRatios(peers.size());
+    for (int run = 0; run < runs; ++run) {
+        doorTimes.push_back(seconds(door));
+        coreTimes.push_back(seconds(core));
+        for (std::size_t i = 0; i < peers.size(); ++i) {
+            const double theirs = seconds(peers[i].work);
+            doorRatios[i].push_back(theirs / doorTimes.back());
+            coreRatios[i].push_back(theirs / coreTimes.back());
+        }
+    }
+    std::printf("%-30s public %8.1f MB/s  core %8.1f MB/s", label.c_str(),
+                megabytes / median(doorTimes), megabytes / median(coreTimes));
+    for (std::size_t i = 0; i < peers.size(); ++i) {
+        std::printf("  %s %5.2f / %5.2f", peers[i].name.c_str(), median(doorRatios[i]),
+                    median(coreRatios[i]));
+    }
+    std::printf("\n");
+}
+
 }  // namespace bench

@@ -9,9 +9,9 @@
 
 #include "base/data_buffer.h"
 #include "charset/ansi_text.h"
-#include "charset/code_pages.h"
 #include "charset/encoding_convert.h"
-#include "charset/stored_tables.h"
+#include "charset/tables/code_pages.h"
+#include "charset/tables/stored_tables.h"
 
 namespace {
 

@@ -5,12 +5,12 @@
 #include <string>
 #include <string_view>
 
-#include "charset/outward_strings.h"
-#include "mime/base64.h"
 #include "mime/bv_mime.h"
 #include "mime/cls_mime.h"
+#include "mime/coding/base64.h"
+#include "mime/coding/quoted_printable_decoding.h"
 #include "mime/mime_message2.h"
-#include "mime/quoted_printable_decoding.h"
+#include "text/outward_strings.h"
 
 namespace {
 

@@ -5,14 +5,13 @@
 
 FOLDER holds files named windows-NNN-*.ucm, one a code page. Their lines read <Uxxxx> \\xHH\\xHH |f;
 the flag f is 0 for a mapping both ways and 1 for one from Unicode only. OUTPUT defaults to
-src/charset/stored_tables_data.cpp. Only the standard library is used, and equal input gives equal
+src/charset/tables/stored_tables_data.cpp. Only the standard library is used, and equal input gives equal
 output.
 
 A row of a table is (code unit, byte code), where a byte code over 0xFF is a pair of bytes, lead byte
 first. The rules below turn the lines of a file into rows; write_payload and pack tell the stored form.
 """
 
-import base64
 import bz2
 import pathlib
 import re
@@ -37,7 +36,7 @@ NOT_ASCII = {
 
 # Pages that use the table of another one. 28591 carries the characters of 1252 in 0x80 to 0x9F, as mail
 # labelled with it does.
-SAME_AS = {28591: 1252, 51936: 936, 20269: 20261}
+SAME_AS = {28591: 1252, 51936: 936, 51949: 949, 20269: 20261}
 
 WINDOWS_SINGLE_BYTE = {874, *range(1250, 1259)}
 ISO = {*range(28592, 28600), 28603, 28605, 38598}
@@ -163,14 +162,13 @@ BZIP2_BLOCK_SIZE = 3
 
 
 def pack(payload, page):
-    """The stored text: packing flag and base64. The tiny table of US-ASCII is not worth packing."""
+    """The stored bytes: packing flag and payload. The tiny table of US-ASCII is not worth packing."""
     if page == US_ASCII:
-        return "x" + base64.b64encode(payload).decode()
-    packed = MAGIC + struct.pack("<I", len(payload)) + bz2.compress(payload, BZIP2_BLOCK_SIZE)
-    return "c" + base64.b64encode(packed).decode()
+        return b"x" + payload
+    return b"c" + MAGIC + struct.pack("<I", len(payload)) + bz2.compress(payload, BZIP2_BLOCK_SIZE)
 
 
-def stored_text(source, page):
+def stored_bytes(source, page):
     if page == MAC_JAPANESE:
         old = rows_of(source, SHIFT_JIS)
         return pack(write_patch(old, rows_of(source, MAC_JAPANESE)), page)
@@ -179,7 +177,7 @@ def stored_text(source, page):
 
 HEADER = """// Made by tools/make_charset_tables.py. Do not edit: change the rules there and run it again.
 
-#include "charset/stored_tables.h"
+#include "charset/tables/stored_tables.h"
 
 // clang-format off
 namespace borvik {
@@ -201,26 +199,40 @@ std::span<const StoredTable> storedTables() {
 COLUMNS = 108
 
 
+def literals(stored):
+    """The bytes as string literals that a compiler joins. An octal escape has three digits at most, so that none
+    swallows what follows it."""
+    line = ""
+    for byte in stored:
+        character = chr(byte)
+        plain = 0x20 <= byte < 0x7F and character not in '"\\?'
+        line += character if plain else f"\\{byte:03o}"
+        if len(line) > COLUMNS - 4:
+            yield f'"{line}"'
+            line = ""
+    if line:
+        yield f'"{line}"'
+
+
 def write_source(source, out):
     out.write(HEADER)
     for page in sorted(SINGLE_BYTE + MULTI_BYTE):
         if page in SAME_AS:
             continue
-        text = stored_text(source, page)
         out.write(f"constexpr char kTable{page}[] =\n")
-        lines = [text[i : i + COLUMNS] for i in range(0, len(text), COLUMNS)]
-        out.write("\n".join(f'"{line}"' for line in lines) + ";\n")
+        out.write("\n".join(literals(stored_bytes(source, page))) + ";\n")
     out.write("\nconstexpr StoredTable kTables[] = {\n")
     for page in sorted(SINGLE_BYTE + MULTI_BYTE):
         multi = "true" if page in MULTI_BYTE else "false"
-        out.write(f"    {{{page}, {multi}, kTable{SAME_AS.get(page, page)}}},\n")
+        table = f"kTable{SAME_AS.get(page, page)}"
+        out.write(f"    {{{page}, {multi}, {{{table}, sizeof {table} - 1}}}},\n")
     out.write(FOOTER)
 
 
 def main():
     if len(sys.argv) not in (2, 3):
         sys.exit(__doc__)
-    default = pathlib.Path(__file__).resolve().parent.parent / "src/charset/stored_tables_data.cpp"
+    default = pathlib.Path(__file__).resolve().parent.parent / "src/charset/tables/stored_tables_data.cpp"
     output = pathlib.Path(sys.argv[2]) if len(sys.argv) == 3 else default
     source = Source(sys.argv[1])
     with output.open("w", encoding="ascii", newline="\n") as out:
