@@ -39,6 +39,10 @@ struct Choice {
     int runs = 0;  // 0 for the usual number
 } choice;
 
+bool isChosen(const std::string& row) {
+    return row.starts_with(choice.row);
+}
+
 struct Column {
     std::string name;
     std::function<void()> work;
@@ -47,9 +51,6 @@ struct Column {
 /// All columns in turn: a session of each by its own work and by the wall clock, and how many times
 /// as long the last column, the peer, takes.
 void compareSessions(const std::string& label, std::vector<Column> columns, int runs = kRuns) {
-    if (!label.starts_with(choice.row)) {
-        return;
-    }
     if (!choice.column.empty()) {
         std::erase_if(columns, [](const Column& each) { return each.name != choice.column; });
     }
@@ -118,7 +119,11 @@ std::string replyFor(const std::string& text) {
            (text.ends_with("\r\n") ? ".\r\n" : "\r\n.\r\n");
 }
 
-void compareSending(const std::string& label, const Body& body, int count, bool secure) {
+void compareSending(const std::string& name, const Body& body, int count, bool secure) {
+    const std::string label = "SMTP " + name + (secure ? ", TLS" : ", plain");
+    if (!isChosen(label)) {
+        return;
+    }
     const auto classic = bench::makeMessage(body, kClassic);
     const auto current = bench::makeMessage(body, kCurrent);
     const std::string text = textOf(classic);
@@ -138,10 +143,14 @@ void compareSending(const std::string& label, const Body& body, int count, bool 
     }
     columns.push_back({"core", [&] { bench::sendCore(place, text); }});
     columns.push_back({"libcurl", [&] { bench::sendCurl(place, text); }});
-    compareSessions("SMTP " + label + (secure ? ", TLS" : ", plain"), columns);
+    compareSessions(label, columns);
 }
 
-void compareFetching(const std::string& label, const Body& body, int count, bool secure) {
+void compareFetching(const std::string& name, const Body& body, int count, bool secure) {
+    const std::string label = "POP3 " + name + (secure ? ", TLS" : ", plain");
+    if (!isChosen(label)) {
+        return;
+    }
     const std::string reply = replyFor(textOf(bench::makeMessage(body, kClassic)));
     const Server source(secure, [&](bench::Stream& stream) { bench::servePop3(stream, reply); });
     const Place place{source.port(), secure, kClassic, count};
@@ -153,11 +162,15 @@ void compareFetching(const std::string& label, const Body& body, int count, bool
     }
     columns.push_back({"core", [&] { bench::fetchCore(place); }});
     columns.push_back({"libcurl", [&] { bench::fetchCurl(place); }});
-    compareSessions("POP3 " + label + (secure ? ", TLS" : ", plain"), columns);
+    compareSessions(label, columns);
 }
 
 /// Where every round trip takes its time, what counts is how many there are.
 void compareDelayed() {
+    const std::string label = "SMTP 10 x 2 KB, 20 ms round trips";
+    if (!isChosen(label)) {
+        return;
+    }
     const Body body{lines(kSmallBody)};
     const auto classic = bench::makeMessage(body, kClassic);
     const auto current = bench::makeMessage(body, kCurrent);
@@ -173,6 +186,9 @@ void compareDelayed() {
 }
 
 void printPeaks(const std::string& folder) {
+    if (!isChosen("memory")) {
+        return;
+    }
     for (const std::size_t megabytes : {25, 50}) {
         const Body body{"Some words.\r\n",
                         writeFile(folder + "/peak.bin", megabytes * std::size_t{1'000'000})};
@@ -218,9 +234,7 @@ int main(int argc, char** argv) {
         compareFetching("25 MB as attachment", file, 1, secure);
     }
     compareDelayed();
-    if (std::string("memory").starts_with(choice.row)) {
-        printPeaks(folder);
-    }
+    printPeaks(folder);
     curl_global_cleanup();
     std::filesystem::remove_all(folder);
     return 0;
