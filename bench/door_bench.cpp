@@ -3,9 +3,7 @@
 // folder that the argument names, else made ones.
 
 #include <gmime/gmime.h>
-#include <malloc.h>
 #include <mimetic/mimetic.h>
-#include <sys/wait.h>
 #include <tessolt/tessolt.h>
 #include <unicode/ustring.h>
 #include <unistd.h>
@@ -18,6 +16,7 @@
 
 #include "charset/ansi_text.h"
 #include "message/znmail.h"
+#include "peak_memory.h"
 #include "peer_timing.h"
 
 namespace {
@@ -428,31 +427,8 @@ void compareCreation() {
 
 // Memory.
 
-long statusKib(const std::string& name) {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with(name)) {
-            return std::stol(line.substr(name.size() + 1));
-        }
-    }
-    return 0;
-}
-
-/// The most memory that work takes in a process of its own, against the size of the message.
 void printPeak(const char* label, const std::string& path, const std::function<void()>& work) {
-    std::fflush(stdout);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        const long before = statusKib("VmRSS:");
-        std::ofstream("/proc/self/clear_refs") << 5;
-        work();
-        const double grown = static_cast<double>(statusKib("VmHWM:") - before) * 1024;
-        std::printf("%-40s %5.2f times the message\n", label,
-                    grown / static_cast<double>(std::filesystem::file_size(path)));
-        std::fflush(stdout);
-        ::_exit(0);
-    }
-    ::waitpid(child, nullptr, 0);
+    bench::printPeak(label, static_cast<double>(std::filesystem::file_size(path)), work);
 }
 
 void printPeaks(const Scratch& scratch, const std::string& large, const std::string& data) {
@@ -479,7 +455,6 @@ int main(int argc, char** argv) {
     }
     const std::string large = scratch.write("large.eml", mixed(attachment(binary(36'000'000))));
     const std::string data = scratch.write("data.bin", binary(10'000'000));
-    ::malloc_trim(0);
     printPeaks(scratch, large, data);
     compareCreation();
     compareTexts();

@@ -31,14 +31,14 @@ public:
     ULONG Release() override = 0;
 
     CEMailMessage();
+    /// Stands for that record.
+    explicit CEMailMessage(std::unique_ptr<CZnMail> record);
 
     /// The message behind a pointer that a caller gave, null when the object isn't one of this
     /// library.
     static ComPtr<CEMailMessage> from(IDispatch* object);
 
     CZnMail& record() { return *m_pMail; }
-    /// Replaces the record.
-    void takeRecord(std::unique_ptr<CZnMail> record) { m_pMail = std::move(record); }
 
     HRESULT InternalQueryInterface(REFIID iid, void** object);
 

@@ -90,8 +90,7 @@ HRESULT CPop3::fetch(LONG id, bool full, VARIANT* pVal) {
         keepReply(m_pEngine->m_strLastResponse);
         m_nLastError = MapPop3Error(result);
         if (result == 0) {
-            ComPtr<CComObject<CEMailMessage>> message(new CComObject<CEMailMessage>);
-            message->takeRecord(std::move(mail));
+            ComPtr message(new CComObject<CEMailMessage>(std::move(mail)));
             pVal->vt = VT_DISPATCH;
             pVal->pdispVal = message.detach();
         }

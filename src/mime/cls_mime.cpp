@@ -368,6 +368,7 @@ void ClsMime::getBodyDecoded(XString& out) {
     Method method(*this, "GetBodyDecoded");
     DataBuffer body;
     onMyPart([&](const MimeMessage2& part) {
+        body.ensureCapacity(part.body().getSize() + 1);  // with its zero byte
         part.getMimeBody8Bit(body, kNoCodePage);
         if (part.contentType().beginsWith("text/")) {
             body.replaceByte('\0', ' ');
