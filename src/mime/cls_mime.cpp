@@ -377,9 +377,9 @@ void ClsMime::getBodyDecoded(XString& out) {
     moveIntoText(body, out);
 }
 
-void ClsMime::setBody(XString& text) {
+void ClsMime::setBody(std::string_view text) {
     Method method(*this, "SetBody");
-    changeMyPart([&](MimeMessage2& part) { part.setBodyText(text); });
+    changeMyPart([&](MimeMessage2& part) { part.setBodyRaw(text); });
 }
 
 void ClsMime::setBodyFromBinary(DataBuffer&& bytes) {
