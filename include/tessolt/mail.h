@@ -318,8 +318,11 @@ public:
 };
 
 /// Leaves a message in the queue folder for `tessolt-queue`, which sends it to that server.
+inline Status queue(std::nothrow_t, const Message& message, SmtpOptions options) {
+    return SmtpSession(std::nothrow, std::move(options)).queue(std::nothrow, message);
+}
 inline void queue(const Message& message, SmtpOptions options) {
-    SmtpSession(std::nothrow, std::move(options)).queue(message);
+    detail::require(queue(std::nothrow, message, std::move(options)));
 }
 
 /// A message of a mailbox as the server lists it.
@@ -368,7 +371,7 @@ class Pop3Session : public detail::Session<IPop3> {
                 return {};
             }
         }
-        return detail::failure(Stage::fetch, detail::kNoMessage,
+        return detail::failure(Stage::fetch, TESSOLT_ERROR_POP3_NO_SUCH_MESSAGE,
                                "fetch: a new connection has no message with this unique id");
     }
 
@@ -477,7 +480,8 @@ public:
     Status list(std::nothrow_t, std::vector<MailboxEntry>& entries) {
         return list(connection_, entries);
     }
-    /// For a loop over all messages.
+    /// For a loop over all messages. What fails in it throws; without exceptions use `list` and
+    /// `fetch`.
     Messages messages(ProgressCallback progress = {}) { return {connection_, std::move(progress)}; }
     /// One message, or its header alone.
     Message fetch(const MailboxEntry& entry, const ProgressCallback& progress = {}) {
@@ -488,9 +492,19 @@ public:
                  const ProgressCallback& progress = {}) {
         return fetch(connection_, entry, true, progress, message);
     }
+    Status fetch_header(std::nothrow_t, const MailboxEntry& entry,
+                        std::optional<Message>& message) {
+        return fetch(connection_, entry, false, {}, message);
+    }
     /// Marks a message for deletion, which the server does when the session is closed.
     void erase(const Message& message) { detail::require(erase(std::nothrow, message.number())); }
     void erase(const MailboxEntry& entry) { detail::require(erase(std::nothrow, entry.number)); }
+    Status erase(std::nothrow_t, const Message& message) {
+        return erase(std::nothrow, message.number());
+    }
+    Status erase(std::nothrow_t, const MailboxEntry& entry) {
+        return erase(std::nothrow, entry.number);
+    }
     Status erase(std::nothrow_t, LONG number) {
         // The numbers are those of the session that is open: another might have other ones.
         detail::requireMemory(connection_->object()->DeleteMessage(number));
