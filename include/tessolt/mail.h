@@ -53,24 +53,27 @@ enum class Security {
 
 /// Where and how to connect.
 struct SessionOptions {
-    std::string host = {};
-    std::string user = {};  ///< Without one there is no login.
-    std::string password = {};
-    int port = 0;  ///< 0 is the usual one.
-    Security security = Security::usual;
-    std::chrono::milliseconds connect_timeout{20000};
+    std::string host = {};                ///< Its name or address.
+    std::string user = {};                ///< Without one there is no login.
+    std::string password = {};            ///< It goes out over TLS only, or to this machine.
+    int port = 0;                         ///< 0 is the usual one.
+    Security security = Security::usual;  ///< How the connection is made safe.
+    std::chrono::milliseconds connect_timeout{
+        20000};  ///< For the connection, and for each TLS handshake.
     std::chrono::milliseconds reply_timeout{30000};  ///< For each command.
     std::chrono::milliseconds data_timeout{120000};  ///< With nothing moving in a message.
     std::string log_file = {};                       ///< Grows by a line for each step.
 };
+/// Those of a session with SMTP.
 using SmtpOptions = SessionOptions;
+/// Those of a session with POP3.
 using Pop3Options = SessionOptions;
 
 /// What TLS agreed on; all empty without it.
 struct TlsInfo {
-    std::string version = {};
-    std::string cipher = {};
-    std::string names = {};  ///< Those in the server's certificate.
+    std::string version = {};  ///< "TLSv1.3".
+    std::string cipher = {};   ///< By its name of RFC 8446 or 5246.
+    std::string names = {};    ///< Those in the server's certificate.
 };
 
 namespace detail {
@@ -112,7 +115,6 @@ public:
         return open != VARIANT_FALSE;
     }
 
-    /// Connects, unless that is done.
     Status open() {
         if (isOpen()) {
             return {};
@@ -263,8 +265,10 @@ public:
         }
     }
     SmtpSession(SmtpSession&&) = default;
+    /// Takes over the connection of the other.
     SmtpSession& operator=(SmtpSession&&) = default;
 
+    /// Connects, unless that is done.
     Status open(std::nothrow_t) { return connection_->open(); }
 
     /// Sends a message. It fails when one recipient was refused, though the others have it then:
@@ -327,7 +331,7 @@ inline void queue(const Message& message, SmtpOptions options) {
 
 /// A message of a mailbox as the server lists it.
 struct MailboxEntry {
-    LONG number = 0;
+    LONG number = 0;         ///< In this session, from 1.
     std::uint64_t size = 0;  ///< In bytes.
     /// The same in every session; empty where the server has none.
     std::string unique_id = {};
@@ -434,6 +438,7 @@ public:
 
         /// Fetches the first message. To be called once.
         iterator begin() { return advance() ? iterator(this) : iterator(); }
+        /// Behind the last.
         iterator end() { return iterator(); }
 
     private:
@@ -467,8 +472,10 @@ public:
     Pop3Session(std::nothrow_t, Pop3Options options)
         : Session(CLSID_Pop3, detail::kPop3Ports, std::move(options)) {}
     Pop3Session(Pop3Session&&) = default;
+    /// Takes over the connection of the other.
     Pop3Session& operator=(Pop3Session&&) = default;
 
+    /// Connects, unless that is done.
     Status open(std::nothrow_t) { return connection_->open(); }
 
     /// The messages that aren't erased.
@@ -487,7 +494,9 @@ public:
     Message fetch(const MailboxEntry& entry, const ProgressCallback& progress = {}) {
         return take(entry, true, progress);
     }
+    /// The header of a message alone.
     Message fetch_header(const MailboxEntry& entry) { return take(entry, false, {}); }
+    /// The same as `fetch` without exceptions: no message where it fails.
     Status fetch(std::nothrow_t, const MailboxEntry& entry, std::optional<Message>& message,
                  const ProgressCallback& progress = {}) {
         return fetch(connection_, entry, true, progress, message);

@@ -59,7 +59,7 @@ enum class Existing {
 
 /// One header field.
 struct Header {
-    std::string name;
+    std::string name;   ///< "Subject".
     std::string value;  ///< Unfolded and decoded.
     std::string raw;    ///< As it stands in the message.
 };
@@ -67,6 +67,7 @@ struct Header {
 /// One attachment of a message. Good while its message isn't changed; it may outlive the `Message`.
 class Attachment {
 public:
+    /// Number `number` of a message; `Message::attachments` gives them.
     Attachment(ComPtr<IEMailMessage> message, ComPtr<IMessageData> data, LONG number)
         : message_(std::move(message)), data_(std::move(data)), number_(number) {
         Text type;

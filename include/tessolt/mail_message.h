@@ -42,9 +42,10 @@ public:
     explicit Message(ComPtr<IEMailMessage> message)
         : message_(std::move(message)), data_(message_.as<IMessageData>()) {}
     Message(Message&&) = default;
+    /// Takes over the message of the other.
     Message& operator=(Message&&) = default;
 
-    /// The message in these bytes, or in a file.
+    /// The message in these bytes.
     static Message parse(std::string_view bytes) {
         Message message;
         detail::require(message.parse(std::nothrow, bytes));
@@ -54,6 +55,7 @@ public:
         detail::requireMemory(data_->LoadBytes(bytes.data(), bytes.size()));
         return status(Stage::load, "load");
     }
+    /// The message in a file.
     static Message load(const std::filesystem::path& file) {
         Message message;
         detail::require(message.load(std::nothrow, file));
@@ -67,6 +69,7 @@ public:
 
     // Composing. Each returns the message, so that calls can follow each other.
 
+    /// Who sends it.
     Message& from(const std::string& address, const std::string& name = {}) {
         message_->put_FromAddress(Text(address));
         message_->put_FromName(Text(name));
@@ -93,18 +96,22 @@ public:
     Status bcc(std::nothrow_t, const std::string& address, const std::string& name = {}) {
         return addTo(&IEMailMessage::AddBcc, address, name);
     }
+    /// Where answers go, if not to the sender.
     Message& reply_to(const std::string& address) {
         message_->put_ReplyAddress(Text(address));
         return *this;
     }
+    /// What it is about.
     Message& subject(const std::string& text) {
         message_->put_Subject(Text(text));
         return *this;
     }
+    /// The letter as plain text.
     Message& text(const std::string& text) {
         message_->put_BodyPlainText(Text(text));
         return *this;
     }
+    /// The letter as HTML.
     Message& html(const std::string& html) {
         message_->put_BodyHtml(Text(html));
         return *this;
@@ -126,6 +133,7 @@ public:
     Message& message_id(const std::string& id) { return header("Message-ID", id); }
     /// What this answers, and all that it follows.
     Message& in_reply_to(const std::string& id) { return header("In-Reply-To", id); }
+    /// The ids of the messages before it, the oldest first.
     Message& references(const std::vector<std::string>& ids) {
         std::string all;
         for (const std::string& id : ids) {
@@ -189,14 +197,21 @@ public:
 
     // Reading.
 
+    /// The address of the sender.
     std::string from_address() const { return read(&IEMailMessage::get_FromAddress); }
+    /// The name of the sender; empty without one.
     std::string from_name() const { return read(&IEMailMessage::get_FromName); }
+    /// What it is about.
     std::string subject() const { return read(&IEMailMessage::get_Subject); }
+    /// The letter as plain text.
     std::string text() const { return read(&IEMailMessage::get_BodyPlainText); }
+    /// The letter as HTML.
     std::string html() const { return read(&IEMailMessage::get_BodyHtml); }
     /// The addresses of the recipients.
     std::vector<std::string> to() const { return addresses(&IEMailMessage::get_ToAddress); }
+    /// The addresses of those who get a copy.
     std::vector<std::string> cc() const { return addresses(&IEMailMessage::get_CcAddress); }
+    /// The addresses of those who get a hidden copy.
     std::vector<std::string> bcc() const { return addresses(&IEMailMessage::get_BccAddress); }
     /// The text of the first field of that name, empty without one; of a composed message as it was
     /// last rendered.
@@ -219,6 +234,7 @@ public:
         }
         return fields;
     }
+    /// Its attachments, images of the HTML among them.
     std::vector<Attachment> attachments() const {
         LONG count = 0;
         message_->CountAttachments(&count);
@@ -251,12 +267,13 @@ public:
         bytes.assign(view.size > 0 ? view.data : "", view.size);
         return encoded;
     }
-    /// The number and the unique id in the mailbox that it was fetched from; 0 and empty otherwise.
+    /// The number in the mailbox that it was fetched from; 0 otherwise.
     LONG number() const {
         LONG number = 0;
         message_->get_ID(&number);
         return number;
     }
+    /// The id in that mailbox, the same in every session; empty otherwise.
     const std::string& unique_id() const { return uniqueId_; }
     void unique_id(std::string id) { uniqueId_ = std::move(id); }
 

@@ -29,8 +29,9 @@ struct Reply {
 
 /// What a server said to one recipient.
 struct Recipient {
-    std::string address = {};
-    Reply reply = {};
+    std::string address = {};  ///< As it was given.
+    Reply reply = {};          ///< What the server said to it.
+    /// Whether the server took it.
     bool accepted() const { return reply.code >= 200 && reply.code <= 299; }
 };
 
@@ -44,19 +45,25 @@ struct [[nodiscard]] Status {
     /// Of a `send`: who got the message and who didn't.
     std::vector<Recipient> recipients = {};
 
+    /// Whether it succeeded.
     explicit operator bool() const { return number == 0; }
 };
 
 /// What is thrown when an operation fails.
 class Error : public std::runtime_error {
 public:
+    /// Of a failure.
     explicit Error(Status status)
         : std::runtime_error(status.description),
           status_(std::make_shared<const Status>(std::move(status))) {}
 
+    /// The error number (error_numbers.h).
     LONG number() const { return status_->number; }
+    /// What was being done.
     Stage stage() const { return status_->stage; }
+    /// The reply that decided, if a server was in it.
     const Reply& reply() const { return status_->reply; }
+    /// Whether the progress callback wanted no more.
     bool cancelled() const { return status_->cancelled; }
     /// Of a `send`: some of these may have got the message.
     const std::vector<Recipient>& recipients() const { return status_->recipients; }
@@ -67,8 +74,8 @@ private:
 
 /// How far a message has come on its way.
 struct Progress {
-    std::uint64_t done = 0;
-    std::uint64_t all = 0;  ///< 0 when the server didn't tell.
+    std::uint64_t done = 0;  ///< Bytes that went over.
+    std::uint64_t all = 0;   ///< 0 when the server didn't tell.
 };
 
 /// Is told of the progress at most every 50 ms; false cancels. What it throws cancels too, and
