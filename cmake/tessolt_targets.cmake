@@ -23,6 +23,7 @@ function(tessolt_subsystem room)
   target_include_directories(${target} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/src ${CMAKE_CURRENT_SOURCE_DIR}/include)
   target_link_libraries(${target} ${arg_LINK})
   tessolt_target_options(${target})
+  set_property(GLOBAL APPEND PROPERTY TESSOLT_ROOMS ${target})
 endfunction()
 
 # tessolt_test_program(NAME SOURCE...): a test program. Sanitized, its tests aren't optimised, and the headers of the

@@ -1,5 +1,9 @@
 #include "line_channel.h"
 
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <openssl/err.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -16,7 +20,23 @@ constexpr std::string_view kLineEnd = "\r\n";
 
 }  // namespace
 
+LineChannel::LineChannel(int socket, SSL* tls, const std::atomic<bool>& stopping)
+    : socket_(socket), tls_(tls, SSL_free), stopping_(stopping) {
+    ::fcntl(socket_, F_SETFL, O_NONBLOCK);
+    // A reply and what follows it are two writes: the second mustn't wait for the peer.
+    const int on = 1;
+    ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    if (tls_) {
+        SSL_set_fd(tls_.get(), socket_);
+        SSL_set_accept_state(tls_.get());
+    }
+}
+
 LineChannel::~LineChannel() {
+    if (tls_) {
+        SSL_shutdown(tls_.get());
+        ERR_clear_error();
+    }
     ::close(socket_);
 }
 
@@ -34,21 +54,35 @@ bool LineChannel::waitFor(short events) {
     return false;
 }
 
+/// Waits for what stood in the way of an operation with this result, which is for `events` without
+/// TLS. False when the peer is gone.
+bool LineChannel::waitAfter(int result, short events) {
+    if (!tls_) {
+        return result < 0 && (errno == EAGAIN || errno == EINTR) && waitFor(events);
+    }
+    const int reason = SSL_get_error(tls_.get(), result);
+    ERR_clear_error();
+    return (reason == SSL_ERROR_WANT_READ && waitFor(POLLIN)) ||
+           (reason == SSL_ERROR_WANT_WRITE && waitFor(POLLOUT));
+}
+
 bool LineChannel::fill() {
     if (start_ > 0) {
         buffer_.erase(0, start_);
         start_ = 0;
     }
-    if (!waitFor(POLLIN)) {
-        return false;
-    }
     std::array<char, kReadSize> chunk;
-    const ssize_t got = ::recv(socket_, chunk.data(), chunk.size(), 0);
-    if (got <= 0) {
-        return false;
+    for (;;) {
+        const int got = tls_ ? SSL_read(tls_.get(), chunk.data(), int(chunk.size()))
+                             : int(::recv(socket_, chunk.data(), chunk.size(), 0));
+        if (got > 0) {
+            buffer_.append(chunk.data(), static_cast<std::size_t>(got));
+            return true;
+        }
+        if (!waitAfter(got, POLLIN)) {
+            return false;
+        }
     }
-    buffer_.append(chunk.data(), static_cast<std::size_t>(got));
-    return true;
 }
 
 std::optional<std::string> LineChannel::readLine() {
@@ -69,21 +103,16 @@ std::optional<std::string> LineChannel::readLine() {
 }
 
 bool LineChannel::send(std::string_view bytes) {
-    while (!bytes.empty()) {
-        if (!waitFor(POLLOUT)) {
+    while (!bytes.empty() && !stopping_) {
+        const int sent = tls_ ? SSL_write(tls_.get(), bytes.data(), int(bytes.size()))
+                              : int(::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL));
+        if (sent > 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(sent));
+        } else if (!waitAfter(sent, POLLOUT)) {
             return false;
         }
-        const ssize_t sent =
-            ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent < 0 && (errno == EAGAIN || errno == EINTR)) {
-            continue;
-        }
-        if (sent <= 0) {
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
     }
-    return true;
+    return bytes.empty();
 }
 
 bool LineChannel::sendLine(std::string_view text) {

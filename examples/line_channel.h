@@ -1,18 +1,20 @@
 #pragma once
 
+#include <openssl/ssl.h>
+
 #include <atomic>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace loopback {
 
-/// Line by line talk over a connected socket, which it owns. Every wait ends when `stopping` is
-/// set.
+/// Line by line talk over a connected socket, which it owns, and over TLS where it gets a session
+/// for the server's end of that. Every wait ends when `stopping` is set.
 class LineChannel {
 public:
-    LineChannel(int socket, const std::atomic<bool>& stopping)
-        : socket_(socket), stopping_(stopping) {}
+    LineChannel(int socket, SSL* tls, const std::atomic<bool>& stopping);
     ~LineChannel();
 
     LineChannel(const LineChannel&) = delete;
@@ -37,8 +39,10 @@ public:
 private:
     bool fill();
     bool waitFor(short events);
+    bool waitAfter(int result, short events);
 
     int socket_;
+    std::unique_ptr<SSL, decltype(&SSL_free)> tls_;
     const std::atomic<bool>& stopping_;
     std::string buffer_;
     std::size_t start_ = 0;

@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <openssl/evp.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -12,10 +13,10 @@
 #include <cctype>
 #include <cerrno>
 #include <charconv>
+#include <csignal>
 #include <set>
 #include <system_error>
 
-#include "line_channel.h"
 #include "loopback_port.h"
 
 namespace loopback {
@@ -245,29 +246,45 @@ void Mailbox::remove(const std::vector<std::size_t>& positions) {
 LoopbackHost::LoopbackHost(std::string user, std::string password)
     : user_(std::move(user)),
       password_(std::move(password)),
-      smtp_listener_(listenOnLoopback(smtp_port_)),
-      pop3_listener_(listenOnLoopback(pop3_port_)),
-      smtp_thread_([this] { serve(smtp_listener_, &LoopbackHost::smtpSession); }),
-      pop3_thread_([this] { serve(pop3_listener_, &LoopbackHost::pop3Session); }) {}
+      doors_({{{&LoopbackHost::smtpSession, false},
+               {&LoopbackHost::pop3Session, false},
+               {&LoopbackHost::smtpSession, true},
+               {&LoopbackHost::pop3Session, true}}}) {
+    for (Door& door : doors_) {
+        door.listener = listenOnLoopback(door.port);
+    }
+    for (Door& door : doors_) {
+        door.thread = std::thread([this, &door] { serve(door); });
+    }
+}
 
 LoopbackHost::~LoopbackHost() {
     stopping_ = true;
-    smtp_thread_.join();
-    pop3_thread_.join();
-    ::close(smtp_listener_);
-    ::close(pop3_listener_);
+    for (Door& door : doors_) {
+        door.thread.join();
+        ::close(door.listener);
+    }
 }
 
-void LoopbackHost::serve(int listener, Session session) {
+void LoopbackHost::serve(const Door& door) {
+    // TLS writes without asking for no signal. The threads of the sessions have this too.
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    ::sigaddset(&signals, SIGPIPE);
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     std::vector<std::thread> sessions;
     while (!stopping_) {
-        pollfd entry{listener, POLLIN, 0};
+        pollfd entry{door.listener, POLLIN, 0};
         if (::poll(&entry, 1, kAcceptPollMilliseconds) <= 0) {
             continue;
         }
-        const int peer = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+        const int peer = ::accept4(door.listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (peer >= 0) {
-            sessions.emplace_back([this, session, peer] { (this->*session)(peer); });
+            sessions.emplace_back([this, &door, peer] {
+                LineChannel channel(peer, door.with_tls ? identity_.newSession() : nullptr,
+                                    stopping_);
+                (this->*door.session)(channel);
+            });
         }
     }
     for (std::thread& one : sessions) {
@@ -275,8 +292,7 @@ void LoopbackHost::serve(int listener, Session session) {
     }
 }
 
-void LoopbackHost::smtpSession(int socket) {
-    LineChannel channel(socket, stopping_);
+void LoopbackHost::smtpSession(LineChannel& channel) {
     channel.sendLine("220 loopback.example ready");
     bool in_transaction = false;
     bool has_recipient = false;
@@ -316,8 +332,7 @@ void LoopbackHost::smtpSession(int socket) {
     }
 }
 
-void LoopbackHost::pop3Session(int socket) {
-    LineChannel channel(socket, stopping_);
+void LoopbackHost::pop3Session(LineChannel& channel) {
     Pop3Dialogue(channel, mailbox_, user_, password_).run();
 }
 

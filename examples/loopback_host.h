@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -7,6 +8,9 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "host_identity.h"
+#include "line_channel.h"
 
 namespace loopback {
 
@@ -28,46 +32,54 @@ private:
 };
 
 /// A mail host for trying things on: an SMTP server (RFC 5321, with AUTH PLAIN) and a POP3 server
-/// (RFC 1939, with APOP, CAPA and TOP) on ephemeral ports of 127.0.0.1 over one mailbox in memory.
-/// Any sender and recipient is taken; the account and password are those given to the constructor.
+/// (RFC 1939, with APOP, CAPA and TOP) on ephemeral ports of 127.0.0.1 over one mailbox in memory,
+/// each on a port in the clear and on one with TLS from the start. Any sender and recipient is
+/// taken; the account and password are those given to the constructor.
 class LoopbackHost {
 public:
-    /// Binds both ports and starts serving. Throws std::system_error when a port can't be had.
+    /// Binds the ports and starts serving. Throws std::system_error when a port can't be had.
     LoopbackHost(std::string user, std::string password);
 
-    /// Closes both ports, ends every session and joins the threads.
+    /// Closes the ports, ends every session and joins the threads.
     ~LoopbackHost();
 
     LoopbackHost(const LoopbackHost&) = delete;
     LoopbackHost& operator=(const LoopbackHost&) = delete;
 
-    /// Port of the SMTP server.
-    std::uint16_t smtpPort() const { return smtp_port_; }
+    /// Ports of the SMTP server and of the POP3 server, in the clear and with TLS.
+    std::uint16_t smtpPort() const { return doors_[0].port; }
+    std::uint16_t pop3Port() const { return doors_[1].port; }
+    std::uint16_t smtpsPort() const { return doors_[2].port; }
+    std::uint16_t pop3sPort() const { return doors_[3].port; }
 
-    /// Port of the POP3 server.
-    std::uint16_t pop3Port() const { return pop3_port_; }
+    /// The certificate that it shows, for those who are to trust it.
+    std::string certificatePem() const { return identity_.certificatePem(); }
 
     /// The mailbox behind both servers.
     Mailbox& mailbox() { return mailbox_; }
 
 private:
-    using Session = void (LoopbackHost::*)(int socket);
+    using Session = void (LoopbackHost::*)(LineChannel& channel);
 
-    void serve(int listener, Session session);
-    void smtpSession(int socket);
-    void pop3Session(int socket);
+    /// A port that is listened on, and what is spoken there.
+    struct Door {
+        Session session;
+        bool with_tls;
+        std::uint16_t port = 0;
+        int listener = -1;
+        std::thread thread = {};
+    };
+
+    void serve(const Door& door);
+    void smtpSession(LineChannel& channel);
+    void pop3Session(LineChannel& channel);
 
     std::string user_;
     std::string password_;
     Mailbox mailbox_;
+    HostIdentity identity_;
     std::atomic<bool> stopping_{false};
-    // The listeners fill the ports in, and the threads use both.
-    std::uint16_t smtp_port_ = 0;
-    std::uint16_t pop3_port_ = 0;
-    int smtp_listener_;
-    int pop3_listener_;
-    std::thread smtp_thread_;
-    std::thread pop3_thread_;
+    std::array<Door, 4> doors_;
 };
 
 }  // namespace loopback

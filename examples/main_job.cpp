@@ -1,6 +1,7 @@
-// The whole job, one line a step: compose, send, fetch, save, queue.
+// The whole job, one line a step: compose, send, fetch, save, queue, and both ways over TLS.
 //   main_job                                          against a mail host inside this program
 //   main_job --smtp HOST:PORT --pop3 HOST:PORT --user U --password P --to ADDRESS
+#include <tessolt/mail.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -85,7 +86,7 @@ public:
         writeFile(root_ / "all-bytes.bin", all_bytes);
         writeFile(root_ / "settings",
                   "[HKEY_LOCAL_MACHINE\\Software\\Merivane\\Tessolt]\n\"Queue\"=\"" +
-                      (root_ / "queue").string() + "\"\n");
+                      path("queue") + "\"\n\"TrustFile\"=\"" + path("certificate.pem") + "\"\n");
         ::setenv("TESSOLT_SETTINGS", (root_ / "settings").c_str(), 1);
     }
     ~Workspace() {
@@ -247,6 +248,31 @@ void sendQueued(const Options& options, const std::string& mark) {
     report("tessolt-queue run", "the queued message has arrived, equal to what was queued");
 }
 
+/// The same both ways over TLS: the host shows a certificate of its own, which the settings name as
+/// the one to trust, and which is checked.
+void sendAndFetchOverTls(const loopback::LoopbackHost& host, const Options& options,
+                         const Workspace& files) {
+    writeFile(files / "certificate.pem", host.certificatePem());
+    tessolt::SessionOptions server;
+    server.host = "localhost";
+    server.port = host.smtpsPort();
+    server.security = tessolt::Security::tls;
+    server.user = options.user;
+    server.password = options.password;
+    tessolt::SmtpSession smtp(server);
+    tessolt::Message message;
+    message.from(options.to).to(options.to).subject(kSubject).text(kPlainBody);
+    smtp.send(message);
+    report("SmtpSession::send", smtp.tls().version + " with " + smtp.tls().names);
+
+    server.port = host.pop3sPort();
+    tessolt::Pop3Session pop3(server);
+    const tessolt::Message got = pop3.fetch(pop3.list().back());
+    require(got.subject() == kSubject && got.text() == kPlainBody, "equal texts over TLS");
+    report("Pop3Session::fetch", pop3.tls().version + ", " + std::to_string(got.raw().size()) +
+                                     " bytes, equal to what was sent");
+}
+
 void showLog(const Workspace& files) {
     std::istringstream log(readFile(files / "job.log"));
     std::vector<std::string> lines;
@@ -307,6 +333,9 @@ void runJob(int argc, char** argv) {
     message->AddHeader(Text(kMarkHeader), Text(queuedMark));
     queue(*message, options, files);
     sendQueued(options, queuedMark);
+    if (host) {
+        sendAndFetchOverTls(*host, options, files);
+    }
     showLog(files);
     std::cout << "All steps done.\n";
 }

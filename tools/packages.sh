@@ -41,7 +41,21 @@ quietly() {
     }
 }
 
-# configure_and_build PRESET FOLDER TARGET... [-D...]: builds targets of a preset in FOLDER.
+# show_progress: of what the build says, its share done, in tenths where no terminal is; and all that isn't progress.
+show_progress() {
+    awk -v terminal="$([ -t 1 ] && echo 1)" '
+        match($0, /^ *[0-9]+% /) {
+            share = int($1)
+            if (terminal) printf "\r  %3d%%", share
+            else if (share >= next_share) { printf "  %d%%\n", share; next_share = share - share % 10 + 10 }
+            fflush(); next
+        }
+        { print (terminal ? "\r" : "") $0 }
+        END { if (terminal) print "" }'
+}
+
+# configure_and_build PRESET FOLDER TARGET... [-D...]: builds targets of a preset in FOLDER; with $progress set it
+# shows how far it is.
 configure_and_build() {
     local preset=$1 folder=$2 targets=() settings=() argument
     shift 2
@@ -53,5 +67,9 @@ configure_and_build() {
     done
     command -v ccache >/dev/null && settings+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
     cmake --preset "$preset" -B "$folder" "${settings[@]}" >/dev/null
-    cmake --build "$folder" --target "${targets[@]}" -- --quiet
+    if [ -n "${progress:-}" ]; then
+        NINJA_STATUS='%p ' cmake --build "$folder" --target "${targets[@]}" | show_progress
+    else
+        cmake --build "$folder" --target "${targets[@]}" -- --quiet
+    fi
 }

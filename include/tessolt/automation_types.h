@@ -7,95 +7,101 @@
 #include <stdint.h>
 
 #ifdef __cplusplus
+/// Stands in front of each function of the library.
 #define TESSOLT_API extern "C" __attribute__((visibility("default")))
 #else
 #include <uchar.h>
 #define TESSOLT_API __attribute__((visibility("default")))
 #endif
 
-typedef int32_t HRESULT;  ///< A result; negative means failure.
-typedef int32_t LONG;
-typedef uint32_t UINT;
-typedef uint16_t WORD;
+typedef int32_t HRESULT;       ///< A result; negative means failure.
+typedef int32_t LONG;          ///< A number of automation.
+typedef uint32_t UINT;         ///< A count.
+typedef uint16_t WORD;         ///< A set of flags.
 typedef int32_t DISPID;        ///< The number of a property or method.
 typedef uint32_t LCID;         ///< A locale; every call here ignores it.
 typedef int16_t VARIANT_BOOL;  ///< VARIANT_TRUE or VARIANT_FALSE.
 typedef uint16_t VARTYPE;      ///< One of the VT_ numbers, with or without VT_BYREF.
-typedef int32_t SCODE;
+typedef int32_t SCODE;         ///< A result within a VARIANT.
 
 #ifdef __cplusplus
 namespace tessolt {
 /// A count of references. Database headers have a wider global type of this name.
 using ULONG = uint32_t;
 }  // namespace tessolt
+/// A number of a type, in C++ and in C.
 #define TESSOLT_CAST(type, value) static_cast<type>(value)
 #else
 #define TESSOLT_CAST(type, value) ((type)(value))
 #endif
+/// A result from its number.
 #define TESSOLT_RESULT(number) TESSOLT_CAST(HRESULT, number)
 
-#define VARIANT_TRUE TESSOLT_CAST(VARIANT_BOOL, -1)
-#define VARIANT_FALSE TESSOLT_CAST(VARIANT_BOOL, 0)
+#define VARIANT_TRUE TESSOLT_CAST(VARIANT_BOOL, -1)  ///< True.
+#define VARIANT_FALSE TESSOLT_CAST(VARIANT_BOOL, 0)  ///< False.
 
-#define S_OK TESSOLT_RESULT(0)
-#define S_FALSE TESSOLT_RESULT(1)
-#define E_NOTIMPL TESSOLT_RESULT(0x80004001)
-#define E_NOINTERFACE TESSOLT_RESULT(0x80004002)
-#define E_POINTER TESSOLT_RESULT(0x80004003)
-#define E_FAIL TESSOLT_RESULT(0x80004005)
-#define E_UNEXPECTED TESSOLT_RESULT(0x8000FFFF)
-#define E_ACCESSDENIED TESSOLT_RESULT(0x80070005)
-#define E_OUTOFMEMORY TESSOLT_RESULT(0x8007000E)
-#define E_INVALIDARG TESSOLT_RESULT(0x80070057)
-#define DISP_E_UNKNOWNINTERFACE TESSOLT_RESULT(0x80020001)
-#define DISP_E_MEMBERNOTFOUND TESSOLT_RESULT(0x80020003)
-#define DISP_E_PARAMNOTFOUND TESSOLT_RESULT(0x80020004)
-#define DISP_E_TYPEMISMATCH TESSOLT_RESULT(0x80020005)
-#define DISP_E_UNKNOWNNAME TESSOLT_RESULT(0x80020006)
-#define DISP_E_NONAMEDARGS TESSOLT_RESULT(0x80020007)
-#define DISP_E_BADVARTYPE TESSOLT_RESULT(0x80020008)
-#define DISP_E_EXCEPTION TESSOLT_RESULT(0x80020009)
-#define DISP_E_OVERFLOW TESSOLT_RESULT(0x8002000A)
-#define DISP_E_BADINDEX TESSOLT_RESULT(0x8002000B)
-#define DISP_E_BADPARAMCOUNT TESSOLT_RESULT(0x8002000E)
-#define DISP_E_PARAMNOTOPTIONAL TESSOLT_RESULT(0x8002000F)
-#define CLASS_E_NOAGGREGATION TESSOLT_RESULT(0x80040110)
-#define CLASS_E_CLASSNOTAVAILABLE TESSOLT_RESULT(0x80040111)
-#define REGDB_E_CLASSNOTREG TESSOLT_RESULT(0x80040154)
-#define CO_E_CLASSSTRING TESSOLT_RESULT(0x800401F3)
-#define SELFREG_E_CLASS TESSOLT_RESULT(0x80040201)
+#define S_OK TESSOLT_RESULT(0)                              ///< Done.
+#define S_FALSE TESSOLT_RESULT(1)                           ///< Done, and the answer is no.
+#define E_NOTIMPL TESSOLT_RESULT(0x80004001)                ///< There is no such operation.
+#define E_NOINTERFACE TESSOLT_RESULT(0x80004002)            ///< The object lacks the interface.
+#define E_POINTER TESSOLT_RESULT(0x80004003)                ///< A place for a result is null.
+#define E_FAIL TESSOLT_RESULT(0x80004005)                   ///< It failed.
+#define E_UNEXPECTED TESSOLT_RESULT(0x8000FFFF)             ///< It failed where nothing can.
+#define E_ACCESSDENIED TESSOLT_RESULT(0x80070005)           ///< The rights are missing.
+#define E_OUTOFMEMORY TESSOLT_RESULT(0x8007000E)            ///< Memory has ended.
+#define E_INVALIDARG TESSOLT_RESULT(0x80070057)             ///< An argument is none.
+#define DISP_E_UNKNOWNINTERFACE TESSOLT_RESULT(0x80020001)  ///< No such interface.
+#define DISP_E_MEMBERNOTFOUND TESSOLT_RESULT(0x80020003)    ///< There is no such member.
+#define DISP_E_PARAMNOTFOUND TESSOLT_RESULT(0x80020004)     ///< There is no such argument.
+#define DISP_E_TYPEMISMATCH TESSOLT_RESULT(0x80020005)      ///< An argument is of another type.
+#define DISP_E_UNKNOWNNAME TESSOLT_RESULT(0x80020006)       ///< There is no such name.
+#define DISP_E_NONAMEDARGS TESSOLT_RESULT(0x80020007)       ///< No arguments by name here.
+#define DISP_E_BADVARTYPE TESSOLT_RESULT(0x80020008)        ///< An argument has no type.
+#define DISP_E_EXCEPTION TESSOLT_RESULT(0x80020009)         ///< The member failed; EXCEPINFO tells.
+#define DISP_E_OVERFLOW TESSOLT_RESULT(0x8002000A)          ///< A number is too large.
+#define DISP_E_BADINDEX TESSOLT_RESULT(0x8002000B)          ///< There is no such index.
+#define DISP_E_BADPARAMCOUNT TESSOLT_RESULT(0x8002000E)     ///< Too many or too few arguments.
+#define DISP_E_PARAMNOTOPTIONAL TESSOLT_RESULT(0x8002000F)  ///< An argument is missing.
+#define CLASS_E_NOAGGREGATION TESSOLT_RESULT(0x80040110)    ///< The class is for no outer object.
+#define CLASS_E_CLASSNOTAVAILABLE TESSOLT_RESULT(0x80040111)  ///< There is no such class here.
+#define REGDB_E_CLASSNOTREG TESSOLT_RESULT(0x80040154)        ///< There is no such class.
+#define CO_E_CLASSSTRING TESSOLT_RESULT(0x800401F3)           ///< That is no class.
+#define SELFREG_E_CLASS TESSOLT_RESULT(0x80040201)            ///< The registration failed.
 
+/// Whether a result is none of a failure.
 #define SUCCEEDED(result) (TESSOLT_RESULT(result) >= 0)
+/// Whether a result is that of a failure.
 #define FAILED(result) (TESSOLT_RESULT(result) < 0)
 
 #define DISPID_VALUE TESSOLT_CAST(DISPID, 0)         ///< The default member.
 #define DISPID_UNKNOWN TESSOLT_CAST(DISPID, -1)      ///< A name without a number.
 #define DISPID_PROPERTYPUT TESSOLT_CAST(DISPID, -3)  ///< Names the value of a property write.
 
-#define DISPATCH_METHOD TESSOLT_CAST(WORD, 1)
-#define DISPATCH_PROPERTYGET TESSOLT_CAST(WORD, 2)
-#define DISPATCH_PROPERTYPUT TESSOLT_CAST(WORD, 4)
-#define DISPATCH_PROPERTYPUTREF TESSOLT_CAST(WORD, 8)
+#define DISPATCH_METHOD TESSOLT_CAST(WORD, 1)          ///< Calls a method.
+#define DISPATCH_PROPERTYGET TESSOLT_CAST(WORD, 2)     ///< Reads a property.
+#define DISPATCH_PROPERTYPUT TESSOLT_CAST(WORD, 4)     ///< Writes a property.
+#define DISPATCH_PROPERTYPUTREF TESSOLT_CAST(WORD, 8)  ///< The same with a reference.
 
 /// A 128-bit identifier of an interface, a class or a library.
 typedef struct GUID {
-    uint32_t Data1;
-    uint16_t Data2;
-    uint16_t Data3;
-    uint8_t Data4[8];
+    uint32_t Data1;    ///< The first eight digits of its text.
+    uint16_t Data2;    ///< The next four.
+    uint16_t Data3;    ///< The next four.
+    uint8_t Data4[8];  ///< The other bytes in their order.
 } GUID;
-typedef GUID IID;
-typedef GUID CLSID;
+typedef GUID IID;    ///< Of an interface.
+typedef GUID CLSID;  ///< Of a class.
 
 #ifdef __cplusplus
 typedef const GUID& REFGUID;  ///< Passed as a pointer, as C callers write it.
 #else
 typedef const GUID* REFGUID;
 #endif
-typedef REFGUID REFIID;
-typedef REFGUID REFCLSID;
+typedef REFGUID REFIID;    ///< Of an interface, passed.
+typedef REFGUID REFCLSID;  ///< Of a class, passed.
 
 #ifdef __cplusplus
+/// Whether two are the same.
 constexpr bool operator==(const GUID& a, const GUID& b) {
     if (a.Data1 != b.Data1 || a.Data2 != b.Data2 || a.Data3 != b.Data3) {
         return false;
@@ -107,23 +113,28 @@ constexpr bool operator==(const GUID& a, const GUID& b) {
     }
     return true;
 }
+/// Stands in front of each named identifier.
 #define TESSOLT_GUID_CONSTANT inline constexpr GUID
 #else
 #define TESSOLT_GUID_CONSTANT static const GUID
 #endif
 
+/// No interface.
 TESSOLT_GUID_CONSTANT IID_NULL = {0, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}};
+/// That of IUnknown.
 TESSOLT_GUID_CONSTANT IID_IUnknown = {
     0x00000000, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+/// That of IClassFactory.
 TESSOLT_GUID_CONSTANT IID_IClassFactory = {
     0x00000001, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
+/// That of IDispatch.
 TESSOLT_GUID_CONSTANT IID_IDispatch = {
     0x00020400, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
 
 /// One UTF-16 code unit.
 typedef char16_t OLECHAR;
-typedef OLECHAR* LPOLESTR;
-typedef const OLECHAR* LPCOLESTR;
+typedef OLECHAR* LPOLESTR;         ///< A text with a closing zero.
+typedef const OLECHAR* LPCOLESTR;  ///< The same, not to be changed.
 
 /// An automation string: UTF-16 units with a zero unit behind them and their byte count in the four
 /// bytes in front of them. Null counts as the empty string. May hold zero units and lone
@@ -175,8 +186,8 @@ typedef struct DECIMAL {
     uint16_t wReserved;  ///< Under it lies the type of the VARIANT.
     uint8_t scale;       ///< 0 to 28
     uint8_t sign;        ///< 0x80 for a negative number, else 0
-    uint32_t Hi32;
-    uint64_t Lo64;
+    uint32_t Hi32;       ///< The upper 32 of its 96 bits.
+    uint64_t Lo64;       ///< The lower 64.
 } DECIMAL;
 
 #ifdef __cplusplus
@@ -232,7 +243,7 @@ typedef struct VARIANT {
         DECIMAL decVal;
     };
 } VARIANT;
-typedef VARIANT VARIANTARG;
+typedef VARIANT VARIANTARG;  ///< One argument.
 
 /// Makes `value` VT_EMPTY without looking at what it held.
 TESSOLT_API void VariantInit(VARIANT* value);
@@ -254,23 +265,23 @@ TESSOLT_API HRESULT VariantChangeType(VARIANT* target, const VARIANT* source, ui
 
 /// Arguments of one call, the last one first; named arguments stand in front of the others.
 typedef struct DISPPARAMS {
-    VARIANTARG* rgvarg;
-    DISPID* rgdispidNamedArgs;
-    UINT cArgs;
-    UINT cNamedArgs;
+    VARIANTARG* rgvarg;         ///< The arguments, the last one first.
+    DISPID* rgdispidNamedArgs;  ///< The numbers of those that are named, which come first.
+    UINT cArgs;                 ///< How many arguments.
+    UINT cNamedArgs;            ///< How many of them are named.
 } DISPPARAMS;
 
 /// What went wrong inside a call that returned DISP_E_EXCEPTION.
 typedef struct EXCEPINFO {
-    WORD wCode;
-    WORD wReserved;
-    BSTR bstrSource;
-    BSTR bstrDescription;
-    BSTR bstrHelpFile;
-    uint32_t dwHelpContext;
-    void* pvReserved;
-    HRESULT (*pfnDeferredFillIn)(struct EXCEPINFO*);
-    SCODE scode;
+    WORD wCode;                                       ///< 0: `scode` tells.
+    WORD wReserved;                                   ///< 0.
+    BSTR bstrSource;                                  ///< Who failed.
+    BSTR bstrDescription;                             ///< What went wrong.
+    BSTR bstrHelpFile;                                ///< Null.
+    uint32_t dwHelpContext;                           ///< 0.
+    void* pvReserved;                                 ///< Null.
+    HRESULT (*pfnDeferredFillIn)(struct EXCEPINFO*);  ///< Null.
+    SCODE scode;                                      ///< The result.
 } EXCEPINFO;
 
 #ifdef __cplusplus
@@ -280,6 +291,7 @@ struct ITypeInfo;
 struct IUnknown {
     /// Gives `*object` as the interface `iid` with one reference added, or null and E_NOINTERFACE.
     virtual HRESULT QueryInterface(REFIID iid, void** object) = 0;
+    /// Adds a reference; returns how many there are.
     virtual uint32_t AddRef() = 0;
     /// The object is gone once the last reference is released.
     virtual uint32_t Release() = 0;
@@ -290,10 +302,14 @@ protected:
 
 /// Calls by name and by number.
 struct IDispatch : IUnknown {
+    /// 1 where there is type information, else 0.
     virtual HRESULT GetTypeInfoCount(UINT* count) = 0;
+    /// The type information of interface 0, which the caller releases.
     virtual HRESULT GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) = 0;
+    /// The number of a member, and after it those of its arguments, by name in any case.
     virtual HRESULT GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID locale,
                                   DISPID* ids) = 0;
+    /// Reads or writes a property, or calls a method, by number.
     virtual HRESULT Invoke(DISPID id, REFIID reserved, LCID locale, WORD flags,
                            DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                            UINT* argumentError) = 0;
@@ -304,7 +320,9 @@ protected:
 
 /// Makes objects of one class.
 struct IClassFactory : IUnknown {
+    /// Makes an object, for `outer` where that is not null, as the interface `iid`.
     virtual HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** object) = 0;
+    /// Keeps the library in use, for 1, or lets it go, for 0.
     virtual HRESULT LockServer(int32_t lock) = 0;
 
 protected:

@@ -34,6 +34,8 @@
     X(POP3_AUTH_APOP, 91, 2)                           \
     X(POP3_AUTH_AUTO, 92, 0)
 
+/// One of the list.
 #define TESSOLT_CONSTANT(name, dispid, value) name = (value),
+/// The named values.
 enum EMailConstant { TESSOLT_EMAIL_CONSTANTS(TESSOLT_CONSTANT) };
 #undef TESSOLT_CONSTANT

@@ -21,24 +21,33 @@ namespace tessolt {
 /// One e-mail message. Writing properties changes fields only; `Encode` builds the MIME text from
 /// them, and everything that shows MIME text shows that of the last `Encode` or load.
 struct IEMailMessage : IDispatch {
+    /// Its identifier.
     static constexpr const IID& kIid = IID_IEMailMessage;
 
     /// The result of the last operation that sets it.
     virtual HRESULT get_LastError(LONG* pVal) = 0;
+    /// The sender: a name for people, and the address.
     virtual HRESULT get_FromName(BSTR* pVal) = 0;
     virtual HRESULT put_FromName(TextArgument newVal) = 0;
+    /// The address of the sender.
     virtual HRESULT get_FromAddress(BSTR* pVal) = 0;
     virtual HRESULT put_FromAddress(TextArgument newVal) = 0;
+    /// Where answers go, if not to the sender.
     virtual HRESULT get_ReplyAddress(BSTR* pVal) = 0;
     virtual HRESULT put_ReplyAddress(TextArgument newVal) = 0;
+    /// Where a note goes when the message is read; empty for none.
     virtual HRESULT get_ReadReceiptAddress(BSTR* pVal) = 0;
     virtual HRESULT put_ReadReceiptAddress(TextArgument newVal) = 0;
+    /// The header field "Organization".
     virtual HRESULT get_Organization(BSTR* pVal) = 0;
     virtual HRESULT put_Organization(TextArgument newVal) = 0;
+    /// The header field "Subject", decoded.
     virtual HRESULT get_Subject(BSTR* pVal) = 0;
     virtual HRESULT put_Subject(TextArgument newVal) = 0;
+    /// The letter as plain text.
     virtual HRESULT get_BodyPlainText(BSTR* pVal) = 0;
     virtual HRESULT put_BodyPlainText(TextArgument newVal) = 0;
+    /// The letter as HTML.
     virtual HRESULT get_BodyHtml(BSTR* pVal) = 0;
     virtual HRESULT put_BodyHtml(TextArgument newVal) = 0;
     /// The code page to encode with: an EMAIL_MESSAGE_ENCODING value, 0 for the default.
@@ -51,6 +60,7 @@ struct IEMailMessage : IDispatch {
     virtual HRESULT get_ID(LONG* pVal) = 0;
     /// The whole MIME text, and its header alone.
     virtual HRESULT get_MessageSource(BSTR* pVal) = 0;
+    /// The header of the MIME text.
     virtual HRESULT get_MessageHeader(BSTR* pVal) = 0;
     /// The length of the MIME text in bytes.
     virtual HRESULT get_Size(LONG* pVal) = 0;
@@ -58,24 +68,33 @@ struct IEMailMessage : IDispatch {
     virtual HRESULT get_Date(BSTR* pVal) = 0;
     /// The recipients' addresses joined by ";", without their names.
     virtual HRESULT get_ToAddress(BSTR* pVal) = 0;
+    /// The same of those in Cc.
     virtual HRESULT get_CcAddress(BSTR* pVal) = 0;
+    /// The same of those in Bcc.
     virtual HRESULT get_BccAddress(BSTR* pVal) = 0;
     /// Puts everything back as in a new object.
     virtual HRESULT Clear() = 0;
+    /// The text of an error number; "Generic Error" for one without a text.
     virtual HRESULT GetErrorDescription(LONG lError, BSTR* bstrDescription) = 0;
     /// Adds recipients: one, or several with "," ";" or "|" between them, which then get no name.
     /// One that isn't valid keeps all of them out.
     virtual HRESULT AddTo(TextArgument strEmailAddress, TextArgument strDisplayName = {}) = 0;
+    /// The same for Cc.
     virtual HRESULT AddCc(TextArgument strEmailAddress, TextArgument strDisplayName = {}) = 0;
+    /// The same for Bcc.
     virtual HRESULT AddBcc(TextArgument strEmailAddress, TextArgument strDisplayName = {}) = 0;
+    /// The number of attachments.
     virtual HRESULT CountAttachments(LONG* pVal) = 0;
     /// The name as the message has it. It may hold anything, path separators too: check it before
     /// using it in a path.
     virtual HRESULT GetAttachmentName(LONG lID, BSTR* strFilename) = 0;
     /// Bytes of its MIME text, so more than the file will have.
     virtual HRESULT GetAttachmentSize(LONG lID, LONG* pVal) = 0;
+    /// Attaches a file, or several with "|" between them. Sets `LastError`.
     virtual HRESULT AddAttachment(TextArgument FileName) = 0;
+    /// Saves the bytes of an attachment as a file. Sets `LastError`.
     virtual HRESULT SaveAttachment(LONG lID, TextArgument strSaveAsFile) = 0;
+    /// Replaces the message by the one in a file. Sets `LastError`.
     virtual HRESULT LoadMIME(TextArgument strMimeFile) = 0;
     /// Saves the MIME text as it stands; `Encode` comes first. Wants a recipient in To.
     virtual HRESULT SaveMIME(TextArgument strMimeFile) = 0;
@@ -84,6 +103,7 @@ struct IEMailMessage : IDispatch {
     /// The same as `Encode`: it rebuilds the MIME text from the fields. Loading a message fills the
     /// fields by itself.
     virtual HRESULT Decode() = 0;
+    /// The text of the first header field of that name; empty without one.
     virtual HRESULT GetHeaderValue(TextArgument strName, BSTR* strValue) = 0;
     /// Sets a header field of one's own for the next `Encode`.
     virtual HRESULT AddHeader(TextArgument strName, TextArgument strValue) = 0;
@@ -94,11 +114,16 @@ protected:
 
 /// One connection to an SMTP server (RFC 5321).
 struct ISmtp : IDispatch {
+    /// Its identifier.
     static constexpr const IID& kIid = IID_ISmtp;
 
+    /// The result of the last operation that sets it.
     virtual HRESULT get_LastError(LONG* pVal) = 0;
+    /// The version of the library.
     virtual HRESULT get_Version(BSTR* pVal) = 0;
+    /// The number of its build.
     virtual HRESULT get_Build(BSTR* pVal) = 0;
+    /// The path of its file.
     virtual HRESULT get_Module(BSTR* pVal) = 0;
     /// A file that grows by a line for each step; empty for none.
     virtual HRESULT get_LogFile(BSTR* pVal) = 0;
@@ -106,14 +131,19 @@ struct ISmtp : IDispatch {
     /// A file with the last 100 steps, started anew by writing this.
     virtual HRESULT get_ActivityFile(BSTR* pVal) = 0;
     virtual HRESULT put_ActivityFile(TextArgument newVal) = 0;
+    /// How long the connection may take, each TLS handshake again. 20,000 at first.
     virtual HRESULT get_TimeoutConnect(LONG* pVal) = 0;
     virtual HRESULT put_TimeoutConnect(LONG newVal) = 0;
+    /// How long each reply to a login may take. 20,000 at first.
     virtual HRESULT get_TimeoutAuthentication(LONG* pVal) = 0;
     virtual HRESULT put_TimeoutAuthentication(LONG newVal) = 0;
+    /// How long each other reply may take. 5,000 at first.
     virtual HRESULT get_TimeoutCommand(LONG* pVal) = 0;
     virtual HRESULT put_TimeoutCommand(LONG newVal) = 0;
+    /// How long a message may stand still on its way. 120,000 at first.
     virtual HRESULT get_TimeoutData(LONG* pVal) = 0;
     virtual HRESULT put_TimeoutData(LONG newVal) = 0;
+    /// The port to connect to.
     virtual HRESULT get_HostPort(LONG* pVal) = 0;
     virtual HRESULT put_HostPort(LONG newVal) = 0;
     /// An SMTP_AUTH value.
@@ -126,6 +156,7 @@ struct ISmtp : IDispatch {
     virtual HRESULT get_LastSmtpResponse(BSTR* pVal) = 0;
     /// Drops the connection and puts everything back as in a new object.
     virtual HRESULT Clear() = 0;
+    /// The text of an error number; "Generic Error" for one without a text.
     virtual HRESULT GetErrorDescription(LONG lErrorCode, BSTR* strDescription) = 0;
     /// Waits on the calling thread, for ever with -1.
     virtual HRESULT Sleep(LONG lMilliseconds) = 0;
@@ -134,6 +165,7 @@ struct ISmtp : IDispatch {
     /// Connects, and logs in where an account is given.
     virtual HRESULT Connect(TextArgument strHost, TextArgument strAccount = {},
                             TextArgument strPassword = {}) = 0;
+    /// Ends the session.
     virtual HRESULT Disconnect() = 0;
     /// Encodes and sends the message whose `IDispatch` stands in `pVal`.
     virtual HRESULT Send(VARIANT* pVal) = 0;
@@ -148,24 +180,36 @@ protected:
 
 /// One connection to a POP3 mailbox (RFC 1939).
 struct IPop3 : IDispatch {
+    /// Its identifier.
     static constexpr const IID& kIid = IID_IPop3;
 
+    /// The result of the last operation that sets it.
     virtual HRESULT get_LastError(LONG* pVal) = 0;
+    /// The version of the library.
     virtual HRESULT get_Version(BSTR* pVal) = 0;
+    /// The number of its build.
     virtual HRESULT get_Build(BSTR* pVal) = 0;
+    /// The path of its file.
     virtual HRESULT get_Module(BSTR* pVal) = 0;
+    /// A file that grows by a line for each step; empty for none.
     virtual HRESULT get_LogFile(BSTR* pVal) = 0;
     virtual HRESULT put_LogFile(TextArgument newVal) = 0;
+    /// A file with the last 100 steps, started anew by writing this.
     virtual HRESULT get_ActivityFile(BSTR* pVal) = 0;
     virtual HRESULT put_ActivityFile(TextArgument newVal) = 0;
+    /// How long the connection may take, each TLS handshake again. 20,000 at first.
     virtual HRESULT get_TimeoutConnect(LONG* pVal) = 0;
     virtual HRESULT put_TimeoutConnect(LONG newVal) = 0;
+    /// How long each reply to a login may take. 20,000 at first.
     virtual HRESULT get_TimeoutAuthentication(LONG* pVal) = 0;
     virtual HRESULT put_TimeoutAuthentication(LONG newVal) = 0;
+    /// How long each other reply may take. 5,000 at first.
     virtual HRESULT get_TimeoutCommand(LONG* pVal) = 0;
     virtual HRESULT put_TimeoutCommand(LONG newVal) = 0;
+    /// How long a message may stand still on its way. 120,000 at first.
     virtual HRESULT get_TimeoutData(LONG* pVal) = 0;
     virtual HRESULT put_TimeoutData(LONG newVal) = 0;
+    /// The port to connect to.
     virtual HRESULT get_HostPort(LONG* pVal) = 0;
     virtual HRESULT put_HostPort(LONG newVal) = 0;
     /// A POP3_AUTH value.
@@ -175,15 +219,18 @@ struct IPop3 : IDispatch {
     virtual HRESULT get_LastPop3Response(BSTR* pVal) = 0;
     /// Drops the connection and puts everything back as in a new object.
     virtual HRESULT Clear() = 0;
+    /// The text of an error number; "Generic Error" for one without a text.
     virtual HRESULT GetErrorDescription(LONG lErrorCode, BSTR* strDescription) = 0;
     /// Waits on the calling thread, for ever with -1.
     virtual HRESULT Sleep(LONG lMilliseconds) = 0;
     /// Makes the next connection TLS from its start. The usual port is 995.
     virtual HRESULT SetSecure(LONG lPort = 995) = 0;
+    /// Connects and logs in. Sets `LastError`.
     virtual HRESULT Connect(TextArgument strHost, TextArgument strAccount,
                             TextArgument strPassword) = 0;
     /// Ends the session; only this makes the server delete what was marked.
     virtual HRESULT Disconnect() = 0;
+    /// Whether there is a session.
     virtual HRESULT IsConnected(VARIANT_BOOL* pVal) = 0;
     /// The number of messages at the login.
     virtual HRESULT CountMessages(LONG* pVal) = 0;
@@ -201,8 +248,10 @@ protected:
 
 /// The named values, one property each, for scripts.
 struct IEMailConstants : IDispatch {
+    /// Its identifier.
     static constexpr const IID& kIid = IID_IEMailConstants;
 
+/// One value.
 #define TESSOLT_CONSTANT(name, dispid, value) virtual HRESULT get_##name(LONG* pVal) = 0;
     TESSOLT_EMAIL_CONSTANTS(TESSOLT_CONSTANT)
 #undef TESSOLT_CONSTANT

@@ -53,24 +53,27 @@ enum class Security {
 
 /// Where and how to connect.
 struct SessionOptions {
-    std::string host = {};
-    std::string user = {};  ///< Without one there is no login.
-    std::string password = {};
-    int port = 0;  ///< 0 is the usual one.
-    Security security = Security::usual;
-    std::chrono::milliseconds connect_timeout{20000};
+    std::string host = {};                ///< Its name or address.
+    std::string user = {};                ///< Without one there is no login.
+    std::string password = {};            ///< It goes out over TLS only, or to this machine.
+    int port = 0;                         ///< 0 is the usual one.
+    Security security = Security::usual;  ///< How the connection is made safe.
+    std::chrono::milliseconds connect_timeout{
+        20000};  ///< For the connection, and for each TLS handshake.
     std::chrono::milliseconds reply_timeout{30000};  ///< For each command.
     std::chrono::milliseconds data_timeout{120000};  ///< With nothing moving in a message.
     std::string log_file = {};                       ///< Grows by a line for each step.
 };
+/// Those of a session with SMTP.
 using SmtpOptions = SessionOptions;
+/// Those of a session with POP3.
 using Pop3Options = SessionOptions;
 
 /// What TLS agreed on; all empty without it.
 struct TlsInfo {
-    std::string version = {};
-    std::string cipher = {};
-    std::string names = {};  ///< Those in the server's certificate.
+    std::string version = {};  ///< "TLSv1.3".
+    std::string cipher = {};   ///< By its name of RFC 8446 or 5246.
+    std::string names = {};    ///< Those in the server's certificate.
 };
 
 namespace detail {
@@ -112,7 +115,6 @@ public:
         return open != VARIANT_FALSE;
     }
 
-    /// Connects, unless that is done.
     Status open() {
         if (isOpen()) {
             return {};
@@ -263,8 +265,10 @@ public:
         }
     }
     SmtpSession(SmtpSession&&) = default;
+    /// Takes over the connection of the other.
     SmtpSession& operator=(SmtpSession&&) = default;
 
+    /// Connects, unless that is done.
     Status open(std::nothrow_t) { return connection_->open(); }
 
     /// Sends a message. It fails when one recipient was refused, though the others have it then:
@@ -318,13 +322,16 @@ public:
 };
 
 /// Leaves a message in the queue folder for `tessolt-queue`, which sends it to that server.
+inline Status queue(std::nothrow_t, const Message& message, SmtpOptions options) {
+    return SmtpSession(std::nothrow, std::move(options)).queue(std::nothrow, message);
+}
 inline void queue(const Message& message, SmtpOptions options) {
-    SmtpSession(std::nothrow, std::move(options)).queue(message);
+    detail::require(queue(std::nothrow, message, std::move(options)));
 }
 
 /// A message of a mailbox as the server lists it.
 struct MailboxEntry {
-    LONG number = 0;
+    LONG number = 0;         ///< In this session, from 1.
     std::uint64_t size = 0;  ///< In bytes.
     /// The same in every session; empty where the server has none.
     std::string unique_id = {};
@@ -368,7 +375,7 @@ class Pop3Session : public detail::Session<IPop3> {
                 return {};
             }
         }
-        return detail::failure(Stage::fetch, detail::kNoMessage,
+        return detail::failure(Stage::fetch, TESSOLT_ERROR_POP3_NO_SUCH_MESSAGE,
                                "fetch: a new connection has no message with this unique id");
     }
 
@@ -431,6 +438,7 @@ public:
 
         /// Fetches the first message. To be called once.
         iterator begin() { return advance() ? iterator(this) : iterator(); }
+        /// Behind the last.
         iterator end() { return iterator(); }
 
     private:
@@ -464,8 +472,10 @@ public:
     Pop3Session(std::nothrow_t, Pop3Options options)
         : Session(CLSID_Pop3, detail::kPop3Ports, std::move(options)) {}
     Pop3Session(Pop3Session&&) = default;
+    /// Takes over the connection of the other.
     Pop3Session& operator=(Pop3Session&&) = default;
 
+    /// Connects, unless that is done.
     Status open(std::nothrow_t) { return connection_->open(); }
 
     /// The messages that aren't erased.
@@ -477,20 +487,33 @@ public:
     Status list(std::nothrow_t, std::vector<MailboxEntry>& entries) {
         return list(connection_, entries);
     }
-    /// For a loop over all messages.
+    /// For a loop over all messages. What fails in it throws; without exceptions use `list` and
+    /// `fetch`.
     Messages messages(ProgressCallback progress = {}) { return {connection_, std::move(progress)}; }
     /// One message, or its header alone.
     Message fetch(const MailboxEntry& entry, const ProgressCallback& progress = {}) {
         return take(entry, true, progress);
     }
+    /// The header of a message alone.
     Message fetch_header(const MailboxEntry& entry) { return take(entry, false, {}); }
+    /// The same as `fetch` without exceptions: no message where it fails.
     Status fetch(std::nothrow_t, const MailboxEntry& entry, std::optional<Message>& message,
                  const ProgressCallback& progress = {}) {
         return fetch(connection_, entry, true, progress, message);
     }
+    Status fetch_header(std::nothrow_t, const MailboxEntry& entry,
+                        std::optional<Message>& message) {
+        return fetch(connection_, entry, false, {}, message);
+    }
     /// Marks a message for deletion, which the server does when the session is closed.
     void erase(const Message& message) { detail::require(erase(std::nothrow, message.number())); }
     void erase(const MailboxEntry& entry) { detail::require(erase(std::nothrow, entry.number)); }
+    Status erase(std::nothrow_t, const Message& message) {
+        return erase(std::nothrow, message.number());
+    }
+    Status erase(std::nothrow_t, const MailboxEntry& entry) {
+        return erase(std::nothrow, entry.number);
+    }
     Status erase(std::nothrow_t, LONG number) {
         // The numbers are those of the session that is open: another might have other ones.
         detail::requireMemory(connection_->object()->DeleteMessage(number));

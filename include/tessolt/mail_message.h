@@ -1,27 +1,17 @@
-/// The messages of the C++ front end: what is thrown, `Message`, `Attachment`, safe file names. Use
-/// mail.h, which has it all.
+/// The messages of the C++ front end. Use mail.h, which has it all.
 #pragma once
 
-#include <fcntl.h>
+#include <tessolt/mail_attachment.h>
+#include <tessolt/mail_status.h>
 #include <tessolt/message_data.h>
-#include <tessolt/safe_name.h>
-#include <tessolt/server.h>
 #include <tessolt/tessolt.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
-#include <memory>
 #include <new>
-#include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -31,302 +21,14 @@
 
 namespace tessolt {
 
-/// What was being done.
-enum class Stage { compose, load, save, connect, send, queue, list, fetch, remove };
-
-/// What a server said.
-struct Reply {
-    int code = 0;               ///< Of SMTP; 0 when there was none, and for POP3.
-    std::string enhanced = {};  ///< "5.1.1" (RFC 3463) or "IN-USE" (RFC 2449); often empty.
-    std::string text = {};      ///< Its words.
-};
-
-/// What a server said to one recipient.
-struct Recipient {
-    std::string address = {};
-    Reply reply = {};
-    bool accepted() const { return reply.code >= 200 && reply.code <= 299; }
-};
-
-/// How an operation went. Tests as true when it succeeded.
-struct [[nodiscard]] Status {
-    LONG number = 0;               ///< 0, or the error number of the catalogue.
-    Stage stage = Stage::compose;  ///< What was being done.
-    std::string description = {};  ///< One line for people: what was tried and what went wrong.
-    Reply reply = {};              ///< The reply that decided, if a server was in it.
-    bool cancelled = false;        ///< The progress callback wanted no more.
-    /// Of a `send`: who got the message and who didn't.
-    std::vector<Recipient> recipients = {};
-
-    explicit operator bool() const { return number == 0; }
-};
-
-/// What is thrown when an operation fails.
-class Error : public std::runtime_error {
-public:
-    explicit Error(Status status)
-        : std::runtime_error(status.description),
-          status_(std::make_shared<const Status>(std::move(status))) {}
-
-    LONG number() const { return status_->number; }
-    Stage stage() const { return status_->stage; }
-    const Reply& reply() const { return status_->reply; }
-    bool cancelled() const { return status_->cancelled; }
-    /// Of a `send`: some of these may have got the message.
-    const std::vector<Recipient>& recipients() const { return status_->recipients; }
-
-private:
-    std::shared_ptr<const Status> status_;
-};
-
-/// How far a message has come on its way.
-struct Progress {
-    std::uint64_t done = 0;
-    std::uint64_t all = 0;  ///< 0 when the server didn't tell.
-};
-
-/// Is told of the progress at most every 50 ms; false cancels. What it throws cancels too, and
-/// comes out of the operation.
-using ProgressCallback = std::function<bool(Progress)>;
-
 namespace detail {
 
-inline constexpr LONG kAttachmentUnreadable = 37605;
-inline constexpr LONG kAttachmentUnwritable = 37607;
-inline constexpr LONG kNoSuchClass = -1;
-inline constexpr LONG kNoMessage = 37516;
-inline constexpr int kMostNames = 100000;
-
-inline void require(const Status& status) {
-    if (!status) {
-        throw Error(status);
-    }
-}
-
-inline void requireMemory(HRESULT result) {
-    if (result == E_OUTOFMEMORY) {
-        throw std::bad_alloc();
-    }
-}
-
-/// Makes an object and the further interface of it.
-template <class Interface, class Further>
-void create(const CLSID& classId, ComPtr<Interface>& object, ComPtr<Further>& further) {
-    requireMemory(CoCreateInstance(classId, nullptr, 0, Interface::kIid, object.putVoid()));
-    further = object.template as<Further>();
-    if (!further) {
-        Status status;
-        status.number = kNoSuchClass;
-        status.description = "the library is older than this header";
-        throw Error(std::move(status));
-    }
-}
-
-template <class Interface>
-std::string read(const ComPtr<Interface>& object, HRESULT (Interface::*property)(BSTR*)) {
-    Text text;
-    requireMemory((object.get()->*property)(text.put()));
-    return text.utf8();
-}
-
-/// The outcome of the last operation of `object`.
-template <class Interface>
-Status statusOf(const ComPtr<Interface>& object, Stage stage, const std::string& what) {
-    Status status;
-    status.stage = stage;
-    object->get_LastError(&status.number);
-    if (status.number != 0) {
-        Text text;
-        object->GetErrorDescription(status.number, text.put());
-        status.description = what + ": " + text.utf8();
-    }
-    return status;
-}
-
-inline Status failure(Stage stage, LONG number, std::string description) {
-    Status status;
-    status.number = number;
-    status.stage = stage;
-    status.description = std::move(description);
-    return status;
-}
-
-inline std::string failed(const std::string& path, int error) {
-    return path + ": " + std::generic_category().message(error);
-}
-
-inline std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> pieces;
-    for (std::size_t begin = 0; begin < text.size();) {
-        const std::size_t end = std::min(text.find(separator, begin), text.size());
-        if (end > begin) {
-            pieces.push_back(text.substr(begin, end - begin));
-        }
-        begin = end + 1;
-    }
-    return pieces;
-}
-
-/// A file descriptor, closed when this goes.
-class Descriptor {
-public:
-    explicit Descriptor(int number) : number_(number) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() { close(); }
-    int get() const { return number_; }
-    int close() {
-        const int number = std::exchange(number_, -1);
-        return number >= 0 && ::close(number) != 0 ? errno : 0;
-    }
-    /// Writes it all; 0 or an errno number.
-    int write(std::string_view bytes) {
-        while (!bytes.empty()) {
-            const ssize_t count = ::write(number_, bytes.data(), bytes.size());
-            if (count < 0 && errno != EINTR) {
-                return errno;
-            }
-            bytes.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
-        }
-        return 0;
-    }
-
-private:
-    int number_;
-};
+/// Holds for ranges of bytes that are no texts.
+template <class Bytes>
+using IfBytes = std::enable_if_t<!std::is_convertible_v<const Bytes&, std::string_view> &&
+                                 sizeof(*std::data(std::declval<const Bytes&>())) == 1>;
 
 }  // namespace detail
-
-/// What `save_to` does about a file that is there already.
-enum class Existing {
-    keep,    ///< It stays, and the new one gets a number: "photo (2).jpg".
-    replace  ///< The new file takes its place in one step.
-};
-
-/// One header field.
-struct Header {
-    std::string name;
-    std::string value;  ///< Unfolded and decoded.
-    std::string raw;    ///< As it stands in the message.
-};
-
-/// One attachment of a message. Good while its message isn't changed; it may outlive the `Message`.
-class Attachment {
-public:
-    Attachment(ComPtr<IEMailMessage> message, ComPtr<IMessageData> data, LONG number)
-        : message_(std::move(message)), data_(std::move(data)), number_(number) {
-        Text type;
-        Text id;
-        Text disposition;
-        detail::requireMemory(
-            data_->GetAttachmentType(number, type.put(), id.put(), disposition.put()));
-        type_ = type.utf8();
-        id_ = id.utf8();
-        disposition_ = disposition.utf8();
-        Text name;
-        detail::requireMemory(message_->GetAttachmentName(number, name.put()));
-        name_ = name.utf8();
-    }
-
-    /// As the sender wrote it: never a path to be trusted.
-    const std::string& name() const { return name_; }
-    /// "image/png".
-    const std::string& content_type() const { return type_; }
-    /// Without brackets; empty where it has none.
-    const std::string& content_id() const { return id_; }
-    /// Whether it is to be shown within the text.
-    bool is_inline() const { return disposition_ == "inline"; }
-
-    /// Its decoded bytes.
-    std::string bytes() const {
-        const ByteView view = viewBytes();
-        return view.size > 0 ? std::string(view.data, view.size) : std::string();
-    }
-
-    /// Writes it into a folder under a safe name; the path says which. Nothing is followed out of
-    /// the folder, no other file is changed, and what can't be written whole is removed again.
-    std::filesystem::path save_to(const std::filesystem::path& folder,
-                                  Existing existing = Existing::keep) const {
-        std::filesystem::path path;
-        detail::require(save_to(std::nothrow, folder, path, existing));
-        return path;
-    }
-    Status save_to(std::nothrow_t, const std::filesystem::path& folder, std::filesystem::path& path,
-                   Existing existing = Existing::keep) const {
-        ByteView view = {};
-        detail::requireMemory(data_->GetAttachmentBytes(number_, &view));
-        const Status status = detail::statusOf(message_, Stage::save, name_);
-        if (!status) {
-            return status;
-        }
-        const detail::Descriptor place(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (place.get() < 0) {
-            return unwritable(folder, errno);
-        }
-        std::string name;
-        const int error = write(place.get(), {view.data, view.size}, existing, name);
-        path = folder / name;
-        return error == 0 ? Status() : unwritable(path, error);
-    }
-
-private:
-    ByteView viewBytes() const {
-        ByteView view = {};
-        detail::requireMemory(data_->GetAttachmentBytes(number_, &view));
-        detail::require(detail::statusOf(message_, Stage::save, name_));
-        return view;
-    }
-
-    static Status unwritable(const std::filesystem::path& path, int error) {
-        return detail::failure(Stage::save, detail::kAttachmentUnwritable,
-                               detail::failed(path.string(), error));
-    }
-
-    static std::string numbered(const std::string& name, int number) {
-        const std::size_t ending = detail::endingOf(name);
-        return name.substr(0, ending) + " (" + std::to_string(number) + ")" + name.substr(ending);
-    }
-
-    /// Writes a new file; 0 or an errno number. `name` is the one that it got.
-    int write(int folder, std::string_view bytes, Existing existing, std::string& name) const {
-        constexpr int kMode = 0666;
-        const std::string wanted = safe_name(name_);
-        const std::string first = existing == Existing::replace ? wanted + ".new" : wanted;
-        name = first;
-        int number = -1;
-        for (int i = 2; i < detail::kMostNames && number < 0; ++i) {
-            number = ::openat(folder, name.c_str(),
-                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kMode);
-            if (number < 0 && errno != EEXIST) {
-                return errno;
-            }
-            if (number < 0) {
-                name = numbered(first, i);
-            }
-        }
-        if (number < 0) {
-            return EEXIST;
-        }
-        detail::Descriptor file(number);
-        int error = file.write(bytes);
-        const int closed = file.close();
-        error = error != 0 ? error : closed;
-        if (error == 0 && existing == Existing::replace) {
-            error = ::renameat(folder, name.c_str(), folder, wanted.c_str()) == 0 ? 0 : errno;
-        }
-        if (error != 0) {
-            ::unlinkat(folder, name.c_str(), 0);
-        } else if (existing == Existing::replace) {
-            name = wanted;
-        }
-        return error;
-    }
-
-    ComPtr<IEMailMessage> message_;
-    ComPtr<IMessageData> data_;
-    LONG number_;
-    std::string name_, type_, id_, disposition_;
-};
 
 /// One message: composed here, loaded, or fetched.
 class Message {
@@ -340,9 +42,10 @@ public:
     explicit Message(ComPtr<IEMailMessage> message)
         : message_(std::move(message)), data_(message_.as<IMessageData>()) {}
     Message(Message&&) = default;
+    /// Takes over the message of the other.
     Message& operator=(Message&&) = default;
 
-    /// The message in these bytes, or in a file.
+    /// The message in these bytes.
     static Message parse(std::string_view bytes) {
         Message message;
         detail::require(message.parse(std::nothrow, bytes));
@@ -352,6 +55,7 @@ public:
         detail::requireMemory(data_->LoadBytes(bytes.data(), bytes.size()));
         return status(Stage::load, "load");
     }
+    /// The message in a file.
     static Message load(const std::filesystem::path& file) {
         Message message;
         detail::require(message.load(std::nothrow, file));
@@ -365,6 +69,7 @@ public:
 
     // Composing. Each returns the message, so that calls can follow each other.
 
+    /// Who sends it.
     Message& from(const std::string& address, const std::string& name = {}) {
         message_->put_FromAddress(Text(address));
         message_->put_FromName(Text(name));
@@ -372,33 +77,41 @@ public:
     }
     /// Adds a recipient, or several with commas between them, which then get no name.
     Message& to(const std::string& address, const std::string& name = {}) {
-        detail::require(to(std::nothrow, address, name));
-        return *this;
+        return checked(to(std::nothrow, address, name));
     }
     Status to(std::nothrow_t, const std::string& address, const std::string& name = {}) {
-        detail::requireMemory(message_->AddTo(Text(address), Text(name)));
-        return status(Stage::compose, address);
+        return addTo(&IEMailMessage::AddTo, address, name);
     }
+    /// The same for those who get a copy.
     Message& cc(const std::string& address, const std::string& name = {}) {
-        detail::requireMemory(message_->AddCc(Text(address), Text(name)));
-        return checked(address);
+        return checked(cc(std::nothrow, address, name));
     }
+    Status cc(std::nothrow_t, const std::string& address, const std::string& name = {}) {
+        return addTo(&IEMailMessage::AddCc, address, name);
+    }
+    /// The same for those who get a copy of which the others don't know.
     Message& bcc(const std::string& address, const std::string& name = {}) {
-        detail::requireMemory(message_->AddBcc(Text(address), Text(name)));
-        return checked(address);
+        return checked(bcc(std::nothrow, address, name));
     }
+    Status bcc(std::nothrow_t, const std::string& address, const std::string& name = {}) {
+        return addTo(&IEMailMessage::AddBcc, address, name);
+    }
+    /// Where answers go, if not to the sender.
     Message& reply_to(const std::string& address) {
         message_->put_ReplyAddress(Text(address));
         return *this;
     }
+    /// What it is about.
     Message& subject(const std::string& text) {
         message_->put_Subject(Text(text));
         return *this;
     }
+    /// The letter as plain text.
     Message& text(const std::string& text) {
         message_->put_BodyPlainText(Text(text));
         return *this;
     }
+    /// The letter as HTML.
     Message& html(const std::string& html) {
         message_->put_BodyHtml(Text(html));
         return *this;
@@ -406,17 +119,21 @@ public:
     /// When it was written, as a clock shows it that is so many minutes ahead of UTC; without this,
     /// the time of sending.
     Message& date(std::chrono::system_clock::time_point time, int minutesAhead = 0) {
+        return checked(date(std::nothrow, time, minutesAhead));
+    }
+    Status date(std::nothrow_t, std::chrono::system_clock::time_point time, int minutesAhead = 0) {
         const auto seconds =
             std::chrono::duration_cast<std::chrono::seconds>(time.time_since_epoch());
-        if (data_->SetDate(seconds.count(), minutesAhead) != S_OK) {
-            throw Error(detail::failure(Stage::compose, -1, "date: out of range"));
-        }
-        return *this;
+        return data_->SetDate(seconds.count(), minutesAhead) == S_OK
+                   ? Status()
+                   : detail::failure(Stage::compose, TESSOLT_ERROR_INVALID_ARGUMENT,
+                                     "date: out of range");
     }
     /// With brackets: "<1@example.org>". Without this, one is made.
     Message& message_id(const std::string& id) { return header("Message-ID", id); }
     /// What this answers, and all that it follows.
     Message& in_reply_to(const std::string& id) { return header("In-Reply-To", id); }
+    /// The ids of the messages before it, the oldest first.
     Message& references(const std::vector<std::string>& ids) {
         std::string all;
         for (const std::string& id : ids) {
@@ -426,14 +143,16 @@ public:
     }
     /// Sets a field of one's own.
     Message& header(const std::string& name, const std::string& value) {
+        return checked(header(std::nothrow, name, value));
+    }
+    Status header(std::nothrow_t, const std::string& name, const std::string& value) {
         detail::requireMemory(data_->SetField(Text(name), Text(value)));
-        return checked(name);
+        return status(Stage::compose, name);
     }
 
     /// Attaches a file under its name.
     Message& attach(const std::filesystem::path& file) {
-        detail::require(attach(std::nothrow, file));
-        return *this;
+        return checked(attach(std::nothrow, file));
     }
     Status attach(std::nothrow_t, const std::filesystem::path& file) {
         std::string bytes;
@@ -442,28 +161,35 @@ public:
     }
     /// Attaches bytes; without a content type it is told from the name.
     Message& attach(std::string_view bytes, const std::string& name, const std::string& type = {}) {
-        detail::require(add(bytes, name, type));
-        return *this;
+        return checked(add(bytes, name, type));
+    }
+    Status attach(std::nothrow_t, std::string_view bytes, const std::string& name,
+                  const std::string& type = {}) {
+        return add(bytes, name, type);
     }
     /// The same of a vector, array or the like of bytes.
-    template <class Bytes,
-              class = std::enable_if_t<!std::is_convertible_v<const Bytes&, std::string_view> &&
-                                       sizeof(*std::data(std::declval<const Bytes&>())) == 1>>
+    template <class Bytes, class = detail::IfBytes<Bytes>>
     Message& attach(const Bytes& bytes, const std::string& name, const std::string& type = {}) {
         return attach(viewOf(bytes), name, type);
     }
     /// Adds an image that the HTML shows as "cid:" + `contentId`.
     Message& embed(std::string_view bytes, const std::string& name, const std::string& contentId,
                    const std::string& type = {}) {
-        attach(bytes, name, type);
-        LONG count = 0;
-        message_->CountAttachments(&count);
-        detail::requireMemory(data_->SetInline(count, Text(contentId)));
-        return checked(contentId);
+        return checked(embed(std::nothrow, bytes, name, contentId, type));
     }
-    template <class Bytes,
-              class = std::enable_if_t<!std::is_convertible_v<const Bytes&, std::string_view> &&
-                                       sizeof(*std::data(std::declval<const Bytes&>())) == 1>>
+    Status embed(std::nothrow_t, std::string_view bytes, const std::string& name,
+                 const std::string& contentId, const std::string& type = {}) {
+        Status status = add(bytes, name, type);
+        if (status) {
+            LONG count = 0;
+            message_->CountAttachments(&count);
+            detail::requireMemory(data_->SetInline(count, Text(contentId)));
+            status = this->status(Stage::compose, contentId);
+        }
+        return status;
+    }
+    /// The same of a vector, array or the like of bytes.
+    template <class Bytes, class = detail::IfBytes<Bytes>>
     Message& embed(const Bytes& bytes, const std::string& name, const std::string& contentId,
                    const std::string& type = {}) {
         return embed(viewOf(bytes), name, contentId, type);
@@ -471,14 +197,21 @@ public:
 
     // Reading.
 
+    /// The address of the sender.
     std::string from_address() const { return read(&IEMailMessage::get_FromAddress); }
+    /// The name of the sender; empty without one.
     std::string from_name() const { return read(&IEMailMessage::get_FromName); }
+    /// What it is about.
     std::string subject() const { return read(&IEMailMessage::get_Subject); }
+    /// The letter as plain text.
     std::string text() const { return read(&IEMailMessage::get_BodyPlainText); }
+    /// The letter as HTML.
     std::string html() const { return read(&IEMailMessage::get_BodyHtml); }
     /// The addresses of the recipients.
     std::vector<std::string> to() const { return addresses(&IEMailMessage::get_ToAddress); }
+    /// The addresses of those who get a copy.
     std::vector<std::string> cc() const { return addresses(&IEMailMessage::get_CcAddress); }
+    /// The addresses of those who get a hidden copy.
     std::vector<std::string> bcc() const { return addresses(&IEMailMessage::get_BccAddress); }
     /// The text of the first field of that name, empty without one; of a composed message as it was
     /// last rendered.
@@ -501,6 +234,7 @@ public:
         }
         return fields;
     }
+    /// Its attachments, images of the HTML among them.
     std::vector<Attachment> attachments() const {
         LONG count = 0;
         message_->CountAttachments(&count);
@@ -519,17 +253,27 @@ public:
     }
     /// The MIME text that would be sent now.
     std::string mime() const {
-        render();
-        ByteView view = {};
-        detail::requireMemory(data_->GetMimeBytes(&view));
-        return {view.data, view.size};
+        std::string bytes;
+        detail::require(mime(std::nothrow, bytes));
+        return bytes;
     }
-    /// The number and the unique id in the mailbox that it was fetched from; 0 and empty otherwise.
+    Status mime(std::nothrow_t, std::string& bytes) const {
+        detail::requireMemory(message_->Encode());
+        const Status encoded = status(Stage::compose, "encode");
+        ByteView view = {};
+        if (encoded) {
+            detail::requireMemory(data_->GetMimeBytes(&view));
+        }
+        bytes.assign(view.size > 0 ? view.data : "", view.size);
+        return encoded;
+    }
+    /// The number in the mailbox that it was fetched from; 0 otherwise.
     LONG number() const {
         LONG number = 0;
         message_->get_ID(&number);
         return number;
     }
+    /// The id in that mailbox, the same in every session; empty otherwise.
     const std::string& unique_id() const { return uniqueId_; }
     void unique_id(std::string id) { uniqueId_ = std::move(id); }
 
@@ -546,13 +290,14 @@ private:
     Status status(Stage stage, const std::string& what) const {
         return detail::statusOf(message_, stage, what);
     }
-    Message& checked(const std::string& what) {
-        detail::require(status(Stage::compose, what));
+    Message& checked(const Status& status) {
+        detail::require(status);
         return *this;
     }
-    void render() const {
-        detail::requireMemory(message_->Encode());
-        detail::require(status(Stage::compose, "encode"));
+    Status addTo(HRESULT (IEMailMessage::*list)(TextArgument, TextArgument),
+                 const std::string& address, const std::string& name) {
+        detail::requireMemory((message_.get()->*list)(Text(address), Text(name)));
+        return status(Stage::compose, address);
     }
     Status add(std::string_view bytes, const std::string& name, const std::string& type) {
         detail::requireMemory(
@@ -570,11 +315,11 @@ private:
             stream.open(file, std::ios::binary);
         }
         if (!stream.is_open()) {
-            return detail::failure(stage, detail::kAttachmentUnreadable,
+            return detail::failure(stage, TESSOLT_ERROR_OPEN_ATTACHMENT_FAILED,
                                    detail::failed(file.string(), error ? error.value() : ENOENT));
         }
         bytes.assign(std::istreambuf_iterator<char>(stream), {});
-        return stream.bad() ? detail::failure(stage, detail::kAttachmentUnreadable,
+        return stream.bad() ? detail::failure(stage, TESSOLT_ERROR_OPEN_ATTACHMENT_FAILED,
                                               detail::failed(file.string(), EIO))
                             : Status();
     }

@@ -16,13 +16,14 @@ enum : LONG {
 
 /// Bytes that belong to somebody else.
 struct ByteView {
-    const char* data;
-    size_t size;
+    const char* data;  ///< The first of them; null or any for none.
+    size_t size;       ///< How many.
 };
 
 /// Results are those of the automation interfaces: S_OK, with the outcome in `LastError` where an
 /// operation says that it sets it. E_POINTER for a null result pointer; no result is touched then.
 struct IMessageData : IUnknown {
+    /// Its identifier.
     static constexpr const IID& kIid = IID_IMessageData;
 
     /// The rules that the message is read and written by, in place of those of the settings, up to

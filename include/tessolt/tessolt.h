@@ -52,6 +52,7 @@
 
 #include <tessolt/automation_types.h>
 #include <tessolt/email_constants.h>
+#include <tessolt/error_numbers.h>
 #include <tessolt/guids.h>
 #include <tessolt/interfaces.h>
 #include <tessolt/message_data.h>

@@ -11,9 +11,12 @@ namespace tessolt {
 /// Nothing but that pointer, so that it is passed as one.
 class TextArgument {
 public:
+    /// Stands for this string.
     constexpr TextArgument(BSTR text) noexcept : text_(text) {}
+    /// Stands for an empty one.
     constexpr TextArgument(std::nullptr_t = nullptr) noexcept {}
 
+    /// The string itself.
     constexpr operator BSTR() const noexcept { return text_; }
 
 private:

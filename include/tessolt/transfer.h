@@ -17,6 +17,7 @@ using TransferObserver = int32_t (*)(void* context, uint64_t done, uint64_t all)
 /// Results are those of the automation interfaces. Everything that is told stays told after the
 /// connection has ended, up to the next operation of its kind. Texts belong to the caller.
 struct ITransfer : IUnknown {
+    /// Its identifier.
     static constexpr const IID& kIid = IID_ITransfer;
 
     /// The rules that the object works by, in place of those of the settings, up to the next
@@ -36,6 +37,7 @@ struct ITransfer : IUnknown {
     virtual HRESULT SetObserver(TransferObserver observer, void* context) = 0;
     /// Whether the observer has cancelled the last transfer.
     virtual HRESULT WasCancelled(VARIANT_BOOL* cancelled) = 0;
+    /// Whether there is a session.
     virtual HRESULT IsOpen(VARIANT_BOOL* open) = 0;
 
     /// The reply that decided the last `Connect`, `Send`, fetch or deletion, not the one to QUIT:

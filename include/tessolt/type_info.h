@@ -10,7 +10,7 @@
 
 /// One parameter of a method. Its number, as a named argument, is its index.
 typedef struct TypeParameter {
-    const OLECHAR* name;
+    const OLECHAR* name;   ///< Of the parameter.
     VARTYPE type;          ///< VT_I4, VT_BSTR, ..., or VT_VARIANT | VT_BYREF for any value
     uint16_t optional;     ///< 1 when a call may leave it out
     VARIANT defaultValue;  ///< what then takes its place; VT_EMPTY where it can't be left out. Null
@@ -19,33 +19,34 @@ typedef struct TypeParameter {
 
 /// One property or method.
 typedef struct TypeMember {
-    const OLECHAR* name;
-    DISPID id;
-    WORD kind;     ///< DISPATCH_METHOD, or DISPATCH_PROPERTYGET with or without
-                   ///< DISPATCH_PROPERTYPUT
-    VARTYPE type;  ///< of the property or of the method's result; VT_EMPTY for no result
-    uint16_t parameterCount;
-    TypeParameter parameters[TESSOLT_MAX_PARAMETERS];
+    const OLECHAR* name;      ///< Of the member.
+    DISPID id;                ///< Its number.
+    WORD kind;                ///< DISPATCH_METHOD, or DISPATCH_PROPERTYGET with or without
+                              ///< DISPATCH_PROPERTYPUT
+    VARTYPE type;             ///< of the property or of the method's result; VT_EMPTY for no result
+    uint16_t parameterCount;  ///< How many it has.
+    TypeParameter parameters[TESSOLT_MAX_PARAMETERS];  ///< The first of them first.
 } TypeMember;
 
 /// One interface and the library that it belongs to.
 typedef struct TypeDescription {
-    const OLECHAR* libraryName;
-    const OLECHAR* libraryHelp;
-    uint16_t libraryMajor;
-    uint16_t libraryMinor;
-    GUID libraryId;
-    const OLECHAR* interfaceName;
-    GUID interfaceId;
-    const OLECHAR* className;  ///< of the one class that has this interface
-    GUID classId;
-    UINT memberCount;
+    const OLECHAR* libraryName;    ///< Of the type library.
+    const OLECHAR* libraryHelp;    ///< One line about it.
+    uint16_t libraryMajor;         ///< Its version.
+    uint16_t libraryMinor;         ///< The second part of that.
+    GUID libraryId;                ///< Its identifier.
+    const OLECHAR* interfaceName;  ///< "ISmtp" for one.
+    GUID interfaceId;              ///< Its identifier.
+    const OLECHAR* className;      ///< of the one class that has this interface
+    GUID classId;                  ///< The identifier of that class.
+    UINT memberCount;              ///< How many properties and methods.
 } TypeDescription;
 
 #ifdef __cplusplus
 /// Everything about one interface. What it hands out is constant, lives as long as the library is
 /// loaded, and belongs to it.
 struct ITypeInfo : IUnknown {
+    /// What the type information holds; good while it lives.
     virtual HRESULT GetDescription(const TypeDescription** description) = 0;
     /// The members in the order of the interface; DISP_E_BADINDEX from the count on.
     virtual HRESULT GetMember(UINT index, const TypeMember** member) = 0;

@@ -19,12 +19,16 @@ namespace tessolt {
 /// The identifier of an interface: what it names `kIid`, and those of the general ones.
 template <class Interface>
 inline constexpr const IID& kInterfaceId = Interface::kIid;
+/// That of IUnknown.
 template <>
 inline constexpr const IID& kInterfaceId<IUnknown> = IID_IUnknown;
+/// That of IDispatch.
 template <>
 inline constexpr const IID& kInterfaceId<IDispatch> = IID_IDispatch;
+/// That of IClassFactory.
 template <>
 inline constexpr const IID& kInterfaceId<IClassFactory> = IID_IClassFactory;
+/// That of ITypeInfo.
 template <>
 inline constexpr const IID& kInterfaceId<ITypeInfo> = IID_ITypeInfo;
 
@@ -33,22 +37,29 @@ template <class Interface>
 class ComPtr {
 public:
     ComPtr() = default;
+    /// A null one.
     ComPtr(std::nullptr_t) {}
     /// Adds a reference of its own.
     explicit ComPtr(Interface* object) : object_(object) { add(); }
     ComPtr(const ComPtr& other) : object_(other.object_) { add(); }
     ComPtr(ComPtr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
     ~ComPtr() { reset(); }
+    /// Takes over the reference of the other.
     ComPtr& operator=(ComPtr other) noexcept {
         std::swap(object_, other.object_);
         return *this;
     }
 
+    /// The object itself, still owned by this; null for none.
     Interface* get() const { return object_; }
+    /// The object itself.
     Interface* operator->() const { return object_; }
+    /// The object itself.
     Interface& operator*() const { return *object_; }
+    /// Whether there is an object.
     explicit operator bool() const { return object_ != nullptr; }
 
+    /// Releases the object.
     void reset() {
         if (object_) {
             std::exchange(object_, nullptr)->Release();
@@ -92,6 +103,7 @@ class Text {
 
 public:
     Text() = default;
+    /// A copy of UTF-16 or UTF-8.
     Text(std::u16string_view units)
         : text_(units.size() > kMostUnits
                     ? nullptr
@@ -105,9 +117,11 @@ public:
     }
     Text(const char* utf8) : Text(std::string_view(utf8)) {}
     Text(const std::string& utf8) : Text(std::string_view(utf8)) {}
+    /// A copy.
     Text(const Text& other) : Text(other.view()) {}
     Text(Text&& other) noexcept : text_(std::exchange(other.text_, nullptr)) {}
     ~Text() { SysFreeString(text_); }
+    /// Takes over the string of the other.
     Text& operator=(Text other) noexcept {
         std::swap(text_, other.text_);
         return *this;
@@ -115,15 +129,18 @@ public:
 
     /// The string itself, still owned by this.
     BSTR get() const { return text_; }
+    /// The string itself, still owned by this.
     operator BSTR() const& { return text_; }
     /// The string of a text that goes at once would dangle. Calls take it as a `TextArgument`.
     operator BSTR() const&& = delete;
+    /// The same for the length of a call.
     operator TextArgument() const noexcept { return text_; }
     /// Where a call may put a string, which this then owns.
     BSTR* put() {
         SysFreeString(std::exchange(text_, nullptr));
         return &text_;
     }
+    /// Whether it has no units.
     bool empty() const { return SysStringLen(text_) == 0; }
     /// The UTF-16 units, good while this is unchanged.
     std::u16string_view view() const {
@@ -137,7 +154,9 @@ public:
         return bytes;
     }
 
+    /// Compare by content, unit by unit.
     friend bool operator==(const Text& a, const Text& b) { return a.view() == b.view(); }
+    /// Compares by content.
     friend bool operator!=(const Text& a, const Text& b) { return a.view() != b.view(); }
     /// With plain UTF-16, where null is empty.
     template <class Units, class = IfUnits<Units>>
@@ -145,12 +164,17 @@ public:
         return a.view() == viewOf(b);
     }
     template <class Units, class = IfUnits<Units>>
+    /// The opposite.
     friend bool operator!=(const Text& a, const Units& b) {
         return a.view() != viewOf(b);
     }
+    /// Compares unit by unit.
     friend bool operator<(const Text& a, const Text& b) { return a.view() < b.view(); }
+    /// Compares unit by unit.
     friend bool operator>(const Text& a, const Text& b) { return a.view() > b.view(); }
+    /// Compares unit by unit.
     friend bool operator<=(const Text& a, const Text& b) { return a.view() <= b.view(); }
+    /// Compares unit by unit.
     friend bool operator>=(const Text& a, const Text& b) { return a.view() >= b.view(); }
     /// Writes the text in UTF-8.
     friend std::ostream& operator<<(std::ostream& stream, const Text& text) {
@@ -188,6 +212,7 @@ public:
     template <class Interface>
     explicit Value(const ComPtr<Interface>& object) : Value(object.get()) {}
     Value(Value&& other) noexcept : value_(other.value_) { VariantInit(&other.value_); }
+    /// Takes over the value of the other.
     Value& operator=(Value&& other) noexcept {
         std::swap(value_, other.value_);
         return *this;
@@ -196,6 +221,7 @@ public:
 
     /// The variant itself, still owned by this.
     VARIANT* get() { return &value_; }
+    /// The variant itself, still owned by this.
     operator VARIANT*() { return &value_; }
     /// Where a call may put a value, which this then owns.
     VARIANT* put() {

@@ -1,0 +1,56 @@
+/// The usual jobs of the tutorial, in C++, against Postfix and Dovecot over TLS.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <iterator>
+#include <map>
+#include <string>
+
+#include "integration/mail_servers.h"
+#include "support/scoped_env.h"
+#include "support/scoped_settings.h"
+#include "support/temporary_folder.h"
+
+namespace tessolt::test {
+namespace {
+
+TEST(Jobs, RunAgainstRealServers) {
+    const MailServers& servers = MailServers::shared();
+    if (!servers.problem().empty()) {
+        std::cout << "SKIPPED: real mail servers: " << servers.problem() << '\n';
+        GTEST_SKIP() << servers.problem();
+    }
+    servers.emptyMailbox();
+    const support::TemporaryFolder folder;
+    const support::ScopedSettings settings("\"Queue\"=\"" + folder.path() + "\"\n\"TrustFile\"=\"" +
+                                           servers.certificate() + "\"\n");
+    const auto port = [](std::uint16_t number) { return std::to_string(number); };
+    const support::ScopedEnv environment[] = {
+        {"MAIL_HOST", "127.0.0.1"},
+        {"MAIL_USER", MailServers::kUser},
+        {"MAIL_PASSWORD", MailServers::kPassword},
+        {"SMTP_PORT", port(servers.smtpsPort).c_str()},
+        {"POP3_PORT", port(servers.pop3sPort).c_str()},
+        {"SMTP_CLEAR_PORT", port(servers.startTlsPort).c_str()}};
+    const auto run = [&folder](const std::string& job) {
+        const std::string command = TESSOLT_JOBS + job + " >" + folder.file("told");
+        return std::system(command.c_str()) == 0 ? folder.read(folder.file("told")) : "failed";
+    };
+    EXPECT_EQ(run("send_text"), "sent\n");
+    EXPECT_EQ(run("html_inline"), "sent\n");
+    EXPECT_EQ(run("threads"), "sent\nsent\nsent\nsent\n");
+    EXPECT_NE(run("wrong_password").find("refused with 535"), std::string::npos);
+    EXPECT_EQ(run("tls_required").substr(0, 4), "TLSv");
+    EXPECT_EQ(run("queue_message"), "queued\n");
+    ASSERT_TRUE(servers.waitForMessages(6));
+    const std::string saved = folder.file("saved");
+    std::filesystem::create_directory(saved);
+    run("fetch_and_delete " + saved);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(saved), {}), 6);
+    EXPECT_EQ(run("fetch_and_delete " + saved), "") << "what was saved is gone";
+}
+
+}  // namespace
+}  // namespace tessolt::test
