@@ -3,6 +3,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <tessolt/advice.h>
 #include <tessolt/message_data.h>
 #include <tessolt/safe_name.h>
 #include <tessolt/server.h>
@@ -52,9 +53,12 @@ struct Recipient {
 struct [[nodiscard]] Status {
     LONG number = 0;               ///< 0, or the error number of the catalogue.
     Stage stage = Stage::compose;  ///< What was being done.
-    std::string description = {};  ///< One line for people: what was tried and what went wrong.
-    Reply reply = {};              ///< The reply that decided, if a server was in it.
-    bool cancelled = false;        ///< The progress callback wanted no more.
+    LONG cause = 0;                ///< A TESSOLT_CAUSE, where one is known.
+    /// One line for people: what was tried, what went wrong, what the server said, what to do.
+    std::string description = {};
+    std::string advice = {};  ///< The last part of it alone; empty where nothing is known.
+    Reply reply = {};         ///< The reply that decided, if a server was in it.
+    bool cancelled = false;   ///< The progress callback wanted no more.
     /// Of a `send`: who got the message and who didn't.
     std::vector<Recipient> recipients = {};
 
@@ -70,6 +74,8 @@ public:
 
     LONG number() const { return status_->number; }
     Stage stage() const { return status_->stage; }
+    LONG cause() const { return status_->cause; }
+    const std::string& advice() const { return status_->advice; }
     const Reply& reply() const { return status_->reply; }
     bool cancelled() const { return status_->cancelled; }
     /// Of a `send`: some of these may have got the message.
@@ -129,9 +135,28 @@ std::string read(const ComPtr<Interface>& object, HRESULT (Interface::*property)
     return text.utf8();
 }
 
-/// The outcome of the last operation of `object`.
+/// A text in one line, without what ends its sentence.
+inline std::string oneLine(std::string text) {
+    for (char& c : text) {
+        c = (c >= 0 && c < ' ') || c == '\x7F' ? ' ' : c;
+    }
+    text.erase(text.find_last_not_of(" .") + 1);
+    return text;
+}
+
+/// Puts the advice for a cause, or for a number, behind the description.
+inline void advise(Status& status) {
+    Text text;
+    *text.put() = TessoltAllocAdvice(status.cause != 0 ? status.cause : status.number);
+    status.advice = text.utf8();
+    if (!status.advice.empty()) {
+        status.description = oneLine(std::move(status.description)) + ". " + status.advice;
+    }
+}
+
+/// The outcome of the last operation of `object`, without advice.
 template <class Interface>
-Status statusOf(const ComPtr<Interface>& object, Stage stage, const std::string& what) {
+Status outcomeOf(const ComPtr<Interface>& object, Stage stage, const std::string& what) {
     Status status;
     status.stage = stage;
     object->get_LastError(&status.number);
@@ -143,16 +168,47 @@ Status statusOf(const ComPtr<Interface>& object, Stage stage, const std::string&
     return status;
 }
 
-inline Status failure(Stage stage, LONG number, std::string description) {
-    Status status;
-    status.number = number;
-    status.stage = stage;
-    status.description = std::move(description);
+template <class Interface>
+Status statusOf(const ComPtr<Interface>& object, Stage stage, const std::string& what) {
+    Status status = outcomeOf(object, stage, what);
+    if (!status) {
+        advise(status);
+    }
     return status;
 }
 
-inline std::string failed(const std::string& path, int error) {
-    return path + ": " + std::generic_category().message(error);
+inline Status failure(Stage stage, LONG number, std::string description, LONG cause = 0) {
+    Status status;
+    status.number = number;
+    status.stage = stage;
+    status.cause = cause;
+    status.description = std::move(description);
+    advise(status);
+    return status;
+}
+
+/// What an error of the system says about a file.
+inline Status fileFailure(Stage stage, LONG number, const std::string& path, int error) {
+    LONG cause = TESSOLT_CAUSE_FILE_OTHER;
+    switch (error) {
+        case ENOENT:
+        case ENOTDIR:
+            cause = TESSOLT_CAUSE_FILE_MISSING;
+            break;
+        case EACCES:
+        case EPERM:
+        case EROFS:
+            cause = TESSOLT_CAUSE_FILE_FORBIDDEN;
+            break;
+        case ENOSPC:
+        case EDQUOT:
+        case EFBIG:
+            cause = TESSOLT_CAUSE_DISK_FULL;
+            break;
+        default:
+            break;
+    }
+    return failure(stage, number, path + ": " + std::generic_category().message(error), cause);
 }
 
 inline std::vector<std::string> split(const std::string& text, char separator) {
@@ -208,6 +264,14 @@ struct Header {
     std::string name;
     std::string value;  ///< Unfolded and decoded.
     std::string raw;    ///< As it stands in the message.
+};
+
+/// One part of a message's tree.
+struct Part {
+    int depth = 0;                  ///< 0 for the message itself.
+    std::string content_type = {};  ///< "multipart/mixed".
+    std::string name = {};          ///< As the sender wrote it; often empty.
+    std::uint64_t size = 0;         ///< Bytes of its content as it is sent.
 };
 
 /// One attachment of a message. Good while its message isn't changed; it may outlive the `Message`.
@@ -278,8 +342,8 @@ private:
     }
 
     static Status unwritable(const std::filesystem::path& path, int error) {
-        return detail::failure(Stage::save, detail::kAttachmentUnwritable,
-                               detail::failed(path.string(), error));
+        return detail::fileFailure(Stage::save, detail::kAttachmentUnwritable, path.string(),
+                                   error);
     }
 
     static std::string numbered(const std::string& name, int number) {
@@ -501,6 +565,24 @@ public:
         }
         return fields;
     }
+    /// The tree of parts, each in front of those within it.
+    std::vector<Part> parts() const {
+        LONG count = 0;
+        detail::requireMemory(data_->CountParts(&count));
+        std::vector<Part> tree;
+        for (LONG i = 1; i <= count; ++i) {
+            LONG depth = 0;
+            Text type;
+            Text name;
+            Part part;
+            detail::requireMemory(data_->GetPart(i, &depth, type.put(), name.put(), &part.size));
+            part.depth = depth;
+            part.content_type = type.utf8();
+            part.name = name.utf8();
+            tree.push_back(std::move(part));
+        }
+        return tree;
+    }
     std::vector<Attachment> attachments() const {
         LONG count = 0;
         message_->CountAttachments(&count);
@@ -570,13 +652,16 @@ private:
             stream.open(file, std::ios::binary);
         }
         if (!stream.is_open()) {
-            return detail::failure(stage, detail::kAttachmentUnreadable,
-                                   detail::failed(file.string(), error ? error.value() : ENOENT));
+            const int reason = error                                        ? error.value()
+                               : std::filesystem::is_directory(file, error) ? EISDIR
+                               : std::filesystem::exists(file, error)       ? EACCES
+                                                                            : ENOENT;
+            return detail::fileFailure(stage, detail::kAttachmentUnreadable, file.string(), reason);
         }
         bytes.assign(std::istreambuf_iterator<char>(stream), {});
-        return stream.bad() ? detail::failure(stage, detail::kAttachmentUnreadable,
-                                              detail::failed(file.string(), EIO))
-                            : Status();
+        return stream.bad()
+                   ? detail::fileFailure(stage, detail::kAttachmentUnreadable, file.string(), EIO)
+                   : Status();
     }
 
     ComPtr<IEMailMessage> message_;
