@@ -102,6 +102,9 @@ public:
     HRESULT GetField(LONG number, BSTR* name, BSTR* value, ByteView* rawValue) override;
     HRESULT SetField(TextArgument name, TextArgument value) override;
     HRESULT SetDate(int64_t unixSeconds, LONG minutesAhead) override;
+    HRESULT CountParts(LONG* count) override;
+    HRESULT GetPart(LONG number, LONG* depth, BSTR* contentType, BSTR* name,
+                    uint64_t* size) override;
 
 private:
     /// Runs an operation of the record and keeps the number that stands for its result.
@@ -129,6 +132,12 @@ private:
     std::optional<borvik::BvByteData> m_mimeBytes;
     std::optional<borvik::BvByteData> m_attachmentBytes;
     std::vector<MailField> m_fields;
+    struct PartEntry {
+        LONG depth;
+        std::string type, name;
+        std::uint64_t size;
+    };
+    std::vector<PartEntry> m_parts;
 };
 
 }  // namespace tessolt

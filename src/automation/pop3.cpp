@@ -72,6 +72,7 @@ void CPop3::keepReply(const CZncString& line) {
     if (open != std::string::npos && open == m_reply.text.find(' ') && close != std::string::npos) {
         m_reply.enhanced = m_reply.text.substr(open + 2, close - open - 2);
     }
+    dropForeignReply();
 }
 
 HRESULT CPop3::fetch(LONG id, bool full, VARIANT* pVal) {

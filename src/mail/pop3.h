@@ -132,6 +132,7 @@ private:
     std::int32_t ReadBody(ReceivedBody& body);
     std::int32_t ReadWatchedBody(ReceivedBody& body, std::uint64_t size);
     std::uint64_t ExpectedSize(std::int32_t id);
+    void BlameResult(std::int32_t result);
     bool WelcomeHoldsTimestamp() const;
     bool IsPositive() const;
     bool IsNegative() const;

@@ -31,9 +31,11 @@ std::uint64_t NumberIn(std::string_view reply) {
 
 std::int32_t CZnPop3::Retrieve(std::int32_t id, bool full, CZnMail& mail) {
     std::string text;
+    ForgetTrouble();
     const std::int32_t result = RetrieveText(id, full, text);
     if (result != 0) {
-        return result;
+        BlameResult(result);
+        return Told(result);
     }
     if (mail.LoadFromBytes(std::move(text)) != 0) {
         return kPop3BodyReadFailed;
