@@ -8,6 +8,7 @@
 
 #include "foundation/timeout.h"
 #include "mail/command_line.h"
+#include "mail/outgoing_text.h"
 #include "platform/machine.h"
 
 namespace tessolt {
@@ -196,15 +197,10 @@ std::int32_t CZnSmtp::Exchange(std::initializer_list<std::string_view> pieces,
 
 /// Sends the text of a message, of which the observer is told. Cancelled, it leaves a connection on
 /// which nothing else could be said than the rest of the text, and that is closed.
-std::int32_t CZnSmtp::ExchangeText(std::initializer_list<std::string_view> pieces,
-                                   const SendLimits& limits) {
-    std::uint64_t all = 0;
-    for (const std::string_view piece : pieces) {
-        all += piece.size();
-    }
+std::int32_t CZnSmtp::ExchangeText(OutgoingText& text, const SendLimits& limits) {
     return InStep([&]() -> std::int32_t {
-        m_watch.Begin(all);
-        const std::int32_t sent = SendPieces(pieces, limits);
+        m_watch.Begin(m_watch.HasObserver() ? text.Size() : 0);
+        const std::int32_t sent = SendText(text, limits);
         if (!m_watch.End(sent == 0)) {
             Log(kLogProtocol, "Cancelled");
             CloseSecure();
@@ -223,21 +219,34 @@ std::int32_t CZnSmtp::ReadReplyTo(std::string_view logged, std::uint32_t timeout
 std::int32_t CZnSmtp::SendPieces(std::initializer_list<std::string_view> pieces,
                                  const SendLimits& limits) {
     const CZncTimeout total(limits.totalMs);
-    for (std::string_view piece : pieces) {
-        if (UsesChannel()) {
-            if (SendRecords(piece, limits.idleMs) != 0) {
-                return kSmtpEncryptFailed;
-            }
-            continue;
+    std::int32_t result = 0;
+    for (const std::string_view piece : pieces) {
+        result = result == 0 ? SendBytes(piece, total, limits.idleMs) : result;
+    }
+    return result;
+}
+
+std::int32_t CZnSmtp::SendText(OutgoingText& text, const SendLimits& limits) {
+    const CZncTimeout total(limits.totalMs);
+    std::int32_t result = 0;
+    for (std::string_view piece = text.Next(); result == 0 && !piece.empty(); piece = text.Next()) {
+        result = SendBytes(piece, total, limits.idleMs);
+    }
+    return result;
+}
+
+std::int32_t CZnSmtp::SendBytes(std::string_view bytes, const CZncTimeout& total,
+                                std::uint32_t idleMs) {
+    if (UsesChannel()) {
+        return SendRecords(bytes, idleMs) != 0 ? std::int32_t{kSmtpEncryptFailed} : 0;
+    }
+    while (!bytes.empty()) {
+        const auto length = static_cast<std::uint32_t>(std::min(bytes.size(), kMaxSend));
+        std::uint32_t sent = 0;
+        if (SendBuffer(bytes.data(), length, sent, total.Remaining(), idleMs) != 0) {
+            return kSmtpSendFailed;
         }
-        while (!piece.empty()) {
-            const auto length = static_cast<std::uint32_t>(std::min(piece.size(), kMaxSend));
-            std::uint32_t sent = 0;
-            if (SendBuffer(piece.data(), length, sent, total.Remaining(), limits.idleMs) != 0) {
-                return kSmtpSendFailed;
-            }
-            piece.remove_prefix(length);
-        }
+        bytes.remove_prefix(length);
     }
     return 0;
 }

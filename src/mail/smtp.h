@@ -14,14 +14,13 @@
 #include "mail/smtp_reply.h"
 #include "message/znmail_recipient.h"
 
-namespace borvik {
-class BvString;
-}
-
 namespace tessolt {
 
 class CZnMail;
+class CZncTimeout;
+class OutgoingText;
 class SmtpText;
+class WireText;
 struct SmtpEnvelope;
 
 /// Results of the SMTP engine. A reply code of the server and results of the layers below may stand
@@ -91,11 +90,14 @@ public:
     /// on. Addresses are UTF-8. `LastDelivery` tells what became of each recipient.
     std::int32_t Deliver(const std::string& sender, const std::vector<std::string>& recipients,
                          std::string_view text);
+    std::int32_t Deliver(const std::string& sender, const std::vector<std::string>& recipients,
+                         WireText& text);
     /// The steps of `Send` by classic rules. An address that holds "<", ">", a blank or a control
     /// character is not sent.
     std::int32_t MailFrom(const char* address);
     std::int32_t RcptTo(const RecipientList& list);
     std::int32_t Data(std::string_view text);
+    std::int32_t Data(WireText& text);
 
     /// The same for a text in pieces. What the server said to each recipient is left in the
     /// envelope, and the result is 0 when it has taken the message, for whomever it accepted.
@@ -147,11 +149,12 @@ private:
     };
     std::int32_t SendPieces(std::initializer_list<std::string_view> pieces,
                             const SendLimits& limits);
+    std::int32_t SendText(OutgoingText& text, const SendLimits& limits);
+    std::int32_t SendBytes(std::string_view bytes, const CZncTimeout& total, std::uint32_t idleMs);
     std::int32_t ReadReplyLines(std::uint32_t limit);
     std::int32_t Exchange(std::initializer_list<std::string_view> pieces, std::string_view logged,
                           std::uint32_t timeoutMs);
-    std::int32_t ExchangeText(std::initializer_list<std::string_view> pieces,
-                              const SendLimits& limits);
+    std::int32_t ExchangeText(OutgoingText& text, const SendLimits& limits);
     std::int32_t ReadReplyTo(std::string_view logged, std::uint32_t timeoutMs);
     std::int32_t Transact(std::string_view command, std::string_view address);
 
@@ -167,7 +170,7 @@ private:
         bool isEightBit;
     };
     std::int32_t SendByEnvelope(CZnMail& mail);
-    std::string_view TextForServer(CZnMail& mail, borvik::BvString& storage, bool& canTravel);
+    bool TextForServer(CZnMail& mail, WireText& text, bool& canTravel);
     std::int32_t OpenTransaction(const std::string& sender,
                                  const std::vector<std::string>& recipients, const TextTraits& text,
                                  const std::function<bool()>& goesOn);
@@ -180,7 +183,7 @@ private:
     std::int32_t JudgeReply(const EnvelopeCommand& command, bool senderRefused);
     std::int32_t JudgeText(bool senderRefused);
     std::int32_t LoseConnection(std::int32_t result);
-    std::int32_t TransmitText(std::string_view text);
+    std::int32_t TransmitText(WireText& text);
     void KeepLastReply();
     void BlameLost(std::int32_t result);
     void BlameTransaction(std::int32_t result);

@@ -6,11 +6,10 @@
 #include "base/ascii_text.h"
 #include "foundation/timeout.h"
 #include "mail/command_line.h"
-#include "mail/dot_stuffing.h"
+#include "mail/outgoing_text.h"
 #include "mail/smtp.h"
 #include "message/znmail.h"
 #include "platform/host_name.h"
-#include "text/outward_strings.h"
 
 namespace tessolt {
 
@@ -23,10 +22,7 @@ constexpr std::int32_t kMailboxNotAllowed = 553;
 constexpr std::int32_t kTransactionFailed = 554;
 /// Commands in one flight: their replies find room in the socket while nobody reads them.
 constexpr std::size_t kMostInFlight = 100;
-/// A shorter text is joined with its end, so that both leave in one packet.
-constexpr std::size_t kJoinedText = 64 * 1024;
 constexpr std::string_view kLineEnd = "\r\n";
-constexpr std::string_view kEndOfMessage = "\r\n.\r\n";
 constexpr std::string_view kLoneDot = ".\r\n";
 
 /// The UTF-8 form of a wide text.
@@ -64,14 +60,15 @@ struct CZnSmtp::EnvelopeCommand {
 };
 
 /// The one place where a text is made for the server that gets it. What that server can do stands
-/// in `m_capabilities` by now. The text is empty when it could not be built.
-std::string_view CZnSmtp::TextForServer(CZnMail& mail, borvik::BvString& storage,
-                                        bool& canTravel) try {
-    const bool takesEightBit = !m_rules.extensions || m_capabilities.eightBitMime;
-    return mail.Encode() == 0 ? mail.GetWireText(storage, takesEightBit, canTravel)
-                              : std::string_view();
+/// in `m_capabilities` by now. False when it could not be built.
+bool CZnSmtp::TextForServer(CZnMail& mail, WireText& text, bool& canTravel) try {
+    if (mail.Encode() != 0) {
+        return false;
+    }
+    mail.GetWireText(text, !m_rules.extensions || m_capabilities.eightBitMime, canTravel);
+    return !text.IsEmpty();
 } catch (const std::bad_alloc&) {
-    return {};
+    return false;
 }
 
 std::int32_t CZnSmtp::SendByEnvelope(CZnMail& mail) {
@@ -82,9 +79,9 @@ std::int32_t CZnSmtp::SendByEnvelope(CZnMail& mail) {
             recipients.push_back(Utf8Of(recipient->m_wstrAddress));
         }
     }
-    borvik::BvString source;
+    WireText text;
     bool canTravel = true;
-    const std::string_view text = TextForServer(mail, source, canTravel);
+    const bool isMade = TextForServer(mail, text, canTravel);
     if (!canTravel) {
         m_delivery.last = {kTransactionFailed, "5.6.1",
                            "A header, or a part that can't be coded, has lines that the server "
@@ -93,15 +90,20 @@ std::int32_t CZnSmtp::SendByEnvelope(CZnMail& mail) {
         Blame({TESSOLT_CAUSE_CONTENT_REFUSED, "the server takes no 8-bit text or such long lines"});
         return m_delivery.last.code;
     }
-    return text.empty() ? std::int32_t{kSmtpSendFailed}
-                        : Deliver(Utf8Of(mail.m_wstrFromAddress), recipients, text);
+    return isMade ? Deliver(Utf8Of(mail.m_wstrFromAddress), recipients, text)
+                  : std::int32_t{kSmtpSendFailed};
 }
 
 std::int32_t CZnSmtp::Deliver(const std::string& sender, const std::vector<std::string>& recipients,
                               std::string_view text) {
-    const bool isEightBit = !borvik::isAscii(text);
+    WireText whole(text);
+    return Deliver(sender, recipients, whole);
+}
+
+std::int32_t CZnSmtp::Deliver(const std::string& sender, const std::vector<std::string>& recipients,
+                              WireText& text) {
     std::int32_t result =
-        OpenTransaction(sender, recipients, {text.size(), isEightBit}, [] { return true; });
+        OpenTransaction(sender, recipients, {text.Size(), !text.IsAscii()}, [] { return true; });
     if (result == 0) {
         m_step = SmtpStep::kText;
         result = TransmitText(text);
@@ -327,21 +329,12 @@ std::int32_t CZnSmtp::LoseConnection(std::int32_t result) {
 }
 
 /// Sends the text with its end and reads what the server says to it.
-std::int32_t CZnSmtp::TransmitText(std::string_view text) {
+std::int32_t CZnSmtp::TransmitText(WireText& text) {
     const SendLimits limits = m_rules.uploadByProgress
                                   ? SendLimits{kNoTimeLimit, m_lTimeoutData}
                                   : SendLimits{m_lTimeoutCommand, kSendIdleLimit};
-    const bool exact = m_rules.exactDots;
-    const bool hasEnd = exact && (text.empty() || text.ends_with(kLineEnd));
-    const std::string_view end = hasEnd ? kLoneDot : kEndOfMessage;
-    const std::size_t dot = exact ? FindLineDot(text) : FindLoneDot(text);
-    std::int32_t result = 0;
-    if (text.size() < kJoinedText || dot != std::string_view::npos) {
-        const std::string joined = exact ? DoubleLineDots(text, end) : DoubleLoneDots(text, end);
-        result = ExchangeText({joined}, limits);
-    } else {
-        result = ExchangeText({text, end}, limits);
-    }
+    OutgoingText outgoing(text, m_rules.exactDots);
+    const std::int32_t result = ExchangeText(outgoing, limits);
     if (result != 0) {
         // Whatever came next would be a part of the text, or its reply be taken for another.
         return LoseConnection(result);

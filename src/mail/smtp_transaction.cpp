@@ -1,10 +1,9 @@
 #include <new>
 
 #include "mail/command_line.h"
-#include "mail/dot_stuffing.h"
+#include "mail/outgoing_text.h"
 #include "mail/smtp.h"
 #include "message/znmail.h"
-#include "text/outward_strings.h"
 
 namespace tessolt {
 
@@ -14,10 +13,6 @@ constexpr std::int32_t kAcceptedFrom = 200;
 constexpr std::int32_t kAcceptedTo = 399;
 constexpr std::int32_t kStartMailInput = 354;
 constexpr std::int32_t kMessageTaken = 250;
-constexpr std::string_view kEndOfMessage = "\r\n.\r\n";
-/// A shorter text is joined with its end, so that both leave in one packet. A longer one goes out
-/// from where it stands, unless a dot has to be doubled in it.
-constexpr std::size_t kJoinedText = 64 * 1024;
 
 bool IsAccepted(std::int32_t code) {
     return code >= kAcceptedFrom && code <= kAcceptedTo;
@@ -37,11 +32,15 @@ bool HasSendableAddresses(const CZnMail& mail) {
     return true;
 }
 
-/// The text of the message as it is now, empty when it could not be built.
-std::string_view TextOf(CZnMail& mail, borvik::BvString& storage) try {
-    return mail.Encode() == 0 ? mail.GetWireText(storage) : std::string_view();
+/// Fills `text` with that of the message as it is now. False when it could not be built.
+bool MakeText(CZnMail& mail, WireText& text) try {
+    if (mail.Encode() != 0) {
+        return false;
+    }
+    mail.GetWireText(text);
+    return !text.IsEmpty();
 } catch (const std::bad_alloc&) {
-    return {};
+    return false;
 }
 
 }  // namespace
@@ -94,9 +93,8 @@ std::int32_t CZnSmtp::SendClassic(CZnMail& mail) {
     if (result != 0) {
         return result;
     }
-    borvik::BvString storage;
-    const std::string_view text = TextOf(mail, storage);
-    if (text.empty()) {
+    WireText text;
+    if (!MakeText(mail, text)) {
         m_bNeedsReset = true;
         return kSmtpSendFailed;
     }
@@ -147,6 +145,11 @@ std::int32_t CZnSmtp::RcptTo(const RecipientList& list) {
 }
 
 std::int32_t CZnSmtp::Data(std::string_view text) {
+    WireText whole(text);
+    return Data(whole);
+}
+
+std::int32_t CZnSmtp::Data(WireText& text) {
     m_step = SmtpStep::kText;
     std::int32_t result = SendCommand("DATA");
     if (result == 0 && m_lLastCode != kStartMailInput) {
@@ -159,13 +162,8 @@ std::int32_t CZnSmtp::Data(std::string_view text) {
     if (m_rules.exactDots || m_rules.uploadByProgress) {
         return TransmitText(text);
     }
-    const SendLimits limits{m_lTimeoutCommand, kSendIdleLimit};
-    if (text.size() < kJoinedText || FindLoneDot(text) != std::string_view::npos) {
-        const std::string joined = DoubleLoneDots(text, kEndOfMessage);
-        result = ExchangeText({joined}, limits);
-    } else {
-        result = ExchangeText({text, kEndOfMessage}, limits);
-    }
+    OutgoingText outgoing(text, false);
+    result = ExchangeText(outgoing, {m_lTimeoutCommand, kSendIdleLimit});
     if (result != 0) {
         return result;
     }

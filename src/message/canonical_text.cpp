@@ -3,14 +3,60 @@
 #include <algorithm>
 
 #include "base/ascii_text.h"
+#include "platform/large_pages.h"
 
 namespace tessolt {
 
+namespace {
+
+template <class Unit>
+bool hasOnlyPairs(std::basic_string_view<Unit> text) {
+    // A whole block at once, which compilers turn into a few vector operations.
+    constexpr std::size_t kBlock = 64;
+    if (text.empty()) {
+        return true;
+    }
+    if (text.front() == '\n' || text.back() == '\r') {
+        return false;
+    }
+    const auto parts = [](const Unit* here) {
+        return static_cast<Unit>(static_cast<Unit>(here[0] == '\n') ^
+                                 static_cast<Unit>(here[-1] == '\r'));
+    };
+    const Unit* here = text.data() + 1;
+    const Unit* const end = text.data() + text.size();
+    for (; end - here >= static_cast<std::ptrdiff_t>(kBlock); here += kBlock) {
+        Unit any = 0;
+        for (std::size_t i = 0; i < kBlock; ++i) {
+            any = static_cast<Unit>(any | parts(here + i));
+        }
+        if (any != 0) {
+            return false;
+        }
+    }
+    while (here != end && parts(here) == 0) {
+        ++here;
+    }
+    return here == end;
+}
+
+}  // namespace
+
+bool HasOnlyCrlf(std::string_view text) {
+    return hasOnlyPairs(text);
+}
+
+bool HasOnlyCrlf(std::u16string_view text) {
+    return hasOnlyPairs(text);
+}
+
 std::u16string WithCrlfLineEnds(std::u16string_view text) {
+    const auto isBreak = [](char16_t unit) { return unit == u'\r' || unit == u'\n'; };
     std::u16string out;
-    out.reserve(text.size() + text.size() / 32);
+    platform::reserveLarge(out, text.size() + text.size() / 32);
     for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = std::min(text.find_first_of(u"\r\n", at), text.size());
+        const auto* const found = std::find_if(text.begin() + at, text.end(), isBreak);
+        const auto end = static_cast<std::size_t>(found - text.begin());
         out.append(text, at, end - at);
         if (end == text.size()) {
             break;
@@ -23,15 +69,17 @@ std::u16string WithCrlfLineEnds(std::u16string_view text) {
 }
 
 bool IsSevenBitText(std::string_view text) {
-    if (!borvik::isAscii(text) || text.find('\0') != std::string_view::npos) {
+    constexpr std::size_t kLongestWhole = kLongestLine + 2;
+    if (!borvik::isAscii(text) || text.find('\0') != std::string_view::npos || !HasOnlyCrlf(text)) {
         return false;
     }
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
-        if (end > kLongestLine || (end < text.size() && !text.substr(end).starts_with("\r\n"))) {
+    // The last end in reach of a line leaves none behind that is too long.
+    while (text.size() > kLongestLine) {
+        const std::size_t end = text.substr(0, kLongestWhole).rfind('\n');
+        if (end == std::string_view::npos) {
             return false;
         }
-        text.remove_prefix(std::min(end + 2, text.size()));
+        text.remove_prefix(end + 1);
     }
     return true;
 }

@@ -9,6 +9,10 @@ namespace tessolt {
 /// Longest line that may travel, in bytes without its line end (RFC 5322, section 2.1.1).
 inline constexpr std::size_t kLongestLine = 998;
 
+/// Whether no CR and no LF stands alone.
+bool HasOnlyCrlf(std::string_view text);
+bool HasOnlyCrlf(std::u16string_view text);
+
 /// The text with CR LF for each line end: CR LF, a CR or an LF alone.
 std::u16string WithCrlfLineEnds(std::u16string_view text);
 

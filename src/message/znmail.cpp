@@ -12,6 +12,7 @@
 #include "message/address_text.h"
 #include "message/ansi_units.h"
 #include "message/loaded_message.h"
+#include "message/wire_text.h"
 
 namespace tessolt {
 namespace {
@@ -144,19 +145,16 @@ std::string_view CZnMail::GetSource(borvik::BvString& storage) const {
     }
 }
 
-std::string_view CZnMail::GetWireText(borvik::BvString& storage) const {
+void CZnMail::GetWireText(WireText& text) const {
     if (m_pLoaded) {
-        return LoadedWireText(LoadedOutward()->text(), storage);
+        text.SetWhole(LoadedWireText(LoadedOutward()->text(), text.Storage()));
+    } else if (borvik::ansiCodePage() != borvik::kUtf8) {
+        text.SetWhole(GetSource(text.Storage()));
+    } else if (borvik::MimePieces& pieces = text.Pieces();
+               // The text form would be UTF-8 throughout, whatever the labels of 8-bit parts say.
+               !m_pMime->GetMimePieces(pieces) || pieces.size() > borvik::StringBuffer::kMaxSize) {
+        pieces = {};
     }
-    if (borvik::ansiCodePage() != borvik::kUtf8) {
-        return GetSource(storage);
-    }
-    // The text form would be UTF-8 throughout, whatever the labels of 8-bit parts say.
-    borvik::BvByteData bytes;
-    borvik::StringBuffer& text = storage.x().editUtf8();
-    const bool isWhole = m_pMime->GetMimeBytes(bytes) && bytes.data().appendByte('\0') &&
-                         text.takeBytes(bytes.data());
-    return isWhole ? text.view() : std::string_view();
 }
 
 std::size_t CZnMail::GetSourceSize() const {

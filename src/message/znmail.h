@@ -26,6 +26,7 @@ namespace reading {
 class Message;
 }
 
+class WireText;
 struct LoadedMessage;
 
 /// One header field of a message.
@@ -108,14 +109,14 @@ public:
     std::string_view GetSource(borvik::BvString& storage) const;
     /// The same as bytes, those that `SaveToFile` writes. Empty when memory ran out.
     std::string_view GetSourceBytes(borvik::BvByteData& storage) const;
-    /// The text as it goes to a server: each part in the charset of its label when the ANSI code
-    /// page is UTF-8, else as `GetSource`. Empty when memory ran out.
-    std::string_view GetWireText(borvik::BvString& storage) const;
+    /// Fills `text`, which is empty, with what goes to a server: each part in the charset of its
+    /// label when the ANSI code page is UTF-8, else as `GetSource`. Good while the record isn't
+    /// changed; empty when memory ran out.
+    void GetWireText(WireText& text) const;
     /// The same for a server that takes 8-bit text or doesn't. What was loaded under current rules
     /// has those parts coded that can't travel as they came, and nothing else. `canTravel` is false
     /// where that isn't enough.
-    std::string_view GetWireText(borvik::BvString& storage, bool takesEightBit,
-                                 bool& canTravel) const;
+    void GetWireText(WireText& text, bool takesEightBit, bool& canTravel) const;
     /// Length of the MIME text in bytes, 0 when there is no memory for it.
     std::size_t GetSourceSize() const;
     /// The header block of the message as it would be written. Returns `out`.

@@ -84,7 +84,7 @@ std::string CZnMail::EncodeHeaderText(std::u16string_view text, bool quoted) con
 
 CZnMail::EncodedText CZnMail::EncodeText(std::u16string_view text,
                                          std::string_view contentType) const {
-    if (m_rules.canonicalText && text.find_first_of(u"\r\n") != std::u16string_view::npos) {
+    if (m_rules.canonicalText && !HasOnlyCrlf(text)) {
         return EncodeCanonicalText(WithCrlfLineEnds(text), contentType);
     }
     return EncodeCanonicalText(text, contentType);

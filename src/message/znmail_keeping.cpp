@@ -12,6 +12,7 @@
 #include "message/loaded_message.h"
 #include "message/queue_fields.h"
 #include "message/travel_coding.h"
+#include "message/wire_text.h"
 #include "message/znmail.h"
 #include "text/outward_strings.h"
 
@@ -66,15 +67,6 @@ bool sameAttachments(const AttachmentList& a, const AttachmentList& b) {
                left->m_pLoaded->loaded == right->m_pLoaded->loaded &&
                left->m_pLoaded->number == right->m_pLoaded->number;
     });
-}
-
-/// Whether no CR and no LF stands alone.
-bool hasOnlyPairs(std::string_view text) {
-    std::ptrdiff_t pairs = 0;
-    for (std::size_t at = text.find(kLineEnd); at != text.npos; at = text.find(kLineEnd, at + 2)) {
-        ++pairs;
-    }
-    return std::ranges::count(text, '\n') == pairs && std::ranges::count(text, '\r') == pairs;
 }
 
 bool contains(const reading::Message& message, std::string_view name) {
@@ -319,25 +311,26 @@ std::shared_ptr<const LoadedMessage> CZnMail::LoadedOutward() const {
     return isRemoved ? std::make_shared<const LoadedMessage>(std::move(kept)) : m_pLoaded;
 }
 
-std::string_view CZnMail::GetWireText(borvik::BvString& storage, bool takesEightBit,
-                                      bool& canTravel) const {
+void CZnMail::GetWireText(WireText& text, bool takesEightBit, bool& canTravel) const {
     canTravel = true;
     if (!m_pLoaded) {
-        return GetWireText(storage);
+        GetWireText(text);
+        return;
     }
     const std::shared_ptr<const LoadedMessage> outward = LoadedOutward();
     canTravel = !m_rules.canonicalText || CanTravel(outward->text(), takesEightBit);
     if (canTravel) {
-        return LoadedWireText(outward->text(), storage);
+        text.SetWhole(LoadedWireText(outward->text(), text.Storage()));
+        return;
     }
     const std::string coded = WithPartsCoded(outward->message, takesEightBit);
     canTravel = CanTravel(coded, takesEightBit);
-    return LoadedWireText(coded, storage);
+    text.SetWhole(LoadedWireText(coded, text.Storage()));
 }
 
 /// The text with the line ends of the wire, in `storage` unless it is that of the record.
 std::string_view CZnMail::LoadedWireText(std::string_view text, borvik::BvString& storage) const {
-    const bool isReady = !m_rules.canonicalText || hasOnlyPairs(text);
+    const bool isReady = !m_rules.canonicalText || HasOnlyCrlf(text);
     if (isReady && text.data() == m_pLoaded->text().data()) {
         return text;
     }

@@ -80,6 +80,10 @@ bool BvMime::GetMimeBytes(BvByteData& out) {
     return impl_->getMimeBytes(out.data());
 }
 
+bool BvMime::GetMimePieces(MimePieces& out) {
+    return impl_->getMimePieces(out);
+}
+
 std::size_t BvMime::TextSizeEstimate() {
     return impl_->textSizeEstimate();
 }

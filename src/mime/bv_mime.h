@@ -11,6 +11,7 @@ namespace borvik {
 class BvByteData;
 class BvString;
 class ClsMime;
+class MimePieces;
 
 /// Handle on one node of a MIME tree (RFC 2045, RFC 2046): the door through which a message is
 /// built and read. Several handles may address nodes of one tree; it lives as long as any of them.
@@ -50,6 +51,9 @@ public:
     /// The same as bytes, those that `SaveMime` writes. The limit is 4 GiB, and `out` may hold a
     /// beginning when that is passed.
     bool GetMimeBytes(BvByteData& out);
+    /// The same with long bodies left where they stand. `out`, which is empty before, is good until
+    /// the tree is changed or gone. False when there is no memory.
+    bool GetMimePieces(MimePieces& out);
     /// About the length of that text, without making it.
     std::size_t TextSizeEstimate();
     /// The header block as it would be written, without the blank line that ends it. Always true.

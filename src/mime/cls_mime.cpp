@@ -214,6 +214,14 @@ bool ClsMime::getMimeBytes(DataBuffer& out) {
     return method.end(buildText(out));
 }
 
+bool ClsMime::getMimePieces(MimePieces& out) {
+    Method method(*this, "GetMimePieces");
+    return method.end(tellsMemory([&] {
+        onMyPart([&](const MimeMessage2& part) { part.getMimePieces(out, activeLog()); });
+        return true;
+    }));
+}
+
 bool ClsMime::buildText(DataBuffer& out) {
     return tellsMemory([&] {
         out.clear();

@@ -14,6 +14,8 @@
 
 namespace borvik {
 
+class MimePieces;
+
 /// The object behind a `BvMime`: one counted reference to a tree, and the identity of the node
 /// addressed in it. All strings are UTF-8. Every operation holds the tree's lock while it touches
 /// nodes; one on a node that has left its tree goes on at the empty root of a new tree.
@@ -55,6 +57,8 @@ public:
     /// loading and saving files, which fail.
     bool getMime(XString& out);
     bool getMimeBytes(DataBuffer& out);
+    /// The same as pieces, which stand in the tree.
+    bool getMimePieces(MimePieces& out);
     std::size_t textSizeEstimate();
     void getEntireHead(XString& out);
 

@@ -27,6 +27,21 @@ void require(bool fits) {
     }
 }
 
+using LongBodies = MimeMessage2::LongBodies;
+
+bool isLong(std::string_view bytes, const LongBodies* left) {
+    return left != nullptr && bytes.size() >= MimePieces::kLeastLong;
+}
+
+/// Appends bytes that go out as they are, unless they are long and `left` is there for them.
+bool leaveOrAppend(std::string_view bytes, DataBuffer& out, LongBodies* left) {
+    if (!isLong(bytes, left)) {
+        return out.append(bytes);
+    }
+    left->push_back({out.getSize(), bytes, false});
+    return true;
+}
+
 void logInfo(LogBase* log, const char* text) {
     if (log != nullptr) {
         log->logInfo(text);
@@ -54,11 +69,19 @@ void MimeMessage2::writeBoundaryLine(DataBuffer& out, bool closing) const {
 
 void MimeMessage2::getMimeTextDb(DataBuffer& out, LogBase* log) const {
     out.ensureCapacity(out.getSize() + textSizeEstimate());
+    writeWhole(out, log, nullptr);
+}
+
+void MimeMessage2::getMimePieces(MimePieces& out, LogBase* log) const {
+    writeWhole(out.rest, log, &out.longBodies);
+}
+
+void MimeMessage2::writeWhole(DataBuffer& out, LogBase* log, LongBodies* left) const {
     writeHeaderBlock(out, log);
     if (!parts_.empty()) {
         require(out.append(kPreamble));
     }
-    getMimeBodyRecursive(out, log);
+    getMimeBodyRecursive(out, log, left);
 }
 
 void MimeMessage2::getMimeText(StringBuffer& out, LogBase* log) const {
@@ -71,56 +94,61 @@ void MimeMessage2::getMimeText(StringBuffer& out, LogBase* log) const {
     }
 }
 
-void MimeMessage2::getMimeBodyRecursive(DataBuffer& out, LogBase* log) const {
+void MimeMessage2::getMimeBodyRecursive(DataBuffer& out, LogBase* log, LongBodies* left) const {
     if (parts_.empty()) {
-        getMimeBodyEncodedDb(out, log);
+        getMimeBodyEncodedDb(out, log, left);
         return;
     }
     if (isSignedMultipart()) {
-        writeSignedParts(out, log);
+        writeSignedParts(out, log, left);
         return;
     }
     for (const auto& part : parts_) {
         writeBoundaryLine(out, false);
         part->writeHeaderBlock(out, log);
-        part->getMimeBodyRecursive(out, log);
+        part->getMimeBodyRecursive(out, log, left);
         require(out.append(kLineEnd));
     }
     writeBoundaryLine(out, true);
 }
 
-void MimeMessage2::writeSignedParts(DataBuffer& out, LogBase* log) const {
+void MimeMessage2::writeSignedParts(DataBuffer& out, LogBase* log, LongBodies* left) const {
     const MimeMessage2& content = *parts_.front();
     writeBoundaryLine(out, false);
     if (content.rawSignedText().empty()) {
         // Not read from a text, so that there is nothing yet that a signature holds for.
         content.writeHeaderBlock(out, log);
-        content.getMimeBodyRecursive(out, log);
+        content.getMimeBodyRecursive(out, log, left);
     } else {
-        require(out.appendBuffer(content.rawSignedText()));
+        require(leaveOrAppend(content.rawSignedText().view(), out, left));
     }
     require(out.append(kLineEnd));
     writeBoundaryLine(out, false);
     if (const MimeMessage2* const signature = getPart(1)) {
         signature->writeHeaderBlock(out, log);
-        signature->getMimeBodyRecursive(out, log);
+        signature->getMimeBodyRecursive(out, log, left);
         require(out.append(kLineEnd));
     }
     writeBoundaryLine(out, true);
 }
 
-void MimeMessage2::getMimeBodyEncodedDb(DataBuffer& out, LogBase* log) const {
+void MimeMessage2::getMimeBodyEncodedDb(DataBuffer& out, LogBase* log, LongBodies* left) const {
     DataBuffer converted;
     const std::string_view source = bodyForWire(converted, log);
+    left = converted.empty() ? left : nullptr;
     if (encoding().equalsNoCase("base64")) {
         logInfo(log, "Appending base64 encoded body..");
+        if (isLong(source, left)) {
+            left->push_back({out.getSize(), source, true});
+            return;
+        }
         require(ContentCoding::encodeBase64Mime(source, out));
     } else if (encoding().equalsNoCase("quoted-printable")) {
         logInfo(log, "Appending quoted-printable encoded body..");
         require(ContentCoding::encodeQuotedPrintable(source, out));
     } else {
         logInfo(log, "Appending body with no encoding..");
-        require(out.append(source));
+        require(leaveOrAppend(source, out, left));
     }
 }
 

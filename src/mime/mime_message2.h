@@ -15,6 +15,7 @@
 #include "charset/charset_registry.h"
 #include "mime/header/content_params.h"
 #include "mime/header/mime_header.h"
+#include "mime/mime_pieces.h"
 #include "text/xstring.h"
 
 namespace borvik {
@@ -117,12 +118,16 @@ public:
     /// The whole text of the node with everything below it.
     void getMimeText(StringBuffer& out, LogBase* log) const;
     void getMimeTextDb(DataBuffer& out, LogBase* log) const;
+    /// The same without copies of long bodies; `out` is empty.
+    void getMimePieces(MimePieces& out, LogBase* log) const;
     /// About the length of that text.
     std::size_t textSizeEstimate() const;
+    /// Long bodies that are left out.
+    using LongBodies = std::vector<LongBody>;
     /// The body of the node, children included.
-    void getMimeBodyRecursive(DataBuffer& out, LogBase* log) const;
+    void getMimeBodyRecursive(DataBuffer& out, LogBase* log, LongBodies* left = nullptr) const;
     /// The coded body of a leaf.
-    void getMimeBodyEncodedDb(DataBuffer& out, LogBase* log) const;
+    void getMimeBodyEncodedDb(DataBuffer& out, LogBase* log, LongBodies* left = nullptr) const;
     /// The stored body, taken from UTF-8 to the code page unless that is 0 or 65001.
     void getMimeBody8Bit(DataBuffer& out, std::uint32_t codePage) const;
 
@@ -166,7 +171,8 @@ private:
     template <class Take>
     void cache(std::string_view name, Take take);
 
-    void writeSignedParts(DataBuffer& out, LogBase* log) const;
+    void writeWhole(DataBuffer& out, LogBase* log, LongBodies* left) const;
+    void writeSignedParts(DataBuffer& out, LogBase* log, LongBodies* left) const;
     void writeHeaderBlock(DataBuffer& out, LogBase* log) const;
     void writeBoundaryLine(DataBuffer& out, bool closing) const;
     std::string_view bodyForWire(DataBuffer& converted, LogBase* log) const;

@@ -7,7 +7,9 @@
 #include <string>
 #include <utility>
 
+#include "mail/outgoing_text.h"
 #include "mail/smtp_envelope.h"
+#include "mime/coding/base64.h"
 
 namespace tessolt {
 namespace {
@@ -88,6 +90,70 @@ TEST(DotStuffing, AgreesWithTheSlowForm) {
         }
         ASSERT_EQ(DoubleLoneDots(text, ""), doubled) << text;
         ASSERT_EQ(undone(text, 1 + random() % 24), bare) << text;
+    }
+}
+
+/// What goes out of a text in pieces: the second half of `text` stands in bodies of that size.
+std::string sent(const std::string& text, std::size_t bodySize, bool exactDots) {
+    WireText wire;
+    const std::string_view behind = std::string_view(text).substr(text.size() / 2);
+    wire.Pieces().rest.append(text.data(), text.size() / 2);
+    for (std::size_t at = 0; at < behind.size(); at += bodySize) {
+        wire.Pieces().longBodies.push_back({text.size() / 2, behind.substr(at, bodySize), false});
+    }
+    OutgoingText outgoing(wire, exactDots);
+    const std::uint64_t size = outgoing.Size();
+    std::string out;
+    for (std::string_view piece = outgoing.Next(); !piece.empty(); piece = outgoing.Next()) {
+        out += piece;
+    }
+    EXPECT_EQ(size, out.size());
+    return out;
+}
+
+TEST(OutgoingText, IsTheSameInPiecesAsInOne) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 20000; ++round) {
+        std::string text(random() % 24, '\0');
+        for (char& c : text) {
+            c = "..\r\n\nx"[random() % 6];
+        }
+        const std::string end = text.empty() || text.ends_with("\r\n") ? ".\r\n" : "\r\n.\r\n";
+        const std::size_t bodySize = 1 + random() % 9;
+        ASSERT_EQ(sent(text, bodySize, false), DoubleLoneDots(text, "\r\n.\r\n")) << text;
+        ASSERT_EQ(sent(text, bodySize, true), DoubleLineDots(text, end)) << text;
+    }
+}
+
+TEST(OutgoingText, DoublesDotsWhereverTheyStandInALongText) {
+    std::mt19937 random(12);
+    for (int round = 0; round < 40; ++round) {
+        std::string text(300'000, 'x');
+        for (std::size_t i = 0, count = random() % 60; i < count; ++i) {
+            text.replace(random() % (text.size() - 5), 5, "\r\n.\r\n");
+        }
+        for (const bool exactDots : {false, true}) {
+            const auto whole = exactDots ? DoubleLineDots : DoubleLoneDots;
+            ASSERT_TRUE(sent(text, text.size(), exactDots) == whole(text, "\r\n.\r\n"));
+        }
+    }
+}
+
+TEST(WireText, CodesLongBodiesAsAWhole) {
+    constexpr std::size_t kChunk = 2048 * borvik::kBase64LineBytes;
+    for (const std::size_t size : {kChunk - 1, kChunk, kChunk + 1, 2 * kChunk, 3 * kChunk + 57}) {
+        const std::string bytes(size, '\x5A');
+        WireText text;
+        text.Pieces().rest.append("ab");
+        text.Pieces().longBodies = {{1, bytes, true}};
+        std::string out;
+        for (std::string_view piece = text.Next(); !piece.empty(); piece = text.Next()) {
+            out += piece;
+        }
+        std::string coded(borvik::base64LinesSize(size), '\0');
+        borvik::encodeBase64Lines(bytes, coded.data());
+        EXPECT_TRUE(out == "a" + coded + "b") << size;
+        EXPECT_EQ(text.Size(), out.size());
     }
 }
 
