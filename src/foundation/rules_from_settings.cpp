@@ -1,6 +1,7 @@
 #include "foundation/rules_from_settings.h"
 
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -37,9 +38,11 @@ MailRules rulesOf(const platform::SettingsState& settings) {
 
 MailRules rulesFromSettings() {
     // Objects are made far more often than settings change.
-    thread_local std::shared_ptr<const platform::SettingsState> known;
-    thread_local MailRules rules;
+    static std::mutex knownMutex;
+    static std::shared_ptr<const platform::SettingsState> known;
+    static MailRules rules;
     const auto settings = platform::currentSettings();
+    const std::lock_guard lock(knownMutex);
     if (settings != known) {
         rules = rulesOf(*settings);
         known = settings;
