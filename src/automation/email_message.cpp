@@ -63,6 +63,18 @@ HRESULT CEMailMessage::giveAddresses(const RecipientList& list, BSTR* place) {
     return guarded([&] { return giveAnsi(CZnMail::JoinAddresses(list), place); });
 }
 
+HRESULT CEMailMessage::giveBody(const CZncStringW& body, BSTR* place) {
+    return giving(place, [&] {
+        TextSource* const source = body.GetSource();
+        if (!source) {
+            return giveText(body.View(), place);
+        }
+        HRESULT status = E_OUTOFMEMORY;
+        source->read([&](std::string_view text) { status = giveAnsi(text, place); });
+        return status;
+    });
+}
+
 HRESULT CEMailMessage::get_LastError(LONG* pVal) {
     return giveNumber(m_nLastError, pVal);
 }
@@ -116,7 +128,7 @@ HRESULT CEMailMessage::put_Subject(TextArgument newVal) {
 }
 
 HRESULT CEMailMessage::get_BodyPlainText(BSTR* pVal) {
-    return giveText(m_pMail->m_wstrBodyPlainText.View(), pVal);
+    return giveBody(m_pMail->m_wstrBodyPlainText, pVal);
 }
 
 HRESULT CEMailMessage::put_BodyPlainText(TextArgument newVal) {
@@ -124,7 +136,7 @@ HRESULT CEMailMessage::put_BodyPlainText(TextArgument newVal) {
 }
 
 HRESULT CEMailMessage::get_BodyHtml(BSTR* pVal) {
-    return giveText(m_pMail->m_wstrBodyHtml.View(), pVal);
+    return giveBody(m_pMail->m_wstrBodyHtml, pVal);
 }
 
 HRESULT CEMailMessage::put_BodyHtml(TextArgument newVal) {

@@ -125,6 +125,7 @@ private:
         });
     }
     HRESULT store(BSTR text, CZncStringW& field);
+    HRESULT giveBody(const CZncStringW& body, BSTR* place);
     HRESULT giveAddresses(const RecipientList& list, BSTR* place);
 
     std::unique_ptr<CZnMail> m_pMail;

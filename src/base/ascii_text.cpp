@@ -13,9 +13,11 @@ namespace borvik {
 
 namespace {
 
-/// Up to this length a wanted text is compared at each candidate; longer ones are searched for in a
-/// folded copy, to keep the time linear.
-constexpr std::size_t kShortNeedle = 32;
+/// Up to these lengths a wanted text is compared at each candidate; longer ones are searched for by
+/// the C library, in a folded copy where case doesn't count, to keep the time linear. What is
+/// compared as it stands is compared fast, and the boundaries of messages are as long as that.
+constexpr std::size_t kShortNeedle = 80;
+constexpr std::size_t kShortFoldedNeedle = 32;
 
 std::string folded(std::string_view text) {
     std::string result(text);
@@ -112,7 +114,7 @@ std::size_t findNoCase(std::string_view text, std::string_view wanted, std::size
     if (wanted.empty()) {
         return from;
     }
-    if (wanted.size() <= kShortNeedle) {
+    if (wanted.size() <= kShortFoldedNeedle) {
         return findShort<true>(text, wanted, from);
     }
     const std::size_t hit = find(folded(text.substr(from)), folded(wanted));

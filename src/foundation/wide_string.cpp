@@ -21,10 +21,12 @@ CZncStringW& CZncStringW::Assign(std::u16string_view text) {
     }
     m_wstrText.assign(whole);
     m_lastToken.index = -1;
+    m_pSource.reset();
     return *this;
 }
 
 CZncStringW& CZncStringW::Assign(std::u16string&& text) {
+    m_pSource.reset();
     m_wstrText = std::move(text);
     m_wstrText.resize(UpToZero(std::u16string_view(m_wstrText)).size());
     m_lastToken.index = -1;
@@ -38,8 +40,21 @@ CZncStringW& CZncStringW::AssignBytes(const char* text) {
 CZncStringW& CZncStringW::AssignBytes(std::string_view text) {
     // No byte but zero becomes a zero unit.
     m_wstrText = borvik::ansiToWide(UpToZero(text));
+    m_pSource.reset();
     m_lastToken.index = -1;
     return *this;
+}
+
+CZncStringW& CZncStringW::AssignSource(std::unique_ptr<TextSource> source) {
+    m_wstrText = {};
+    m_pSource = std::move(source);
+    m_lastToken.index = -1;
+    return *this;
+}
+
+void CZncStringW::ReadSource() const {
+    m_pSource->read([this](std::string_view text) { m_wstrText = borvik::ansiToWide(text); });
+    m_pSource.reset();
 }
 
 CZncStringW& CZncStringW::Append(const OLECHAR* text) {
@@ -51,17 +66,17 @@ CZncStringW& CZncStringW::Append(const CZncStringW& text) {
 }
 
 CZncStringW& CZncStringW::Append(std::u16string_view text) {
-    m_wstrText.append(UpToZero(text));
+    Whole().append(UpToZero(text));
     m_lastToken.index = -1;
     return *this;
 }
 
 void CZncStringW::Trim() {
-    Assign(std::u16string(TrimmedText<OLECHAR>(m_wstrText)));
+    Assign(std::u16string(TrimmedText<OLECHAR>(View())));
 }
 
 void CZncStringW::Replace(const OLECHAR* find, const OLECHAR* with, bool matchCase) {
-    ReplaceText(m_wstrText, ViewOf(find), ViewOf(with), matchCase);
+    ReplaceText(Whole(), ViewOf(find), ViewOf(with), matchCase);
     m_lastToken.index = -1;
 }
 
@@ -72,12 +87,12 @@ void CZncStringW::GetToken(const OLECHAR* separator, const OLECHAR* defaultText,
 }
 
 const char* CZncStringW::GetAnsi() const {
-    m_strAnsi = borvik::wideToAnsi(m_wstrText);
+    m_strAnsi = borvik::wideToAnsi(View());
     return m_strAnsi.c_str();
 }
 
 BSTR CZncStringW::AllocWide() const {
-    return platform::allocBstr(m_wstrText);
+    return platform::allocBstr(View());
 }
 
 void WideToUtf8(const OLECHAR* text, CZncString& result) {

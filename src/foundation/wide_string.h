@@ -3,6 +3,8 @@
 #include <tessolt/automation_types.h>
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -13,8 +15,16 @@
 
 namespace tessolt {
 
+/// Text that stands elsewhere until it is wanted.
+class TextSource {
+public:
+    virtual ~TextSource() = default;
+    /// Gives `take` the text in the ANSI code page, without zero bytes; good during that call.
+    virtual void read(const std::function<void(std::string_view)>& take) = 0;
+};
+
 /// Wide text (UTF-16) for the fields that a caller sees. It holds no zero unit: text that is
-/// assigned ends at its first one.
+/// assigned ends at its first one. It belongs to one thread at a time, readers included.
 class CZncStringW : public CZncBase {
 public:
     CZncStringW() = default;
@@ -23,12 +33,17 @@ public:
     explicit CZncStringW(std::u16string&& text) { Assign(std::move(text)); }
     /// From 8-bit text, as `AssignBytes`.
     explicit CZncStringW(const char* text) { AssignBytes(text); }
-    CZncStringW(const CZncStringW& other) : CZncBase(other), m_wstrText(other.m_wstrText) {}
+    CZncStringW(const CZncStringW& other) : CZncBase(other), m_wstrText(other.View()) {}
     CZncStringW(CZncStringW&& other) noexcept
-        : CZncBase(other), m_wstrText(std::move(other.m_wstrText)) {}
+        : CZncBase(other),
+          m_wstrText(std::move(other.m_wstrText)),
+          m_pSource(std::move(other.m_pSource)) {}
     CZncStringW& operator=(const CZncStringW& other) { return Assign(other); }
     CZncStringW& operator=(CZncStringW&& other) noexcept {
-        return Assign(std::move(other.m_wstrText));
+        m_pSource = std::move(other.m_pSource);
+        m_wstrText = std::move(other.m_wstrText);
+        m_lastToken.index = -1;
+        return *this;
     }
 
     CZncStringW& Assign(const OLECHAR* text);
@@ -38,6 +53,10 @@ public:
     /// From 8-bit text, through the ANSI code page.
     CZncStringW& AssignBytes(const char* text);
     CZncStringW& AssignBytes(std::string_view text);
+    /// The same with text that is read and converted when it is first asked for.
+    CZncStringW& AssignSource(std::unique_ptr<TextSource> source);
+    /// What it still is to be read from, null for none: it costs no wide text to read it there.
+    TextSource* GetSource() const { return m_pSource.get(); }
 
     CZncStringW& Append(const OLECHAR* text);
     CZncStringW& Append(const CZncStringW& text);
@@ -56,20 +75,30 @@ public:
     /// A new automation string with a copy. The caller frees it.
     BSTR AllocWide() const;
 
-    bool IsEmpty() const { return m_wstrText.empty(); }
+    bool IsEmpty() const { return Whole().empty(); }
     /// Length in units.
-    std::uint32_t GetLength() const { return static_cast<std::uint32_t>(m_wstrText.size()); }
+    std::uint32_t GetLength() const { return static_cast<std::uint32_t>(Whole().size()); }
     /// The text, zero-terminated; valid until the next change, as is `View`.
-    const OLECHAR* GetBuffer() const { return m_wstrText.c_str(); }
-    std::u16string_view View() const { return m_wstrText; }
+    const OLECHAR* GetBuffer() const { return Whole().c_str(); }
+    std::u16string_view View() const { return Whole(); }
 
     friend bool operator==(const CZncStringW& a, const CZncStringW& b) {
-        return a.m_wstrText == b.m_wstrText;
+        return a.View() == b.View();
     }
-    friend bool operator==(const CZncStringW& a, const OLECHAR* b) { return a.m_wstrText == b; }
+    friend bool operator==(const CZncStringW& a, const OLECHAR* b) { return a.View() == b; }
 
 private:
-    std::u16string m_wstrText;
+    std::u16string& Whole() const {
+        if (m_pSource) {
+            ReadSource();
+        }
+        return m_wstrText;
+    }
+    void ReadSource() const;
+
+    /// Empty as long as there is a source.
+    mutable std::u16string m_wstrText;
+    mutable std::unique_ptr<TextSource> m_pSource;
     mutable std::string m_strAnsi;
     mutable TokenPosition<OLECHAR> m_lastToken;
 };

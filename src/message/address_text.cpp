@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "charset/ansi_text.h"
 #include "foundation/text_operations.h"
+#include "message/ansi_units.h"
 
 namespace tessolt {
 namespace {
@@ -62,7 +62,7 @@ std::string without(std::string_view text, std::string_view piece, bool matchCas
 bool IsValidEmailAddress(std::u16string_view address) {
     // In UTF-16, since bytes of double-byte pages look like forbidden characters.
     if (address.empty() || address.size() > kMaxAddressLength ||
-        borvik::wideToAnsi(address).size() > kMaxAddressLength ||
+        AnsiOf(address).size() > kMaxAddressLength ||
         address.find_first_of(kForbiddenInAddress) != std::u16string_view::npos) {
         return false;
     }

@@ -3,9 +3,11 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "base/ascii_text.h"
 #include "charset/ansi_text.h"
 #include "charset/unit_scan.h"
 
@@ -31,11 +33,43 @@ inline std::string NarrowAscii(std::u16string_view ascii) {
     return narrow;
 }
 
+/// The wide form of a text below U+0080.
+inline std::u16string WidenAscii(std::string_view ascii) {
+    constexpr std::size_t kBlock = 32;
+    std::u16string wide(ascii.size(), u'\0');
+    std::size_t at = 0;
+    for (; ascii.size() - at >= kBlock; at += kBlock) {
+        std::array<unsigned char, kBlock> bytes;
+        std::array<char16_t, kBlock> units;
+        std::memcpy(bytes.data(), ascii.data() + at, kBlock);
+        for (std::size_t i = 0; i < kBlock; ++i) {
+            units[i] = bytes[i];
+        }
+        std::memcpy(wide.data() + at, units.data(), sizeof units);
+    }
+    for (; at < ascii.size(); ++at) {
+        wide[at] = static_cast<unsigned char>(ascii[at]);
+    }
+    return wide;
+}
+
+constexpr char16_t kFirstBeyondAscii = 0x80;
+
 /// The text in the ANSI code page. Fields are short and mostly ASCII, which needs no tables.
 inline std::string AnsiOf(std::u16string_view text) {
-    constexpr char16_t kFirstBeyondAscii = 0x80;
     return borvik::bitsOfUnits(text) < kFirstBeyondAscii ? NarrowAscii(text)
                                                          : borvik::wideToAnsi(text);
+}
+
+/// The same of a text that has a form without substitutes there, as a path must; else nothing.
+inline std::optional<std::string> AnsiOfExactly(std::u16string_view text) {
+    return borvik::bitsOfUnits(text) < kFirstBeyondAscii ? std::optional(NarrowAscii(text))
+                                                         : borvik::wideToAnsiExactly(text);
+}
+
+/// The wide form of UTF-8.
+inline std::u16string WideOf(std::string_view utf8) {
+    return borvik::isAscii(utf8) ? WidenAscii(utf8) : borvik::utf8ToWidePaired(utf8);
 }
 
 }  // namespace tessolt

@@ -215,7 +215,7 @@ std::int32_t CZnMail::LoadFromBytes(std::string text) {
 std::int32_t CZnMail::LoadFromFile(std::u16string_view path) {
     return LoadAnew(
         [&] {
-            const std::optional<std::string> ansi = borvik::wideToAnsiExactly(UpToZero(path));
+            const std::optional<std::string> ansi = AnsiOfExactly(UpToZero(path));
             if (!m_rules.standardReading) {
                 return ansi && m_pMime->LoadMimeFile(ansi->c_str());
             }
@@ -231,15 +231,18 @@ std::int32_t CZnMail::LoadFromFile(std::u16string_view path) {
 
 std::int32_t CZnMail::SaveToFile(std::u16string_view path) const {
     try {
-        const std::optional<std::string> ansi = borvik::wideToAnsiExactly(UpToZero(path));
+        const std::optional<std::string> ansi = AnsiOfExactly(UpToZero(path));
         if (!ansi) {
             return kMailFileSaveFailed;
         }
         if (!m_pLoaded) {
             return m_pMime->SaveMime(ansi->c_str()) ? kMailOk : kMailFileSaveFailed;
         }
+        const std::shared_ptr<const LoadedMessage> outward = LoadedOutward();
+        const std::string_view text = outward->text();
         borvik::BvByteData bytes;
-        return bytes.data().append(LoadedOutward()->text()) && bytes.saveFile(ansi->c_str())
+        bytes.data().borrow(text.data(), text.size());
+        return bytes.getSize() == text.size() && bytes.saveFile(ansi->c_str())
                    ? kMailOk
                    : kMailFileSaveFailed;
     } catch (const std::bad_alloc&) {

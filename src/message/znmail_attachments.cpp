@@ -7,6 +7,7 @@
 #include "charset/ansi_text.h"
 #include "foundation/text_operations.h"
 #include "message/address_text.h"
+#include "message/ansi_units.h"
 #include "message/content_types.h"
 #include "message/znmail.h"
 #include "platform/file_system.h"
@@ -20,9 +21,8 @@ constexpr std::size_t kReadStep = 65536;
 /// Opens a regular file; a folder, or a pipe that would block, can't be. Nor can a path that the
 /// ANSI code page can't express.
 bool openFile(std::u16string_view path, platform::File& file) {
-    return borvik::wideToAnsiExactly(path) &&
-           file.open(platform::toNativePath(borvik::wideToUtf8Paired(path)),
-                     platform::kOpenRead | platform::kOpenRegularOnly) == 0;
+    return AnsiOfExactly(path) && file.open(platform::toNativePath(borvik::wideToUtf8Paired(path)),
+                                            platform::kOpenRead | platform::kOpenRegularOnly) == 0;
 }
 
 bool canBeOpened(std::u16string_view path) {
@@ -177,7 +177,7 @@ std::int32_t CZnMail::SaveAttachment(std::int32_t number, std::u16string_view pa
     if (!attachment) {
         return kMailBadAttachmentNumber;
     }
-    const std::optional<std::string> ansi = borvik::wideToAnsiExactly(UpToZero(path));
+    const std::optional<std::string> ansi = AnsiOfExactly(UpToZero(path));
     if (!ansi) {
         return kMailAttachmentWriteFailed;
     }
@@ -186,10 +186,12 @@ std::int32_t CZnMail::SaveAttachment(std::int32_t number, std::u16string_view pa
             return attachment->m_pPart->SaveBody(ansi->c_str()) ? kMailOk
                                                                 : kMailAttachmentWriteFailed;
         }
-        borvik::BvByteData bytes;
-        if (!bytes.data().append(LoadedAttachmentBytes(*attachment))) {
+        const std::string content = LoadedAttachmentBytes(*attachment);
+        if (content.size() > borvik::DataBuffer::kMaxSize) {
             return kMailAttachmentDecodeFailed;
         }
+        borvik::BvByteData bytes;
+        bytes.data().borrow(content.data(), content.size());
         return bytes.saveFile(ansi->c_str()) ? kMailOk : kMailAttachmentWriteFailed;
     } catch (const std::bad_alloc&) {
         return kMailAttachmentDecodeFailed;

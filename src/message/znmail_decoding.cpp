@@ -1,8 +1,8 @@
 #include <utility>
 
 #include "base/ascii_text.h"
-#include "charset/ansi_text.h"
 #include "message/address_text.h"
+#include "message/ansi_units.h"
 #include "message/znmail.h"
 
 namespace tessolt {
@@ -14,20 +14,34 @@ constexpr int kMaxWalkDepth = 5;
 /// Sets `field` unless the text is empty.
 void assignUtf8(CZncStringW& field, std::string_view utf8) {
     if (!utf8.empty()) {
-        field.Assign(borvik::utf8ToWidePaired(utf8));
+        field.Assign(WideOf(utf8));
     }
 }
 
 void assignHeader(CZncStringW& field, borvik::BvMime& root, const char* name) {
     borvik::BvString text;
     root.GetHeaderField(name, text);
-    field.Assign(borvik::utf8ToWidePaired(text.x().utf8View()));
+    field.Assign(WideOf(text.x().utf8View()));
 }
 
+/// The body of a node in a tree that was loaded.
+class LoadedBody : public TextSource {
+public:
+    explicit LoadedBody(std::unique_ptr<borvik::BvMime> node) : node_(std::move(node)) {}
+    void read(const std::function<void(std::string_view)>& take) override { node_->ReadBody(take); }
+
+private:
+    std::unique_ptr<borvik::BvMime> node_;
+};
+
 void assignBody(CZncStringW& field, borvik::BvMime& node) {
-    borvik::BvString text;
-    node.GetBodyDecoded(text);
-    field.AssignBytes(AnsiTextOf(text));
+    // Less takes no more memory as wide text than a tree that is kept for it.
+    constexpr std::size_t kLarge = std::size_t{1} << 16;
+    if (node.BodySize() < kLarge) {
+        node.ReadBody([&field](std::string_view text) { field.AssignBytes(text); });
+    } else {
+        field.AssignSource(std::make_unique<LoadedBody>(node.Share()));
+    }
 }
 
 }  // namespace
@@ -64,7 +78,7 @@ void CZnMail::ParseAddressField(const char* field, RecipientList& list) {
     for (std::string piece; pieces.next(piece);) {
         if (!piece.empty()) {
             const NamedAddress entry = SplitListedAddress(piece);
-            list.add(borvik::utf8ToWidePaired(entry.name), borvik::utf8ToWidePaired(entry.address));
+            list.add(WideOf(entry.name), WideOf(entry.address));
         }
     }
 }

@@ -6,7 +6,9 @@
 #include "base/ascii_text.h"
 #include "charset/encoding_convert.h"
 #include "charset/tables/code_pages.h"
+#include "mime/coding/base64.h"
 #include "mime/coding/content_coding.h"
+#include "platform/memory_pages.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -90,47 +92,109 @@ bool hasUtf8Pair(std::string_view bytes) {
 }
 
 /// False when characters were dropped.
-bool convertToUtf8(std::uint32_t codePage, const DataBuffer& body, DataBuffer& out) {
-    return EncodingConvert().convert(codePage, kUtf8, body.view(), out);
+bool convertToUtf8(std::uint32_t codePage, std::string_view text, DataBuffer& out) {
+    return EncodingConvert().convert(codePage, kUtf8, text, out);
+}
+
+/// Whether a text in that page is the same in UTF-8.
+bool isUtf8Already(std::uint32_t codePage, std::string_view text) {
+    return isAsciiCompatible(codePage) && isAscii(text) &&
+           text.find('\0') == std::string_view::npos;
 }
 
 void convertToUtf8(std::uint32_t codePage, DataBuffer& body) {
-    if (isAsciiCompatible(codePage) && body.isAscii() && !body.containsByte('\0')) {
+    if (!isUtf8Already(codePage, body.view())) {
+        DataBuffer converted;
+        convertToUtf8(codePage, body.view(), converted);
+        body.takeFrom(converted);
+    }
+}
+
+/// False when the text is to stay as it is.
+bool convert8BitText(std::string_view text, std::uint32_t codePage, DataBuffer& out) {
+    const bool hasEightBit = !isAscii(text);
+    if (codePage == kNoCodePage && hasEightBit) {
+        codePage = hasUtf8Pair(text) ? kUtf8 : kIsoLatin1;
+    }
+    if (codePage == kNoCodePage || codePage == kUtf8) {
+        return false;
+    }
+    const bool singleByte =
+        codePage == kUsAscii || within(kIsoPages, codePage) || within(kWindowsPages, codePage);
+    if (singleByte && hasEightBit && hasUtf8Pair(text)) {
+        return convertToUtf8(codePage, text, out);
+    }
+    if (isUtf8Already(codePage, text)) {
+        return false;
+    }
+    convertToUtf8(codePage, text, out);
+    return true;
+}
+
+/// So much base64 text is decoded before its memory is given back.
+constexpr std::size_t kBase64Piece = std::size_t{1} << 18;
+constexpr std::size_t kBase64Group = 4;
+
+/// Whether the decoder takes the character for one of a group.
+constexpr bool isOfBase64Group(char c) {
+    return '+' <= c && c <= 'z';
+}
+
+/// How much of the text, a piece or a little more, holds whole groups only; 0 when the text may end
+/// in it.
+std::size_t wholeGroups(std::string_view text) {
+    std::size_t length = std::min(kBase64Piece, text.size());
+    const auto endsText = [](char c) { return c == '=' || c == '\0'; };
+    const std::string_view piece = text.substr(0, length);
+    if (piece.find('=') != piece.npos || piece.find('\0') != piece.npos) {
+        return 0;
+    }
+    auto taken =
+        static_cast<std::size_t>(std::count_if(piece.begin(), piece.end(), isOfBase64Group));
+    for (; taken % kBase64Group != 0; ++length) {
+        if (length == text.size() || endsText(text[length])) {
+            return 0;
+        }
+        taken += isOfBase64Group(text[length]) ? 1 : 0;
+    }
+    return length;
+}
+
+/// Appends what the front of the text stands for, and takes that front away.
+void decodeInPieces(std::string_view& text, DataBuffer& body) {
+    if (!body.ensureCapacity(base64DecodeRoom(text.size()))) {
         return;
     }
-    DataBuffer converted;
-    convertToUtf8(codePage, body, converted);
-    body.takeFrom(converted);
+    for (std::size_t length = wholeGroups(text); length != 0 && text.size() > kBase64Piece;
+         length = wholeGroups(text)) {
+        const std::string_view piece = text.substr(0, length);
+        const char* const end = decodeBase64Run(piece, body.getData() + body.getSize());
+        body.setLength(static_cast<std::size_t>(end - body.getData()));
+        platform::releasePages(piece.data(), piece.data() + piece.size());
+        text.remove_prefix(length);
+    }
 }
 
 }  // namespace
 
-void decode8BitBody(std::string_view text, std::uint32_t codePage, bool convert, DataBuffer& body) {
-    body.assign(text);
-    if (!convert || codePage == kUtf8) {
-        return;
+void decode8BitBody(std::string_view text, std::uint32_t codePage, bool convert, bool borrows,
+                    DataBuffer& body) {
+    DataBuffer converted;
+    if (convert && codePage != kUtf8 && convert8BitText(text, codePage, converted)) {
+        body.takeFrom(converted);
+    } else if (borrows) {
+        body.borrow(text.data(), text.size());
+    } else {
+        body.assign(text);
     }
-    const bool hasEightBit = !body.isAscii();
-    if (codePage == kNoCodePage && hasEightBit) {
-        codePage = hasUtf8Pair(body.view()) ? kUtf8 : kIsoLatin1;
-    }
-    if (codePage == kNoCodePage || codePage == kUtf8) {
-        return;
-    }
-    const bool singleByte =
-        codePage == kUsAscii || within(kIsoPages, codePage) || within(kWindowsPages, codePage);
-    if (singleByte && hasEightBit && hasUtf8Pair(body.view())) {
-        DataBuffer converted;
-        if (convertToUtf8(codePage, body, converted)) {
-            body.takeFrom(converted);
-        }
-        return;
-    }
-    convertToUtf8(codePage, body);
 }
 
-void decodeBase64Body(std::string_view text, std::uint32_t codePage, DataBuffer& body) {
+void decodeBase64Body(std::string_view text, std::uint32_t codePage, bool usesUp,
+                      DataBuffer& body) {
     body.clear();
+    if (usesUp && text.size() > kBase64Piece) {
+        decodeInPieces(text, body);
+    }
     ContentCoding::decodeBase64(text, body);
     convertBase64Body(codePage, body);
 }

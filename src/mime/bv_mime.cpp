@@ -134,6 +134,23 @@ bool BvMime::GetBodyDecoded(BvString& out) {
     return true;
 }
 
+std::size_t BvMime::BodySize() {
+    return impl_->bodySize();
+}
+
+void BvMime::ReadBody(const std::function<void(std::string_view)>& take) {
+    if (!impl_->readBody(take)) {
+        BvString text;
+        GetBodyDecoded(text);
+        const std::string_view ansi = text.x().ansiView();
+        take(ansi.substr(0, ansi.find('\0')));
+    }
+}
+
+std::unique_ptr<BvMime> BvMime::Share() {
+    return std::make_unique<BvMime>(impl_->share());
+}
+
 void BvMime::SetBody(const char* text) {
     impl_->setBody(Argument(text, utf8_).view());
 }

@@ -2,7 +2,9 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <memory>
+#include <string_view>
 
 #include "base/bv_object.h"
 
@@ -91,6 +93,13 @@ public:
     /// The stored body as text. Zero bytes of a text become blanks, any other body ends at the
     /// first of them. Always true.
     bool GetBodyDecoded(BvString& out);
+    /// Length of the stored bytes.
+    std::size_t BodySize();
+    /// Gives `take` the text of `GetBodyDecoded` in the ANSI code page, up to its first zero byte:
+    /// without a copy where it is stored as that. `take` must not call anything of the tree.
+    void ReadBody(const std::function<void(std::string_view)>& take);
+    /// A further handle on the same node.
+    std::unique_ptr<BvMime> Share();
     /// Stores the text; no header field changes.
     void SetBody(const char* text);
     /// Stores the bytes and sets the transfer encoding to base64. Always true.

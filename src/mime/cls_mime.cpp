@@ -8,6 +8,7 @@
 #include "base/ascii_text.h"
 #include "charset/encoding_convert.h"
 #include "charset/tables/code_pages.h"
+#include "platform/code_page.h"
 #include "text/buffer_files.h"
 #include "text/file_sys.h"
 
@@ -21,6 +22,8 @@ using TreeLock = std::lock_guard<BorvikCritSec>;
 constexpr std::size_t kProbeOnLoad = 100'000;
 /// A text whose first bytes are ASCII is not searched for 8-bit parts.
 constexpr std::size_t kProbeOnRead = 50'000;
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 /// A header for text that begins with a boundary line, followed by the text.
 std::string withHeader(std::string_view boundary, std::string_view text) {
@@ -41,7 +44,6 @@ bool isUtf16Text(std::string_view bytes) {
 
 /// Makes the bytes the text, up to the first zero byte, without a copy. `bytes` loses its storage.
 void moveIntoText(DataBuffer& bytes, XString& out) {
-    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     out.clear();
     if (bytes.empty() || bytes.view().front() == '\0') {
         return;
@@ -163,7 +165,8 @@ bool ClsMime::findBoundaryIfNoHeader(std::string_view text, std::string& boundar
     return true;
 }
 
-bool ClsMime::parseInto(std::string_view text, bool fromText, bool bodyIsUtf8) {
+bool ClsMime::parseInto(std::string_view text, bool fromText, bool bodyIsUtf8,
+                        std::shared_ptr<DataBuffer> storage) {
     std::string boundary;
     std::string completed;
     if (findBoundaryIfNoHeader(text, boundary)) {
@@ -176,7 +179,8 @@ bool ClsMime::parseInto(std::string_view text, bool fromText, bool bodyIsUtf8) {
     initNew();
     const TreeLock lock(*tree_);
     const bool mayBeUtf8 = bodyIsUtf8 && !isAscii(text.substr(0, kProbeOnLoad));
-    return tree_->root().LoadMimeComplete2(text, fromText, activeLog(), mayBeUtf8);
+    return tree_->root().LoadMimeComplete2(text, fromText, activeLog(), mayBeUtf8,
+                                           std::move(storage));
 }
 
 bool ClsMime::loadMimeText(std::string_view text, bool bodyIsUtf8) {
@@ -185,20 +189,21 @@ bool ClsMime::loadMimeText(std::string_view text, bool bodyIsUtf8) {
     return true;
 }
 
-bool ClsMime::loadMimeBinary(std::string_view bytes) {
+bool ClsMime::loadMimeBinary(std::string_view bytes, std::shared_ptr<DataBuffer> storage) {
     DataBuffer converted;
     if (isUtf16Text(bytes)) {
         EncodingConvert().convert(kUtf16Le, kUtf8, bytes, converted);
         bytes = converted.view();
     }
-    return parseInto(bytes.data() == nullptr ? std::string_view("") : bytes, false, false);
+    return parseInto(bytes.data() == nullptr ? std::string_view("") : bytes, false, false,
+                     std::move(storage));
 }
 
 bool ClsMime::loadMimeFile(XString& path) {
     Method method(*this, "LoadMimeFile");
-    DataBuffer file;
     return method.end(tellsMemory([&] {
-        return loadFile(file, path.getUtf8(), activeLog()) && loadMimeBinary(file.view());
+        auto file = std::make_shared<DataBuffer>();
+        return loadFile(*file, path.getUtf8(), activeLog()) && loadMimeBinary(file->view(), file);
     }));
 }
 
@@ -383,6 +388,28 @@ void ClsMime::getBodyDecoded(XString& out) {
         }
     });
     moveIntoText(body, out);
+}
+
+std::size_t ClsMime::bodySize() {
+    return onMyPart([](const MimeMessage2& part) { return part.body().getSize(); });
+}
+
+bool ClsMime::readBody(const std::function<void(std::string_view)>& take) {
+    return onMyPart([&](const MimeMessage2& part) {
+        std::string_view body = part.body().view();
+        const bool isThat = (platform::GetACP() == kUtf8 || isAscii(body)) &&
+                            body.find('\0') == std::string_view::npos;
+        if (isThat) {
+            body.remove_prefix(body.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
+            take(body);
+        }
+        return isThat;
+    });
+}
+
+std::unique_ptr<ClsMime> ClsMime::share() {
+    return onMyPart(
+        [&](const MimeMessage2&) { return std::make_unique<ClsMime>(*tree_, partId_); });
 }
 
 void ClsMime::setBody(std::string_view text) {

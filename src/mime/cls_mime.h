@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -42,7 +43,8 @@ public:
     /// to UTF-8 as a whole, so that 8-bit bodies aren't converted from their labels.
     bool loadMimeText(std::string_view text, bool bodyIsUtf8);
     /// Parses bytes, UTF-16 among them, into a new tree. False when the parser refuses them.
-    bool loadMimeBinary(std::string_view bytes);
+    /// `storage`, unless it is null, is what they stand in: the tree may keep it.
+    bool loadMimeBinary(std::string_view bytes, std::shared_ptr<DataBuffer> storage = nullptr);
     bool loadMimeFile(XString& path);
     bool saveMime(XString& path);
 
@@ -81,6 +83,12 @@ public:
     void getBodyBinary(DataBuffer& out);
     bool saveBody(XString& path);
     void getBodyDecoded(XString& out);
+    std::size_t bodySize();
+    /// Gives `take` what `getBodyDecoded` would, where it stands. False, without a call, when it
+    /// isn't that as it stands, in the ANSI code page.
+    bool readBody(const std::function<void(std::string_view)>& take);
+    /// Another reference to the same node.
+    std::unique_ptr<ClsMime> share();
     void setBody(std::string_view text);
     void setBodyFromBinary(DataBuffer&& bytes);
 
@@ -108,7 +116,8 @@ private:
     bool tellsMemory(Work&& work);
     bool buildText(DataBuffer& out);
     void showText(XString& out);
-    bool parseInto(std::string_view text, bool fromText, bool bodyIsUtf8);
+    bool parseInto(std::string_view text, bool fromText, bool bodyIsUtf8,
+                   std::shared_ptr<DataBuffer> storage = nullptr);
     void leaveTree();
 
     SharedMime* tree_ = nullptr;

@@ -1,6 +1,7 @@
 #include "mime/line_repair.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "base/ascii_text.h"
 
@@ -8,12 +9,15 @@ namespace borvik {
 
 namespace {
 
-void appendWithoutCrs(std::string_view line, std::string& out) {
-    for (std::size_t start = 0; start < line.size();) {
-        const std::size_t cr = std::min(line.find('\r', start), line.size());
-        out.append(line, start, cr - start);
-        start = cr + 1;
+/// Returns the place behind what was written.
+char* copyWithoutCrs(std::string_view line, char* out) {
+    for (std::size_t at = 0; at < line.size();) {
+        const std::size_t cr = std::min(line.find('\r', at), line.size());
+        std::memcpy(out, line.data() + at, cr - at);
+        out += cr - at;
+        at = cr + 1;
     }
+    return out;
 }
 
 std::string replaced(std::string_view text, std::string_view wanted, std::string_view by) {
@@ -31,17 +35,19 @@ std::string replaced(std::string_view text, std::string_view wanted, std::string
 }  // namespace
 
 std::string withCrlfLineEnds(std::string_view text) {
-    std::string out;
     const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
-    out.reserve(text.size() + lines);
+    std::string out(text.size() + lines, '\0');
+    char* end = out.data();
     std::size_t start = 0;
     for (std::size_t lf = text.find('\n'); lf != std::string_view::npos;
          lf = text.find('\n', start)) {
-        appendWithoutCrs(text.substr(start, lf - start), out);
-        out.append("\r\n");
+        end = copyWithoutCrs(text.substr(start, lf - start), end);
+        *end++ = '\r';
+        *end++ = '\n';
         start = lf + 1;
     }
-    appendWithoutCrs(text.substr(start), out);
+    end = copyWithoutCrs(text.substr(start), end);
+    out.resize(static_cast<std::size_t>(end - out.data()));
     return out;
 }
 

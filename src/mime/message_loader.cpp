@@ -1,6 +1,7 @@
 #include "mime/message_loader.h"
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <new>
 #include <optional>
@@ -92,6 +93,8 @@ struct MessageLoader::Leaf {
     LeafKind kind;
     bool isAttachment;
     bool isLabelledUtf16;
+    /// Nobody reads the text again.
+    bool usesUp;
 
     /// Whether the bytes may be converted by their label.
     bool isText() const {
@@ -122,7 +125,9 @@ struct MessageLoader::PartRange {
     }
 };
 
-bool MessageLoader::load(MimeMessage2& node, std::string_view text) {
+bool MessageLoader::load(MimeMessage2& node, std::string_view text,
+                         std::shared_ptr<DataBuffer> storage) {
+    storage_ = std::move(storage);
     if (text.data() == nullptr) {
         node.clear();
         return false;
@@ -188,7 +193,7 @@ void MessageLoader::parseMimeBody(MimeMessage2& node, TextIndex& text, std::size
     if (asMultipart) {
         if (!parseMultipart(node, text, begin, end, level)) {
             decode8BitBody(text.text().substr(begin, end - begin), node.charset().getCodePage(),
-                           true, node.body_);
+                           true, false, node.body_);
         }
         return;
     }
@@ -257,7 +262,9 @@ void MessageLoader::parseParts(MimeMessage2& node, TextIndex& text, const PartRa
             const std::size_t start = at + lineEnd;
             const std::size_t end = stop - 2 * lineEnd;
             NodeText source(text, start, end);
+            keptTexts_ += isSigned ? 1 : 0;
             loadNode(*part, source, level + 1);
+            keptTexts_ -= isSigned ? 1 : 0;
             if (isSigned) {
                 part->setRawSignedText(text.text().substr(start, end - start));
                 isSigned = false;
@@ -272,7 +279,8 @@ void MessageLoader::parseParts(MimeMessage2& node, TextIndex& text, const PartRa
 }
 
 bool MessageLoader::loadBase64Leaf(MimeMessage2& node, std::string_view headerBlock,
-                                   std::string_view bytes) {
+                                   std::string_view bytes, std::shared_ptr<DataBuffer> storage) {
+    storage_ = std::move(storage);
     node.clear();
     const std::size_t headerSize = headerBlock.size() - kBlankLine.size();
     const bool isPlain = headerSize > 0 && isAscii(headerBlock) && !holdsZero(headerBlock) &&
@@ -295,7 +303,11 @@ bool MessageLoader::loadBase64Leaf(MimeMessage2& node, std::string_view headerBl
 void MessageLoader::parseLeaf(MimeMessage2& node, std::string_view text,
                               const std::string_view* decoded) {
     const std::string type = lowered(node.header_.fieldValue("Content-Type").value_or(""));
-    Leaf leaf{text, decoded, LeafKind(type), node.isAttachment(), false};
+    Leaf leaf{text, decoded, LeafKind(type), node.isAttachment(), false, false};
+    // Unlabelled HTML may be decoded twice.
+    leaf.usesUp = (leaf.isAttachment || !leaf.kind.isHtml) && keptTexts_ == 0 && isInStorage(text);
+    const std::size_t start = std::min(text.find_first_not_of(kWhiteSpace), text.size());
+    const bool isMarkedHtml = beginsWithNoCase(text.substr(start), "<x-html>");
 
     if (leaf.kind.isBinary) {
         log("clearing charset based on content-type.");
@@ -329,9 +341,7 @@ void MessageLoader::parseLeaf(MimeMessage2& node, std::string_view text,
     if (relabel) {
         node.setCharset("windows-1252");
     }
-    const std::size_t start = std::min(text.find_first_not_of(kWhiteSpace), text.size());
-    if (beginsWithNoCase(text.substr(start), "<x-html>") &&
-        !node.contentType().equals("text/html")) {
+    if (isMarkedHtml && !node.contentType().equals("text/html")) {
         ContentTypeParams& content = node.editFields().content;
         content.clear();
         content.mediaType.setString("text/html");
@@ -362,10 +372,15 @@ bool MessageLoader::setBodyByEncoding(MimeMessage2& node, const Leaf& leaf,
     const StringBuffer& encoding = node.encoding();
     if (encoding.equalsNoCase("base64")) {
         if (leaf.decoded == nullptr) {
-            decodeBase64Body(leaf.text, codePage, node.body_);
+            decodeBase64Body(leaf.text, codePage, leaf.usesUp, node.body_);
         } else {
-            node.body_.assign(*leaf.decoded);
+            if (borrows(*leaf.decoded)) {
+                node.body_.borrow(leaf.decoded->data(), leaf.decoded->size());
+            } else {
+                node.body_.assign(*leaf.decoded);
+            }
             convertBase64Body(codePage, node.body_);
+            node.bodyStorage_ = node.body_.isBorrowed() ? storage_ : nullptr;
         }
         return false;
     }
@@ -375,15 +390,27 @@ bool MessageLoader::setBodyByEncoding(MimeMessage2& node, const Leaf& leaf,
 
     const bool isText = leaf.isText();
     const bool isBinary = encoding.equalsNoCase("binary");
+    decode8BitBody(leaf.text, codePage, isText, borrows(leaf.text), node.body_);
+    node.bodyStorage_ = node.body_.isBorrowed() ? storage_ : nullptr;
     if (isBinary && node.contentType().equalsNoCase("message/rfc822")) {
-        decode8BitBody(leaf.text, codePage, isText, node.body_);
         node.setEncoding("8bit");
-    } else if (isBinary && !isText) {
-        node.setBodyRaw(leaf.text);
-    } else {
-        decode8BitBody(leaf.text, codePage, isText, node.body_);
     }
     return false;
+}
+
+bool MessageLoader::isInStorage(std::string_view text) const {
+    if (storage_ == nullptr) {
+        return false;
+    }
+    const std::less_equal<> isNotBehind;
+    const std::string_view whole = storage_->view();
+    return isNotBehind(whole.data(), text.data()) &&
+           isNotBehind(text.data() + text.size(), whole.data() + whole.size());
+}
+
+bool MessageLoader::borrows(std::string_view text) const {
+    constexpr std::size_t kWorthIt = std::size_t{1} << 16;
+    return text.size() >= kWorthIt && isInStorage(text) && text.size() >= storage_->getSize() / 2;
 }
 
 void MessageLoader::log(const char* text) {

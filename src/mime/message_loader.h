@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string_view>
 
 #include "base/log_base.h"
@@ -25,12 +26,17 @@ public:
     MessageLoader(bool fromText, bool bodyIsUtf8, LogBase* log)
         : fromText_(fromText), bodyIsUtf8_(bodyIsUtf8), log_(log) {}
 
-    /// Fills the node. False for a null text and for an oversized header.
-    bool load(MimeMessage2& node, std::string_view text);
+    /// Fills the node. False for a null text and for an oversized header. `storage`, which may be
+    /// null, is what the text stands in and nobody else needs: a body that is most of it is left
+    /// where it stands, and memory of what has been decoded is given back.
+    bool load(MimeMessage2& node, std::string_view text,
+              std::shared_ptr<DataBuffer> storage = nullptr);
 
     /// Fills the node from a header block, blank line included, and the bytes that its base64 body
-    /// decodes to. False, with the node empty, when only the whole text tells what becomes of it.
-    bool loadBase64Leaf(MimeMessage2& node, std::string_view headerBlock, std::string_view bytes);
+    /// decodes to, which stand in `storage` unless that is null. False, with the node empty, when
+    /// only the whole text tells what becomes of it.
+    bool loadBase64Leaf(MimeMessage2& node, std::string_view headerBlock, std::string_view bytes,
+                        std::shared_ptr<DataBuffer> storage);
 
 private:
     bool loadNode(MimeMessage2& node, NodeText& source, int level);
@@ -47,6 +53,9 @@ private:
 
     struct Leaf;
     void parseLeaf(MimeMessage2& node, std::string_view text, const std::string_view* decoded);
+    bool isInStorage(std::string_view text) const;
+    /// Whether a body is left where it stands.
+    bool borrows(std::string_view text) const;
     std::uint32_t charsetFromHtml(MimeMessage2& node, std::uint32_t codePage);
     bool setBodyByEncoding(MimeMessage2& node, const Leaf& leaf, std::uint32_t codePage);
     void log(const char* text);
@@ -54,6 +63,9 @@ private:
     bool fromText_;
     bool bodyIsUtf8_;
     LogBase* log_;
+    std::shared_ptr<DataBuffer> storage_;
+    /// Parts around the one that is being read whose text is kept as it came.
+    int keptTexts_ = 0;
     /// Bytes behind their own ends that headers may still be read from.
     MimeMessage2::LastFields lastFields_;
     std::size_t readAheadLeft_ = 0;

@@ -198,7 +198,9 @@ void MimeMessage2::loadCopy(const MimeMessage2& source, LogBase* log) {
         // What base64 would turn the body into and back again is the body.
         source.writeHeaderBlock(text, log);
         DataBuffer converted;
-        if (loader.loadBase64Leaf(*this, text.view(), source.bodyForWire(converted, log))) {
+        const std::string_view body = source.bodyForWire(converted, log);
+        auto storage = converted.empty() ? source.sharedBody() : nullptr;
+        if (loader.loadBase64Leaf(*this, text.view(), body, std::move(storage))) {
             return;
         }
         text.clear();

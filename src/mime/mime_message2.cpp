@@ -1,5 +1,6 @@
 #include "mime/mime_message2.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "base/ascii_text.h"
@@ -13,10 +14,19 @@ namespace borvik {
 
 namespace {
 
+constexpr std::string_view kContentPrefix = "Content-";
 constexpr std::string_view kContentType = "Content-Type";
 constexpr std::string_view kContentDisposition = "Content-Disposition";
 constexpr std::string_view kContentTransferEncoding = "Content-Transfer-Encoding";
 constexpr std::string_view kContentId = "Content-ID";
+
+/// The fields that are taken apart.
+constexpr std::size_t kContentTypeField = 0;
+constexpr std::size_t kContentIdField = 1;
+constexpr std::size_t kContentDispositionField = 2;
+constexpr std::size_t kTransferEncodingField = 3;
+constexpr std::array kContentNames = {kContentType, kContentId, kContentDisposition,
+                                      kContentTransferEncoding};
 
 /// The value of a field that is one token, without what a ";" sets off.
 void setToken(StringBuffer& out, std::string_view value) {
@@ -89,7 +99,11 @@ MimeMessage2* MimeMessage2::findPartById(std::uint64_t id) {
 
 void MimeMessage2::clear() {
     rawSignedText_.reset();
+    if (body_.isBorrowed()) {
+        body_ = DataBuffer();
+    }
     body_.clear();
+    bodyStorage_.reset();
     header_.clear();
     fields_.reset();
     if (index_ != nullptr && !parts_.empty()) {
@@ -155,17 +169,13 @@ void MimeMessage2::addHeaderField(std::string_view name, std::string_view value)
 }
 
 void MimeMessage2::refreshAfter(std::string_view fieldName) {
-    if (!beginsWithNoCase(fieldName, "Content-")) {
+    if (!beginsWithNoCase(fieldName, kContentPrefix)) {
         return;
     }
-    if (equalsNoCase(fieldName, kContentType)) {
-        cacheContentType();
-    } else if (equalsNoCase(fieldName, kContentDisposition)) {
-        cacheContentDisposition();
-    } else if (equalsNoCase(fieldName, kContentId)) {
-        cacheContentId();
-    } else if (equalsNoCase(fieldName, kContentTransferEncoding)) {
-        cacheTransferEncoding();
+    for (std::size_t i = 0; i < kContentNames.size(); ++i) {
+        if (equalsNoCase(fieldName, kContentNames[i])) {
+            cacheField(i);
+        }
     }
 }
 
@@ -193,7 +203,7 @@ void MimeMessage2::setBoundary(std::string_view text) {
 void MimeMessage2::setEncoding(std::string_view word) {
     editFields().encoding.setString(word);
     header_.replaceField(kContentTransferEncoding, word);
-    cacheTransferEncoding();
+    cacheField(kTransferEncodingField);
 }
 
 void MimeMessage2::setContentDisposition(std::string_view word, std::string_view filename) {
@@ -203,15 +213,29 @@ void MimeMessage2::setContentDisposition(std::string_view word, std::string_view
     const bool removes = word.empty() && filename.empty();
     header_.replaceField(kContentDisposition,
                          removes ? std::string_view() : disposition.format().view());
-    cacheContentDisposition();
+    cacheField(kContentDispositionField);
 }
 
 void MimeMessage2::setBodyRaw(std::string_view bytes) {
     body_.assign(bytes);
+    bodyStorage_.reset();
 }
 
 void MimeMessage2::setBodyRaw(DataBuffer&& bytes) {
     body_ = std::move(bytes);
+    bodyStorage_.reset();
+}
+
+std::shared_ptr<DataBuffer> MimeMessage2::sharedBody() const {
+    constexpr std::size_t kWorthIt = std::size_t{1} << 16;
+    if (body_.getSize() < kWorthIt) {
+        return nullptr;
+    }
+    if (!body_.isBorrowed()) {
+        bodyStorage_ = std::make_shared<DataBuffer>(std::move(body_));
+        body_.borrow(bodyStorage_->getData(), bodyStorage_->getSize());
+    }
+    return bodyStorage_;
 }
 
 void MimeMessage2::newMultipartMixed() {
@@ -226,57 +250,71 @@ void MimeMessage2::rebuildContentType(bool defaultCharset) {
 }
 
 void MimeMessage2::cacheAll(LastFields& last) {
-    constexpr std::array kNames = {kContentType, kContentId, kContentDisposition,
-                                   kContentTransferEncoding};
-    std::array<std::string, kNames.size()> values;
-    for (std::size_t i = 0; i < kNames.size(); ++i) {
-        getHeaderDecoded(kNames[i], values[i]);
-    }
-    if (fields_ == nullptr && values == last.values) {
+    CodedValues coded;
+    readContentValues(coded);
+    if (fields_ == nullptr && std::ranges::equal(coded.values, last.values)) {
         fields_ = last.fields;
         return;
     }
-    cacheContentType();
-    cacheContentId();
-    cacheContentDisposition();
-    cacheTransferEncoding();
-    last = {std::move(values), fields_};
+    for (std::size_t i = 0; i < kContentNames.size(); ++i) {
+        takeContentValue(i, coded.values[i]);
+        last.values[i] = coded.values[i];
+    }
+    last.fields = fields_;
 }
 
-/// Gives the decoded value of a field to `take`, an empty one only when there is something to
-/// replace.
-template <class Take>
-void MimeMessage2::cache(std::string_view name, Take take) {
-    std::string value;
-    getHeaderDecoded(name, value);
-    if (fields_ != nullptr || !value.empty()) {
-        take(editFields(), value);
+/// Finds the decoded values of the content fields in one walk over the header.
+void MimeMessage2::readContentValues(CodedValues& coded) const {
+    std::array<bool, kContentNames.size()> found{};
+    for (const MimeField& field : header_.fields()) {
+        if (!beginsWithNoCase(field.name(), kContentPrefix)) {
+            continue;
+        }
+        for (std::size_t i = 0; i < kContentNames.size(); ++i) {
+            if (!found[i] && field.hasName(kContentNames[i])) {
+                found[i] = true;
+                coded.values[i] = field.value();
+            }
+        }
+    }
+    for (std::size_t i = 0; i < kContentNames.size(); ++i) {
+        if (hasWordMark(coded.values[i])) {
+            getHeaderDecoded(kContentNames[i], coded.decoded[i]);
+            coded.values[i] = coded.decoded[i];
+        }
     }
 }
 
-void MimeMessage2::cacheContentType() {
-    cache(kContentType,
-          [](ContentFields& fields, std::string_view value) { fields.content.parse(value); });
+/// Takes a value apart, an empty one only when there is something to replace.
+void MimeMessage2::takeContentValue(std::size_t field, std::string_view value) {
+    if (fields_ == nullptr && value.empty()) {
+        return;
+    }
+    ContentFields& fields = editFields();
+    switch (field) {
+        case kContentTypeField:
+            fields.content.parse(value);
+            break;
+        case kContentIdField:
+            setToken(fields.contentId, value);
+            break;
+        case kContentDispositionField:
+            fields.disposition.parse(value);
+            break;
+        default:
+            setToken(fields.encoding, value);
+    }
 }
 
-void MimeMessage2::cacheContentId() {
-    cache(kContentId,
-          [](ContentFields& fields, std::string_view value) { setToken(fields.contentId, value); });
-}
-
-void MimeMessage2::cacheContentDisposition() {
-    cache(kContentDisposition,
-          [](ContentFields& fields, std::string_view value) { fields.disposition.parse(value); });
-}
-
-void MimeMessage2::cacheTransferEncoding() {
-    cache(kContentTransferEncoding,
-          [](ContentFields& fields, std::string_view value) { setToken(fields.encoding, value); });
+void MimeMessage2::cacheField(std::size_t field) {
+    std::string value;
+    getHeaderDecoded(kContentNames[field], value);
+    takeContentValue(field, value);
 }
 
 bool MimeMessage2::LoadMimeComplete2(std::string_view text, bool fromText, LogBase* log,
-                                     bool bodyIsUtf8) {
-    return MessageLoader(fromText, bodyIsUtf8, log).load(*this, text);
+                                     bool bodyIsUtf8, std::shared_ptr<DataBuffer> storage) {
+    return MessageLoader(fromText, bodyIsUtf8, log).load(*this, text, std::move(storage));
 }
 
 }  // namespace borvik

@@ -107,7 +107,9 @@ public:
     /// Parses a message with all its parts. `fromText` says that the text came in as a string,
     /// `bodyIsUtf8` that it has been taken to UTF-8 as a whole. False only for a null text and for
     /// a header of more than 20,000,000 bytes; the node is empty then.
-    bool LoadMimeComplete2(std::string_view text, bool fromText, LogBase* log, bool bodyIsUtf8);
+    /// `storage`, unless it is null, is what the text stands in: the node may keep it.
+    bool LoadMimeComplete2(std::string_view text, bool fromText, LogBase* log, bool bodyIsUtf8,
+                           std::shared_ptr<DataBuffer> storage = nullptr);
     /// Makes the node what reading the text of `source` gives.
     void loadCopy(const MimeMessage2& source, LogBase* log);
 
@@ -161,24 +163,33 @@ private:
     void setRawSignedText(std::string_view text);
 
     /// Takes the content fields apart, or shares what `last` holds of the same text.
+    /// Values of the content fields; those with encoded words have the text that they stand for.
+    struct CodedValues {
+        std::array<std::string_view, 4> values;
+        std::array<std::string, 4> decoded;
+    };
+
     void cacheAll(LastFields& last);
-    void cacheContentType();
-    void cacheContentId();
-    void cacheContentDisposition();
-    void cacheTransferEncoding();
+    /// Takes one content field of the header apart.
+    void cacheField(std::size_t field);
     void refreshAfter(std::string_view fieldName);
     void rebuildContentType(bool defaultCharset);
-    template <class Take>
-    void cache(std::string_view name, Take take);
+    void takeContentValue(std::size_t field, std::string_view value);
+    void readContentValues(CodedValues& coded) const;
 
     void writeWhole(DataBuffer& out, LogBase* log, LongBodies* left) const;
     void writeSignedParts(DataBuffer& out, LogBase* log, LongBodies* left) const;
     void writeHeaderBlock(DataBuffer& out, LogBase* log) const;
     void writeBoundaryLine(DataBuffer& out, bool closing) const;
+    /// The storage of the body, for another node to borrow from; null for a small one, of which a
+    /// copy costs less.
+    std::shared_ptr<DataBuffer> sharedBody() const;
     std::string_view bodyForWire(DataBuffer& converted, LogBase* log) const;
 
     // A message may consist of very many tiny parts: what most of those lack is made at first use.
-    DataBuffer body_;
+    /// Its own, or borrowed from `bodyStorage_`.
+    mutable DataBuffer body_;
+    mutable std::shared_ptr<DataBuffer> bodyStorage_;
     MimeHeader header_;
     std::vector<std::unique_ptr<MimeMessage2>> parts_;
     std::unique_ptr<DataBuffer> rawSignedText_;

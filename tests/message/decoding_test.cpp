@@ -152,5 +152,36 @@ TEST(Decoding, LoadsAndSavesFiles) {
     EXPECT_TRUE(mail.m_wstrSubject.IsEmpty());
 }
 
+TEST(Decoding, LargeBodiesAreReadWhenTheyAreWanted) {
+    const std::string body(100'000, 'b');
+    for (const unsigned page : {65001U, 1252U}) {
+        const platform::ScopedAnsiCodePage scoped(page);
+        const std::tuple<std::string, std::string> cases[] = {
+            {body, body},
+            {"\xEF\xBB\xBF" + body, body},
+            {body + std::string(1, '\0') + "x", body + " x"},
+            {body + "\u00e9", body + "\u00e9"},
+        };
+        for (const auto& [stored, shown] : cases) {
+            const support::TemporaryFolder folder;
+            CZnMail mail;
+            const std::string text = "Content-Type: text/plain; charset=utf-8\r\n\r\n" + stored;
+            ASSERT_EQ(mail.LoadFromFile(wide(folder.write("in.eml", text))), 0);
+            ASSERT_NE(mail.m_wstrBodyPlainText.GetSource(), nullptr);
+            std::string read;
+            mail.m_wstrBodyPlainText.GetSource()->read([&](std::string_view part) { read = part; });
+            CZncStringW copy(mail.m_wstrBodyPlainText);
+            EXPECT_EQ(mail.m_wstrBodyPlainText.GetSource(), nullptr);
+            EXPECT_TRUE(copy == CZncStringW().AssignBytes(read));
+            EXPECT_TRUE(utf8(copy) == shown) << page << stored.substr(0, 3);
+        }
+    }
+    CZnMail mail;
+    mail.LoadFromText(("\r\n" + body).c_str());
+    mail.m_wstrBodyHtml = std::move(mail.m_wstrBodyPlainText);
+    mail.Encode();
+    EXPECT_EQ(mail.m_wstrBodyHtml.GetLength(), body.size());
+}
+
 }  // namespace
 }  // namespace tessolt

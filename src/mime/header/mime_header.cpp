@@ -298,9 +298,15 @@ bool MimeHeader::getParamValue(std::string_view fieldName, std::string_view para
 }
 
 void MimeHeader::addField(std::string_view name, std::string_view value) {
-    if (!trimmed(value).empty()) {
-        fields_.emplace_back(name, value);
+    // Who adds fields one by one makes a message, with about so many.
+    constexpr std::size_t kUsualFields = 12;
+    if (trimmed(value).empty()) {
+        return;
     }
+    if (fields_.empty()) {
+        fields_.reserve(kUsualFields);
+    }
+    fields_.emplace_back(name, value);
 }
 
 void MimeHeader::replaceField(std::string_view name, std::string_view value) {
