@@ -10,7 +10,9 @@ import pathlib
 import re
 import statistics
 import sys
+import textwrap
 
+WIDTH = 116
 RATE = r"([\w.]+) +([\d.]+) MB/s"
 COMPARED = re.compile(r"(.+?) +ours +([\d.]+) MB/s((?:  +[\w.]+ +[\d.]+ MB/s)+)  ratio +([\d.]+)$")
 PUBLIC = re.compile(r"(.+?) +public +([\d.]+) MB/s  core +([\d.]+) MB/s((?:  +[\w.]+ +[\d.]+ / +[\d.]+)+)$")
@@ -121,11 +123,13 @@ def section(program):
 def report(programs, instructions, versions):
     date, processor, *peers = versions
     yield from ["# Performance", "",
-                f"Made by `tools/bench` on {date}, on {processor.strip()}, with {', '.join(peers)}.", "",
+                *textwrap.wrap(f"Made by `tools/bench` on {date}, on {processor.strip()}, with {', '.join(peers)}.",
+                               WIDTH, break_on_hyphens=False), "",
                 "![Speed as a multiple of the peers'](performance.svg)", "",
-                "A ratio is the peer's time divided by ours: above 1, ours is faster. Public means the installed headers",
-                "and the shared library, core the classes behind them. Times are processor time, medians of runs in turn;",
-                "where a column says elapsed, they are wall-clock time.", ""]
+                *textwrap.wrap("A ratio is the peer's time divided by ours: above 1, ours is faster. Public means the "
+                               "installed headers and the shared library, core the classes behind them. Times are "
+                               "processor time, medians of runs in turn; where a column says elapsed, they are "
+                               "wall-clock time.", WIDTH), ""]
     for program in programs:
         if program.compared or program.public or program.sessions or program.other:
             yield from section(program)
@@ -135,14 +139,15 @@ def report(programs, instructions, versions):
         yield from table(["Row", "times the message"], memory)
     start = [row for program in programs for row in program.start]
     if start:
-        yield from ["## Start", "", "Processor time in a process of its own for each, which has just loaded the library.",
-                    ""]
+        yield from ["## Start", "",
+                    "Processor time in a process of its own for each, which has just loaded the library.", ""]
         yield from table(["Row", "ms"], start)
     if instructions:
         yield from ["## Instructions", "",
-                    "Of a hundred small calls each, counted by callgrind with AVX2: a figure that a busy machine leaves",
-                    "alone, so that a change of the code shows.", ""]
-        yield from table(["Row", "instructions a call"], ([row, f"{int(count) / 100:,.0f}"] for row, count in instructions))
+                    "Of a hundred small calls each, counted by callgrind with AVX2: a figure that a busy machine",
+                    "leaves alone, so that a change of the code shows.", ""]
+        yield from table(["Row", "instructions a call"],
+                         ([row, f"{int(count) / 100:,.0f}"] for row, count in instructions))
 
 
 def bars(programs):
