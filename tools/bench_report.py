@@ -157,7 +157,9 @@ def bars(programs):
             for peer, ratio, _ in ratios:
                 yield f"{label} / {peer}", ratio
         for label, columns in program.sessions:
-            yield f"{label} / {columns[-1][0]}", columns[0][2]
+            # Where the way is long, what counts is the time that passes.
+            _, _, own, _, elapsed = columns[0]
+            yield f"{label} / {columns[-1][0]}", elapsed if "round trip" in label else own
     for program in programs:
         rows = [(label, peer, ours / rate) for label, ours, rates in program.compared for peer, rate in rates]
         if len(rows) <= MOST_BARS:
@@ -178,15 +180,16 @@ def draw(values, path):
     figure, axes = pyplot.subplots(figsize=(9, 0.8 + 0.19 * len(values)))
     colours = ["#2a7f62" if ratio >= 1 else "#b5523b" for _, ratio in values]
     places = range(len(values), 0, -1)
-    axes.barh(places, [ratio for _, ratio in values], color=colours, left=0)
+    # From 1 on: what is slower goes to the left.
+    axes.barh(places, [ratio - 1 for _, ratio in values], color=colours, left=1)
     axes.set_yticks(places, [label for label, _ in values], fontsize=7)
     axes.set_ylim(0.3, len(values) + 0.7)
     axes.set_xscale("log", base=2)
     axes.xaxis.set_major_formatter("{x:g}")
     axes.axvline(1, color="black", linewidth=0.8)
     for place, (_, ratio) in zip(places, values):
-        axes.annotate(f"{ratio:.2g}", (ratio, place), xytext=(2, 0), textcoords="offset points", va="center",
-                      fontsize=6)
+        axes.annotate(f"{ratio:.2g}", (ratio, place), xytext=(2 if ratio >= 1 else -2, 0),
+                      textcoords="offset points", ha="left" if ratio >= 1 else "right", va="center", fontsize=6)
     axes.set_xlabel("Speed as a multiple of the peer's")
     axes.spines[["top", "right"]].set_visible(False)
     figure.tight_layout()
