@@ -1,8 +1,8 @@
 // Quoted-printable against GMime, and the UTF-16 of the library's texts against ICU, by script. The
-// public column is what the shared library exports, the core one the engine behind it.
+// public column is the library's `Text`, the core one the engine behind it.
 
 #include <gmime/gmime.h>
-#include <tessolt/text_conversion.h>
+#include <tessolt/tessolt.h>
 #include <unicode/ustring.h>
 
 #include <random>
@@ -19,8 +19,11 @@ namespace {
 
 using borvik::ContentCoding;
 using borvik::DataBuffer;
+using tessolt::Text;
 
 constexpr std::size_t kTextSize = 4 * 1024 * 1024;
+constexpr std::size_t kMessageSize = 20000;
+constexpr int kRepeats = 200;
 constexpr double kMega = 1e6;
 
 struct Script {
@@ -64,37 +67,43 @@ void compareQuotedPrintable(const std::string& name, const std::string& text) {
                    {{"GMime", [&] { codeByGmime(false, coded, theirs); }}});
 }
 
+/// Texts as long as those of messages, many times.
+std::function<void()> times(const std::function<void()>& work) {
+    return [work] {
+        for (int i = 0; i < kRepeats; ++i) {
+            work();
+        }
+    };
+}
+
 void compareUtf16(const std::string& name, const std::string& utf8) {
-    const std::u16string units = borvik::utf8ToWidePaired(utf8);
-    const auto room = static_cast<std::int32_t>(3 * utf8.size());
-    const double size = static_cast<double>(utf8.size()) / kMega;
-    std::u16string wide(utf8.size(), u'\0');
-    std::string narrow(3 * utf8.size(), '\0');
-    bench::comparePublic(
-        "UTF-8 to UTF-16, " + name, size,
-        [&] {
-            wide.resize(TessoltUtf16Length(utf8.data(), utf8.size()));
-            TessoltUtf8ToUtf16(utf8.data(), utf8.size(), wide.data(), wide.size());
-        },
-        [&] { borvik::utf8ToWidePaired(utf8); },
-        {{"ICU", [&] {
-              UErrorCode error = U_ZERO_ERROR;
-              u_strFromUTF8WithSub(wide.data(), static_cast<std::int32_t>(wide.size()), nullptr,
-                                   utf8.data(), static_cast<std::int32_t>(utf8.size()), 0xFFFD,
-                                   nullptr, &error);
-          }}});
-    bench::comparePublic(
-        "UTF-16 to UTF-8, " + name, size,
-        [&] {
-            const std::size_t length = TessoltUtf8Length(units.data(), units.size());
-            TessoltUtf16ToUtf8(units.data(), units.size(), narrow.data(), length);
-        },
-        [&] { borvik::wideToUtf8Paired(units); },
-        {{"ICU", [&] {
-              UErrorCode error = U_ZERO_ERROR;
-              u_strToUTF8WithSub(narrow.data(), room, nullptr, units.data(),
-                                 static_cast<std::int32_t>(units.size()), 0xFFFD, nullptr, &error);
-          }}});
+    const Text text(utf8);
+    const std::u16string_view units = text.view();
+    const auto length = static_cast<std::int32_t>(utf8.size());
+    const auto unitLength = static_cast<std::int32_t>(units.size());
+    const double size = static_cast<double>(utf8.size()) * kRepeats / kMega;
+    const auto fromIcu = [&] {
+        UErrorCode error = U_ZERO_ERROR;
+        std::int32_t wanted = 0;
+        u_strFromUTF8WithSub(nullptr, 0, &wanted, utf8.data(), length, 0xFFFD, nullptr, &error);
+        error = U_ZERO_ERROR;
+        std::u16string out(static_cast<std::size_t>(wanted), u'\0');
+        u_strFromUTF8WithSub(out.data(), wanted, nullptr, utf8.data(), length, 0xFFFD, nullptr,
+                             &error);
+    };
+    const auto toIcu = [&] {
+        UErrorCode error = U_ZERO_ERROR;
+        std::int32_t wanted = 0;
+        u_strToUTF8WithSub(nullptr, 0, &wanted, units.data(), unitLength, 0xFFFD, nullptr, &error);
+        error = U_ZERO_ERROR;
+        std::string out(static_cast<std::size_t>(wanted), '\0');
+        u_strToUTF8WithSub(out.data(), wanted, nullptr, units.data(), unitLength, 0xFFFD, nullptr,
+                           &error);
+    };
+    bench::comparePublic("UTF-8 to UTF-16, " + name, size, times([&] { Text made(utf8); }),
+                         times([&] { borvik::utf8ToWidePaired(utf8); }), {{"ICU", times(fromIcu)}});
+    bench::comparePublic("UTF-16 to UTF-8, " + name, size, times([&] { text.utf8(); }),
+                         times([&] { borvik::wideToUtf8Paired(units); }), {{"ICU", times(toIcu)}});
 }
 
 }  // namespace
@@ -115,7 +124,7 @@ int main() {
     }
     compareQuotedPrintable("random bytes", bytes);
     for (const Script& script : kScripts) {
-        compareUtf16(script.name, bench::makeText(script.sample, kTextSize));
+        compareUtf16(script.name, bench::makeText(script.sample, kMessageSize));
     }
     g_mime_shutdown();
 }

@@ -7,6 +7,9 @@ test_packages=(libgtest-dev libgmock-dev python3 openssl dpkg-dev debhelper lint
 arm64_packages=(g++-aarch64-linux-gnu qemu-user-static googletest libssl-dev:arm64 libbz2-dev:arm64 libidn2-dev:arm64
     libhwy-dev:arm64)
 
+# For tools/bench: the peers that it measures against, and what counts instructions and draws.
+bench_packages=(libgmime-3.0-dev libmimetic-dev libicu-dev libcurl4-openssl-dev valgrind python3 python3-matplotlib)
+
 # missing_packages NAME...: prints those that aren't installed.
 missing_packages() {
     local package wanted

@@ -113,14 +113,58 @@ std::uint8_t* putShiftJis(unsigned row, unsigned cell, std::uint8_t* out) {
     return putPair(kShiftJisOfJis.leads[row], kShiftJisOfJis.trails[(row & 1) << 8 | cell], out);
 }
 
+struct JisPair {
+    std::uint8_t first;
+    std::uint8_t second;
+};
+
 /// A Shift_JIS character as JIS, without regard to ranges.
-std::uint8_t* putJis(unsigned lead, unsigned trail, std::uint8_t* out) {
+constexpr JisPair jisOf(unsigned lead, unsigned trail) {
     const unsigned adjust = trail < 0x9F ? 1 : 0;
     const unsigned rowOffset = lead >= 0xA0 ? 0xB0 : 0x70;
     const unsigned lowOffset = trail < 0x80 ? 0x1F : 0x20;
     const unsigned cellOffset = adjust == 1 ? lowOffset : 0x7E;
-    return putPair((lead - rowOffset) * 2 - adjust, trail - cellOffset, out);
+    return {static_cast<std::uint8_t>((lead - rowOffset) * 2 - adjust),
+            static_cast<std::uint8_t>(trail - cellOffset)};
 }
+
+std::uint8_t* putJis(unsigned lead, unsigned trail, std::uint8_t* out) {
+    const JisPair pair = jisOf(lead, trail);
+    return putPair(pair.first, pair.second, out);
+}
+
+constexpr bool isPairLead(unsigned byte) {
+    return isWithin(byte, 0x81, 0x9F) || isWithin(byte, 0xE0, 0xEF);
+}
+
+constexpr bool isPairTrail(unsigned byte) {
+    return isWithin(byte, 0x40, 0xFC);
+}
+
+/// What both bytes of a Shift_JIS character add to its JIS bytes, the first in the low half; 0 for
+/// those that are none of a common pair.
+struct JisOfShiftJis {
+    std::array<std::uint16_t, 256> leads{};
+    std::array<std::uint16_t, 256> trails{};
+};
+
+constexpr JisOfShiftJis makeJisOfShiftJis() {
+    JisOfShiftJis tables;
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        // The lowest row that the lead byte has is that of the low trail bytes.
+        if (isPairLead(byte)) {
+            tables.leads[byte] = jisOf(byte, 0x40).first;
+        }
+        if (isPairTrail(byte)) {
+            const JisPair pair = jisOf(0x81, byte);
+            tables.trails[byte] = static_cast<std::uint16_t>(
+                pair.second << 8 | (pair.first - jisOf(0x81, 0x40).first));
+        }
+    }
+    return tables;
+}
+
+constexpr JisOfShiftJis kJisOfShiftJis = makeJisOfShiftJis();
 
 bool isLineEnd(std::uint8_t byte) {
     return byte == '\r' || byte == '\n';
@@ -170,13 +214,16 @@ struct Encoder {
         while (c.goesOn()) {
             if (!doubleByte) {
                 runs.copyAscii(c);
-                if (!c.goesOn()) {
-                    break;
-                }
+            } else {
+                takePairs(c);
             }
-            for (int i = 0; i < kCharactersPerStep && c.in < c.inEnd; ++i) {
+            if (!c.goesOn()) {
+                break;
+            }
+            int steps = kCharactersPerStep;
+            do {
                 step(c);
-            }
+            } while (!doubleByte && --steps > 0 && c.in < c.inEnd);
         }
         return true;
     }
@@ -188,6 +235,26 @@ struct Encoder {
 private:
     /// A character takes at most 5 bytes with its escape.
     static constexpr int kCharactersPerStep = TextCursor::kStepRoom / 5;
+
+    /// Common pairs within a double-byte run, up to the first other character.
+    static void takePairs(TextCursor& c) {
+        constexpr std::size_t kMostPairs = TextCursor::kStepRoom / 2;
+        const std::uint8_t* in = c.in;
+        std::uint8_t* out = c.out;
+        for (std::size_t left = std::min(kMostPairs, c.left() / 2); left > 0; --left) {
+            const unsigned lead = kJisOfShiftJis.leads[in[0]];
+            const unsigned trail = kJisOfShiftJis.trails[in[1]];
+            if (lead == 0 || trail == 0) {
+                break;
+            }
+            const auto pair = static_cast<std::uint16_t>(lead + trail);
+            std::memcpy(out, &pair, sizeof pair);
+            in += 2;
+            out += 2;
+        }
+        c.in = in;
+        c.out = out;
+    }
 
     void switchTo(bool wanted, TextCursor& c) {
         if (doubleByte != wanted) {
@@ -202,7 +269,7 @@ private:
         if (lead < 0x80) {
             switchTo(false, c);
             *c.out++ = *c.in++;
-        } else if (isWithin(lead, 0x81, 0x9F) || isWithin(lead, 0xE0, 0xEF)) {
+        } else if (isPairLead(lead)) {
             stepPair(lead, c);
         } else if (isWithin(lead, kFirstKatakana, kLastKatakana)) {
             stepKatakana(c);
@@ -220,7 +287,7 @@ private:
         }
         const std::uint8_t trail = c.in[1];
         c.in += 2;
-        if (isWithin(trail, 0x40, 0xFC)) {
+        if (isPairTrail(trail)) {
             switchTo(true, c);
             c.out = putJis(lead, trail, c.out);
         } else {

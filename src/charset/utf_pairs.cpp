@@ -22,43 +22,12 @@ constexpr std::size_t kPairBytes = 4;
 /// Characters that a loop takes before it tries the fast lanes again.
 constexpr std::size_t kStep = 16;
 constexpr std::size_t kLongStep = 48;
-/// Input that a lane gets at once, so that it is still near when its outcome is looked at.
-constexpr std::size_t kStretch = 4096;
 /// The output is filled by way of a buffer where it has no more room than this: lanes write beyond
 /// what they convert.
 constexpr std::size_t kBuffered = 1024;
 
 bool isSurrogate(char16_t unit) {
     return (unit & 0xF800) == kFirstHighSurrogate;
-}
-
-/// Whether a block of known size, which becomes vectors, holds a surrogate.
-template <std::size_t kBlock>
-bool holdsSurrogate(const std::uint8_t* units) {
-    std::array<char16_t, kBlock> block;
-    std::memcpy(block.data(), units, sizeof block);
-    std::uint16_t found = 0;
-    for (const char16_t unit : block) {
-        found |= static_cast<std::uint16_t>(isSurrogate(unit) ? 1 : 0);
-    }
-    return found != 0;
-}
-
-/// The place of the first surrogate among units, their end when there is none.
-const std::uint8_t* findSurrogate(const std::uint8_t* units, const std::uint8_t* end) {
-    constexpr std::size_t kLong = 64;
-    constexpr std::size_t kShort = 8;
-    const auto left = [&] { return static_cast<std::size_t>(end - units) / kUnitSize; };
-    while (left() >= kLong && !holdsSurrogate<kLong>(units)) {
-        units += kLong * kUnitSize;
-    }
-    while (left() >= kShort && !holdsSurrogate<kShort>(units)) {
-        units += kShort * kUnitSize;
-    }
-    while (units < end && !isSurrogate(loadUnit(units))) {
-        units += kUnitSize;
-    }
-    return units;
 }
 
 /// Reads one character of well-formed UTF-8, or the longest part of one that could have become it.
@@ -163,28 +132,12 @@ bool encodeOne(TextCursor& c, const std::uint8_t* end) {
     return true;
 }
 
-/// A lane for the next stretch of UTF-8. It makes units of coded surrogates too, which are no
-/// characters: what it did from the first of them on isn't taken.
 void decodeRun(TextCursor& c) {
-    TextCursor run = c;
-    run.inEnd = c.in + std::min(c.left(), kStretch);
-    nativeRuns().utf8ToUtf16(run);
-    // As many units as bytes are ASCII.
-    const bool isAscii = run.out - c.out == 2 * (run.in - c.in);
-    if (isAscii || findSurrogate(c.out, run.out) == run.out) {
-        c.in = run.in;
-        c.out = run.out;
-    }
+    nativeRuns().utf8ToPairs(c);
 }
 
-/// A lane for the units in front of the next surrogate, which it would take for a character.
 void encodeRun(TextCursor& c) {
-    TextCursor run = c;
-    const std::size_t stretch = std::min(c.left(), kStretch);
-    run.inEnd = findSurrogate(c.in, c.in + stretch);
-    nativeRuns().utf16ToUtf8(run);
-    c.in = run.in;
-    c.out = run.out;
+    nativeRuns().pairsToUtf8(c);
 }
 
 /// Converts until the output is past `c.outLimit`, which has room for a step and `kStep` characters
@@ -233,36 +186,6 @@ TextCursor cursorOf(const void* in, std::size_t size, void* out) {
     return {bytes, bytes + size, static_cast<std::uint8_t*>(out), nullptr};
 }
 
-/// The sum of what `weigh` tells of the values of a block of known size, which becomes vectors.
-template <typename Value, std::size_t kBlock, typename Weigh>
-Value blockSum(const std::uint8_t* in, Weigh weigh) {
-    std::array<Value, kBlock> block;
-    std::memcpy(block.data(), in, sizeof block);
-    Value sum = 0;
-    for (const Value value : block) {
-        sum = static_cast<Value>(sum + weigh(value));
-    }
-    return sum;
-}
-
-/// Sums what `weigh` tells of each of `count` values, at most 2 for one.
-template <typename Value, typename Weigh>
-std::size_t sumOf(const std::uint8_t* in, std::size_t count, Weigh weigh) {
-    constexpr std::size_t kLong = 112;  // its sum fits a byte
-    constexpr std::size_t kShort = 16;
-    std::size_t sum = 0;
-    for (; count >= kLong; count -= kLong, in += kLong * sizeof(Value)) {
-        sum += blockSum<Value, kLong>(in, weigh);
-    }
-    for (; count >= kShort; count -= kShort, in += kShort * sizeof(Value)) {
-        sum += blockSum<Value, kShort>(in, weigh);
-    }
-    for (; count > 0; --count, in += sizeof(Value)) {
-        sum += blockSum<Value, 1>(in, weigh);
-    }
-    return sum;
-}
-
 }  // namespace
 
 std::size_t takeUtf8(std::string_view& utf8, char16_t* units, std::size_t room) {
@@ -282,17 +205,13 @@ std::size_t takeUtf16(std::u16string_view& units, char* utf8, std::size_t room) 
 }
 
 std::size_t wellFormedUtf16Length(std::string_view utf8) {
-    // Each byte that begins a character, and those that begin a pair once more.
-    const auto units = [](std::uint8_t byte) {
-        return static_cast<std::uint8_t>((byte & 0xC0) != 0x80) +
-               static_cast<std::uint8_t>(byte >= 0xF0);
-    };
-    return sumOf<std::uint8_t>(reinterpret_cast<const std::uint8_t*>(utf8.data()), utf8.size(),
-                               units);
+    return nativeRuns().unitsOfUtf8(reinterpret_cast<const std::uint8_t*>(utf8.data()),
+                                    utf8.size());
 }
 
 std::size_t utf16Length(std::string_view utf8) {
-    std::array<char16_t, kStretch> units;
+    constexpr std::size_t kPiece = 4096;
+    std::array<char16_t, kPiece> units;
     std::size_t length = 0;
     while (!utf8.empty()) {
         length += takeUtf8(utf8, units.data(), units.size());
@@ -301,35 +220,8 @@ std::size_t utf16Length(std::string_view utf8) {
 }
 
 std::size_t utf8Length(std::u16string_view units) {
-    // In a block of units without a surrogate each is one byte, and up to two more.
-    constexpr std::size_t kBlock = 64;
-    constexpr std::uint16_t kSurrogateMark = 0x100;
-    const auto weigh = [](std::uint16_t unit) {
-        return static_cast<std::uint16_t>(unit >= 0x80) +
-               static_cast<std::uint16_t>(unit >= 0x800) + (isSurrogate(unit) ? kSurrogateMark : 0);
-    };
-    std::size_t length = 0;
-    const auto* in = reinterpret_cast<const std::uint8_t*>(units.data());
-    const std::uint8_t* const end = in + units.size() * kUnitSize;
-    while (in < end) {
-        const std::size_t left = static_cast<std::size_t>(end - in) / kUnitSize;
-        const std::uint16_t sum =
-            left < kBlock ? kSurrogateMark : blockSum<std::uint16_t, kBlock>(in, weigh);
-        if (sum < kSurrogateMark) {
-            length += kBlock + sum;
-            in += kBlock * kUnitSize;
-            continue;
-        }
-        const std::uint8_t* const plainEnd =
-            findSurrogate(in, in + std::min(left, kBlock) * kUnitSize);
-        const std::size_t plain = static_cast<std::size_t>(plainEnd - in) / kUnitSize;
-        length += plain + sumOf<std::uint16_t>(in, plain, weigh);
-        in = plainEnd;
-        for (std::size_t i = 0; i < kStep && in < end; ++i) {
-            length += utf8Size(readUtf16(in, end));
-        }
-    }
-    return length;
+    return nativeRuns().utf8BytesOfPairs(reinterpret_cast<const std::uint8_t*>(units.data()),
+                                         units.size());
 }
 
 }  // namespace borvik

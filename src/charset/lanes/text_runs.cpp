@@ -88,12 +88,37 @@ constexpr TextRuns kPortable = {
     .utf16ToDoubleByte = utf16ToDoubleByte,
     .utf8ToUtf16 = asciiToUtf16,
     .utf16ToUtf8 = utf16ToAscii,
+    .utf8ToPairs = asciiToUtf16,
+    .pairsToUtf8 = utf16ToAscii,
+    .unitsOfUtf8 = plainUnitsOfUtf8,
+    .utf8BytesOfPairs = plainUtf8BytesOfPairs,
     .utf7ToUtf16 = leaveUtf7ToTheLoop,
     .utf16ToUtf7 = leaveUtf7ToTheLoop,
     .jisToUtf16 = leaveJisToTheLoop,
 };
 
 }  // namespace
+
+std::size_t plainUnitsOfUtf8(const std::uint8_t* in, std::size_t length) {
+    std::size_t units = 0;
+    for (std::size_t i = 0; i < length; ++i) {
+        units +=
+            static_cast<unsigned>((in[i] & 0xC0) != 0x80) + static_cast<unsigned>(in[i] >= 0xF0);
+    }
+    return units;
+}
+
+std::size_t plainUtf8BytesOfPairs(const std::uint8_t* in, std::size_t units) {
+    std::size_t bytes = 0;
+    for (std::size_t i = 0; i < units; ++i) {
+        const char16_t unit = loadUnit(in + 2 * i);
+        const char16_t next = i + 1 < units ? loadUnit(in + 2 * i + 2) : u'\0';
+        const bool isPair = (unit & 0xFC00) == 0xD800 && (next & 0xFC00) == 0xDC00;
+        bytes += 1 + static_cast<unsigned>(unit >= 0x80) + static_cast<unsigned>(unit >= 0x800) -
+                 (isPair ? 2U : 0U);
+    }
+    return bytes;
+}
 
 const TextRuns& portableRuns() {
     return kPortable;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "charset/lanes/text_cursor.h"
@@ -37,6 +38,14 @@ struct TextRuns {
     /// Between UTF-8 and UTF-16, a unit for each sequence of 1 to 3 bytes.
     void (*utf8ToUtf16)(TextCursor& c);
     void (*utf16ToUtf8)(TextCursor& c);
+    /// Between well-formed UTF-8 and UTF-16, whose pairs of surrogates are sequences of 4 bytes.
+    /// U+0000 is a character here.
+    void (*utf8ToPairs)(TextCursor& c);
+    void (*pairsToUtf8)(TextCursor& c);
+    /// The units that `length` bytes of well-formed UTF-8 become, and the bytes of so many units, 3
+    /// for half a pair alone.
+    std::size_t (*unitsOfUtf8)(const std::uint8_t* in, std::size_t length);
+    std::size_t (*utf8BytesOfPairs)(const std::uint8_t* in, std::size_t units);
     /// Between UTF-7 and UTF-16.
     void (*utf7ToUtf16)(TextCursor& c, Utf7Run& run);
     void (*utf16ToUtf7)(TextCursor& c, Utf7Run& run);
@@ -46,6 +55,10 @@ struct TextRuns {
 
 /// The best lanes for this processor, chosen at the first call, by any thread.
 const TextRuns& nativeRuns();
+
+/// The plain form of the two that count.
+std::size_t plainUnitsOfUtf8(const std::uint8_t* in, std::size_t length);
+std::size_t plainUtf8BytesOfPairs(const std::uint8_t* in, std::size_t units);
 
 /// Lanes in plain code for any processor, which do no more than ASCII.
 const TextRuns& portableRuns();

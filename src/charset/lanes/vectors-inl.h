@@ -19,6 +19,9 @@
 /// True where there are vectors: the last resort of x86-64, which has none, goes without lanes.
 #undef BORVIK_HAS_VECTORS
 #define BORVIK_HAS_VECTORS (HWY_TARGET < HWY_EMU128)
+/// True where bytes of 64 can be moved together by a mask.
+#undef BORVIK_HAS_COMPRESS
+#define BORVIK_HAS_COMPRESS (HWY_TARGET == HWY_AVX3_DL)
 
 HWY_BEFORE_NAMESPACE();
 

@@ -89,6 +89,40 @@ HWY_INLINE unsigned codedBits(Bytes text) {
     return ~atLeastBits(plainMarks(text), 1) & 0xFFFF;
 }
 
+constexpr std::uint8_t kDigits[kVector] = {'0', '1', '2', '3', '4', '5', '6', '7',
+                                           '8', '9', 'A', 'B', 'C', 'D', 'E', 'F'};
+
+#if BORVIK_HAS_COMPRESS
+
+/// The byte that each of three characters of a byte comes from.
+constexpr std::array<std::uint8_t, 64> makeThreefold() {
+    std::array<std::uint8_t, 64> from{};
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        from[i] = static_cast<std::uint8_t>(i / 3 % kVector);
+    }
+    return from;
+}
+
+/// Writes 16 bytes, those of the mask `coded` as "=" and two digits. Touches 64 bytes.
+HWY_INLINE void expand(Bytes text, unsigned coded, std::uint8_t* out) {
+    static constexpr auto kThreefold = makeThreefold();
+    constexpr std::uint64_t kFirsts = 0x0000249249249249;
+    constexpr std::uint64_t kSeconds = kFirsts << 1;
+    const __m512i from = _mm512_loadu_si512(kThreefold.data());
+    const __m512i all = _mm512_permutexvar_epi8(from, _mm512_castsi128_si512(text.raw));
+    const __m512i nibbles = _mm512_and_si512(
+        _mm512_mask_mov_epi8(all, kSeconds, _mm512_srli_epi16(all, 4)), _mm512_set1_epi8(0x0F));
+    const __m512i digits = _mm512_broadcast_i32x4(loadTable(kDigits).raw);
+    const std::uint64_t codedFirsts = _pdep_u64(coded, kFirsts);
+    __m512i made = _mm512_shuffle_epi8(digits, nibbles);
+    made = _mm512_mask_mov_epi8(made, kFirsts, all);
+    made = _mm512_mask_mov_epi8(made, codedFirsts, _mm512_set1_epi8('='));
+    const std::uint64_t kept = kFirsts | codedFirsts << 1 | codedFirsts << 2;
+    _mm512_storeu_si512(out, _mm512_maskz_compress_epi8(kept, made));
+}
+
+#else
+
 /// Moves 4 lanes of "=" or a byte, two digits and nothing together, by a mask of those that are
 /// coded.
 constexpr std::array<shuffles::Shuffle, 16> makeCodedShuffles() {
@@ -110,8 +144,6 @@ constexpr std::array<shuffles::Shuffle, 16> makeCodedShuffles() {
 /// Writes 16 bytes, those of the mask `coded` as "=" and two digits. Touches 52 bytes.
 HWY_INLINE void expand(Bytes text, unsigned coded, std::uint8_t* out) {
     static constexpr auto kShuffles = makeCodedShuffles();
-    static constexpr std::uint8_t kDigits[kVector] = {'0', '1', '2', '3', '4', '5', '6', '7',
-                                                      '8', '9', 'A', 'B', 'C', 'D', 'E', 'F'};
     const Bytes digits = loadTable(kDigits);
     const Bytes upper = hn::TableLookupBytes(digits, shiftRight<4>(text, 0x0F));
     const Bytes lower = hn::TableLookupBytes(digits, hn::And(text, bytes(0x0F)));
@@ -131,6 +163,8 @@ HWY_INLINE void expand(Bytes text, unsigned coded, std::uint8_t* out) {
     put(8, hn::InterleaveLower(kUnits, frontHigh, backHigh));
     put(12, hn::InterleaveUpper(kUnits, frontHigh, backHigh));
 }
+
+#endif
 
 /// How many of the first bytes fit into `room` columns.
 HWY_INLINE unsigned fitting(Bytes text, std::size_t room) {

@@ -2,17 +2,20 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
 #include <random>
 #include <string>
 
 #include "base/data_buffer.h"
+#include "charset/ansi_text.h"
 #include "charset/charset_oracle.h"
 #include "charset/iso2022_jp_reader.h"
 #include "charset/japanese.h"
 #include "charset/tables/code_pages.h"
 #include "charset/text_kernels.h"
 #include "charset/utf7.h"
+#include "charset/utf_pairs.h"
 #include "support/vector_forms.h"
 
 namespace borvik {
@@ -104,6 +107,49 @@ TEST_P(TextRunsTest, GiveWhatThePlainLoopsGive) {
             const std::string coded = converted(kUtf16Le, page, units).bytes;
             expectEqualLanes("from a page's text", decode(page), coded, 1);
         }
+    }
+}
+
+TEST_P(TextRunsTest, PairSurrogatesAsCharacterByCharacter) {
+    std::vector<std::string> texts = awkwardTexts();
+    std::mt19937 random(3);
+    // Sequences at the edges of what is well-formed, whole and broken.
+    const std::string_view edges[] = {"\xF0\x9F\x98\x80",
+                                      "\xF0\x90\x80\x80",
+                                      "\xF4\x8F\xBF\xBF",
+                                      "\xF0\x9F\x8E\x89",
+                                      "a",
+                                      "\xE2\x9D\xA4",
+                                      "\xF0\x8F\xBF\xBF",
+                                      "\xF4\x90\x80\x80",
+                                      "\xF5\x80\x80\x80",
+                                      "\xED\x9F\xBF",
+                                      "\xED\xA0\x80",
+                                      "\xF0\x9F\x98",
+                                      "\x80"};
+    for (int i = 0; i < 600; ++i) {
+        std::string& text = texts.emplace_back();
+        while (text.size() < 200) {
+            // The first ones are well-formed, and usual.
+            text += edges[random() % (random() % 64 == 0 ? std::size(edges) : 6)];
+        }
+    }
+    for (const std::string& text : texts) {
+        std::u16string units;
+        for (std::string_view rest = text; !rest.empty();) {
+            std::array<char16_t, 2> one;
+            // What a lane makes has no room.
+            units.append(one.data(), takeUtf8(rest, one.data(), one.size()));
+        }
+        EXPECT_EQ(utf8ToWidePaired(text), units) << hex(text);
+        units.insert(units.size() / 2, 1, static_cast<char16_t>(random()));
+        std::string bytes;
+        for (std::u16string_view rest = units; !rest.empty();) {
+            std::array<char, 4> one;
+            bytes.append(one.data(), takeUtf16(rest, one.data(), one.size()));
+        }
+        EXPECT_EQ(wideToUtf8Paired(units), bytes) << hex(text);
+        EXPECT_EQ(utf8Length(units), bytes.size()) << hex(text);
     }
 }
 
