@@ -58,11 +58,10 @@ struct SessionOptions {
     std::string password = {};            ///< It goes out over TLS only, or to this machine.
     int port = 0;                         ///< 0 is the usual one.
     Security security = Security::usual;  ///< How the connection is made safe.
-    std::chrono::milliseconds connect_timeout{
-        20000};  ///< For the connection, and for each TLS handshake.
-    std::chrono::milliseconds reply_timeout{30000};  ///< For each command.
-    std::chrono::milliseconds data_timeout{120000};  ///< With nothing moving in a message.
-    std::string log_file = {};                       ///< Grows by a line for each step.
+    std::chrono::milliseconds connect_timeout{20000};  ///< A TLS handshake has it again.
+    std::chrono::milliseconds reply_timeout{30000};    ///< For each command.
+    std::chrono::milliseconds data_timeout{120000};    ///< With nothing moving in a message.
+    std::string log_file = {};                         ///< Grows by a line for each step.
 };
 /// Those of a session with SMTP.
 using SmtpOptions = SessionOptions;
