@@ -3,9 +3,7 @@
 // folder that the argument names, else made ones.
 
 #include <gmime/gmime.h>
-#include <malloc.h>
 #include <mimetic/mimetic.h>
-#include <sys/wait.h>
 #include <tessolt/tessolt.h>
 #include <unicode/ustring.h>
 #include <unistd.h>
@@ -18,6 +16,7 @@
 
 #include "charset/ansi_text.h"
 #include "message/znmail.h"
+#include "peak_memory.h"
 #include "peer_timing.h"
 
 namespace {
@@ -115,6 +114,31 @@ std::vector<std::string> madeMessages() {
     return messages;
 }
 
+/// A text in so many multiparts, one in the other.
+std::string nested(int levels) {
+    std::string open;
+    std::string close;
+    for (int level = 0; level < levels; ++level) {
+        const std::string boundary = "level-" + std::to_string(level) + "-";
+        open += "Content-Type: multipart/mixed; boundary=\"" + boundary + "\"\r\n\r\n--" +
+                boundary + "\r\n";
+        close = "\r\n--" + boundary + "--\r\n" + close;
+    }
+    std::string text;
+    while (text.size() < 2'000'000) {
+        text += "Plain words of some length, and a line end.\r\n";
+    }
+    return "Subject: nested\r\n" + open + "Content-Type: text/plain\r\n\r\n" + text + close;
+}
+
+std::string plainText(std::size_t size, std::string_view line) {
+    std::string text = "Subject: text\r\nContent-Type: text/plain\r\n\r\n";
+    while (text.size() < size) {
+        text += line;
+    }
+    return text + "\r\n";
+}
+
 std::vector<std::string> readMessages(const char* folder) {
     std::vector<std::string> messages;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
@@ -139,6 +163,15 @@ std::size_t loadPublic(const std::string& path) {
     message->get_BodyHtml(html.put());
     message->CountAttachments(&count);
     return plain.view().size() + html.view().size() + static_cast<std::size_t>(count);
+}
+
+/// The text isn't asked for.
+std::size_t loadUnread(const std::string& path) {
+    auto message = tessolt::CreateObject<IEMailMessage>(u"Tessolt.EMailMessage");
+    message->LoadMIME(Text(path));
+    LONG count = 0;
+    message->CountAttachments(&count);
+    return static_cast<std::size_t>(count);
 }
 
 std::size_t loadCore(const std::string& path) {
@@ -251,6 +284,22 @@ std::size_t composePublic(const std::string& body, const std::string& file,
     return source.view().size();
 }
 
+/// With the file as bytes, and the text as bytes.
+std::size_t composeInMemory(const std::string& body, std::string_view file) {
+    auto message = tessolt::CreateObject<IEMailMessage>(u"Tessolt.EMailMessage");
+    const auto data = message.as<tessolt::IMessageData>();
+    message->put_FromName(Text("Ann"));
+    message->put_FromAddress(Text("ann@example.org"));
+    message->put_Subject(Text("A greeting"));
+    message->put_BodyPlainText(Text(body));
+    message->AddTo(Text("bob@example.org"), Text("Bob"));
+    data->AddAttachmentBytes(file.data(), file.size(), Text("data.bin"));
+    message->Encode();
+    tessolt::ByteView bytes{};
+    data->GetMimeBytes(&bytes);
+    return bytes.size;
+}
+
 std::size_t composeCore(const std::string& body, const std::string& file,
                         const std::string& target = {}) {
     tessolt::CZnMail mail;
@@ -270,8 +319,9 @@ std::size_t composeCore(const std::string& body, const std::string& file,
     return mail.GetSource(storage).size();
 }
 
-std::size_t composeGmime(const std::string& body, const std::string& file,
-                         const std::string& target = {}) {
+/// `in` is what is attached, null for nothing.
+std::size_t composeGmimeStream(const std::string& body, GMimeStream* in,
+                               const std::string& target) {
     GMimeMessage* message = g_mime_message_new(TRUE);
     g_mime_message_add_mailbox(message, GMIME_ADDRESS_TYPE_FROM, "Ann", "ann@example.org");
     g_mime_message_add_mailbox(message, GMIME_ADDRESS_TYPE_TO, "Bob", "bob@example.org");
@@ -280,11 +330,10 @@ std::size_t composeGmime(const std::string& body, const std::string& file,
     g_mime_text_part_set_text(plain, body.c_str());
     GMimeMultipart* parts = g_mime_multipart_new_with_subtype("mixed");
     g_mime_multipart_add(parts, GMIME_OBJECT(plain));
-    if (!file.empty()) {
+    if (in) {
         GMimePart* data = g_mime_part_new_with_type("application", "octet-stream");
         g_mime_part_set_filename(data, "data.bin");
         g_mime_part_set_content_encoding(data, GMIME_CONTENT_ENCODING_BASE64);
-        GMimeStream* in = g_mime_stream_file_open(file.c_str(), "rb", nullptr);
         GMimeDataWrapper* content =
             g_mime_data_wrapper_new_with_stream(in, GMIME_CONTENT_ENCODING_DEFAULT);
         g_mime_part_set_content(data, content);
@@ -293,7 +342,7 @@ std::size_t composeGmime(const std::string& body, const std::string& file,
         g_mime_multipart_add(parts, GMIME_OBJECT(data));
         g_object_unref(data);
     }
-    g_mime_message_set_mime_part(message, file.empty() ? GMIME_OBJECT(plain) : GMIME_OBJECT(parts));
+    g_mime_message_set_mime_part(message, in ? GMIME_OBJECT(parts) : GMIME_OBJECT(plain));
     GMimeStream* out = target.empty() ? g_mime_stream_mem_new()
                                       : g_mime_stream_file_open(target.c_str(), "wb", nullptr);
     g_mime_object_write_to_stream(GMIME_OBJECT(message), nullptr, out);
@@ -303,6 +352,17 @@ std::size_t composeGmime(const std::string& body, const std::string& file,
     g_object_unref(parts);
     g_object_unref(message);
     return size;
+}
+
+std::size_t composeGmime(const std::string& body, const std::string& file,
+                         const std::string& target = {}) {
+    GMimeStream* in = file.empty() ? nullptr : g_mime_stream_file_open(file.c_str(), "rb", nullptr);
+    return composeGmimeStream(body, in, target);
+}
+
+std::size_t composeGmimeBytes(const std::string& body, const std::string& file) {
+    return composeGmimeStream(body, g_mime_stream_mem_new_with_buffer(file.data(), file.size()),
+                              {});
 }
 
 std::size_t composeMimetic(const std::string& body, const std::string& file,
@@ -345,6 +405,23 @@ void compareComposing(const char* label, std::size_t size, const std::string& fi
     bench::comparePublic(label, static_cast<double>(size + body.size()) * repeats / kMega,
                          times([=] { composePublic(body, file, target); }),
                          times([=] { composeCore(body, file, target); }), peers);
+}
+
+void compareInMemory(const std::string& file) {
+    const auto core = [&] {
+        tessolt::CZnMail mail;
+        mail.m_wstrBodyPlainText = u"text";
+        mail.AddTo(u"bob@example.org", u"Bob");
+        borvik::BvByteData bytes;
+        bytes.append(file.data(), file.size());
+        mail.AddBytes(std::move(bytes), u"data.bin", "application/octet-stream");
+        mail.Encode();
+        borvik::BvByteData storage;
+        mail.GetSourceBytes(storage);
+    };
+    bench::comparePublic("compose 10 MB in memory", static_cast<double>(file.size()) / kMega,
+                         [&] { composeInMemory("text", file); }, core,
+                         {{"GMime", [&] { composeGmimeBytes("text", file); }}});
 }
 
 // Texts.
@@ -428,31 +505,8 @@ void compareCreation() {
 
 // Memory.
 
-long statusKib(const std::string& name) {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with(name)) {
-            return std::stol(line.substr(name.size() + 1));
-        }
-    }
-    return 0;
-}
-
-/// The most memory that work takes in a process of its own, against the size of the message.
 void printPeak(const char* label, const std::string& path, const std::function<void()>& work) {
-    std::fflush(stdout);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        const long before = statusKib("VmRSS:");
-        std::ofstream("/proc/self/clear_refs") << 5;
-        work();
-        const double grown = static_cast<double>(statusKib("VmHWM:") - before) * 1024;
-        std::printf("%-40s %5.2f times the message\n", label,
-                    grown / static_cast<double>(std::filesystem::file_size(path)));
-        std::fflush(stdout);
-        ::_exit(0);
-    }
-    ::waitpid(child, nullptr, 0);
+    bench::printPeak(label, static_cast<double>(std::filesystem::file_size(path)), work);
 }
 
 void printPeaks(const Scratch& scratch, const std::string& large, const std::string& data) {
@@ -463,9 +517,15 @@ void printPeaks(const Scratch& scratch, const std::string& large, const std::str
     printPeak("load 50 MB attachment, GMime", large, [&] { loadGmime(large); });
     printPeak("load 50 MB attachment, mimetic", large, [&] { loadMimetic(large); });
     printPeak("load 25 MB of text, ours", text, [&] { loadPublic(text); });
+    printPeak("load 25 MB of text unread, ours", text, [&] { loadUnread(text); });
+    printPeak("load 25 MB of text, GMime", text, [&] { loadGmime(text); });
+    printPeak("load 25 MB of text, mimetic", text, [&] { loadMimetic(text); });
     printPeak("compose 10 MB, MessageSource, ours", data, [&] { composePublic("text", data); });
     printPeak("compose 10 MB, SaveMIME, ours", data, [&] { composePublic("text", data, target); });
+    printPeak("compose 10 MB in memory, ours", data,
+              [&] { composeInMemory("text", binary(std::filesystem::file_size(data))); });
     printPeak("compose 10 MB, GMime", data, [&] { composeGmime("text", data); });
+    printPeak("compose 10 MB, mimetic", data, [&] { composeMimetic("text", data); });
 }
 
 }  // namespace
@@ -479,7 +539,6 @@ int main(int argc, char** argv) {
     }
     const std::string large = scratch.write("large.eml", mixed(attachment(binary(36'000'000))));
     const std::string data = scratch.write("data.bin", binary(10'000'000));
-    ::malloc_trim(0);
     printPeaks(scratch, large, data);
     compareCreation();
     compareTexts();
@@ -490,9 +549,21 @@ int main(int argc, char** argv) {
         parts += attachment("attachment of some bytes");
     }
     compareLoading("10,000 attachments", {scratch.write("many.eml", mixed(parts))}, 1);
+    parts.clear();
+    for (int i = 0; i < 10'000; ++i) {
+        parts += part("Content-Type: text/plain", "A few words.");
+    }
+    compareLoading("10,000 parts", {scratch.write("parts.eml", mixed(parts))}, 1);
+    const std::string lines =
+        plainText(5'000'000, "Plain words of some length, and a line end.\r\n");
+    compareLoading("5 MB without anything to decode", {scratch.write("plain.eml", lines)}, 1);
+    const std::string line = plainText(5'000'000, "Plain words of some length, and no line end. ");
+    compareLoading("5 MB in one line", {scratch.write("line.eml", line)}, 1);
+    compareLoading("2 MB in 100 levels", {scratch.write("nested.eml", nested(100))}, 1);
     const std::string target = scratch.path("target.eml");
     compareComposing("compose 10 MB, MessageSource", 10'000'000, data, 1, "");
     compareComposing("compose 10 MB, SaveMIME", 10'000'000, data, 1, target);
+    compareInMemory(binary(10'000'000));
     compareComposing("compose small", 0, "", 300, "");
 
     g_mime_shutdown();

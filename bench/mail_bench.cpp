@@ -1,340 +1,241 @@
-// Sends 25 MB by SMTP and fetches them by POP3 over loopback, plain and over TLS, ours and libcurl
-// in turn in one run. The server is a process of its own.
+// Mail sessions over loopback: the public objects by both sets of rules, the classes behind them
+// and libcurl in turn in one run. Servers are processes of their own. Messages are composed before
+// the clock runs, but for the row that says otherwise; what is fetched is read whole.
+//
+// mail_bench [ROW [COLUMN [RUNS]]] runs only rows whose names begin so, and one column of them.
 
-#include <arpa/inet.h>
-#include <curl/curl.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <openssl/ssl.h>
-#include <openssl/x509.h>
-#include <signal.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
+#include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <functional>
-#include <memory>
-#include <string>
-#include <string_view>
+#include <filesystem>
+#include <fstream>
+#include <vector>
 
-#include "mail/pop3.h"
-#include "mail/smtp.h"
-#include "message/znmail.h"
+#include "mail_clients.h"
+#include "mail_server.h"
+#include "peak_memory.h"
 #include "peer_timing.h"
 
 namespace {
 
-constexpr std::size_t kMessageBytes = 25'000'000;
-constexpr double kMegabytes = kMessageBytes / 1e6;
-constexpr std::size_t kReadBytes = 256 * 1024;
-constexpr int kRuns = 15;
-constexpr std::string_view kEndMark = "\r\n.\r\n";
+using bench::Body;
+using bench::fail;
+using bench::Place;
+using bench::Server;
 
-/// A message with one base64 attachment, as most big ones are.
-std::string makeMessage() {
-    std::string text =
-        "From: a@bench.test\r\nTo: b@bench.test\r\nSubject: bench\r\nMIME-Version: 1.0\r\n"
-        "Content-Type: application/octet-stream; name=data.bin\r\n"
-        "Content-Disposition: attachment; filename=data.bin\r\n"
-        "Content-Transfer-Encoding: base64\r\n\r\n";
+constexpr std::size_t kLarge = 25'000'000;
+constexpr std::size_t kSmallBody = 1'600;  // with the header some 2 KB
+constexpr int kSmallCount = 1000;
+constexpr int kDelayedCount = 10;
+constexpr std::chrono::milliseconds kDelay{20};
+constexpr int kRuns = 15;
+constexpr int kFewRuns = 3;
+constexpr LONG kClassic = tessolt::TESSOLT_RULES_CLASSIC;
+constexpr LONG kCurrent = tessolt::TESSOLT_RULES_CURRENT;
+
+struct Choice {
+    std::string row;
+    std::string column;
+    int runs = 0;  // 0 for the usual number
+} choice;
+
+bool isChosen(const std::string& row) {
+    return row.starts_with(choice.row);
+}
+
+struct Column {
+    std::string name;
+    std::function<void()> work;
+};
+
+/// All columns in turn: a session of each by its own work and by the wall clock, and how many times
+/// as long the last column, the peer, takes.
+void compareSessions(const std::string& label, std::vector<Column> columns, int runs = kRuns) {
+    if (!choice.column.empty()) {
+        std::erase_if(columns, [](const Column& each) { return each.name != choice.column; });
+    }
+    runs = choice.runs > 0 ? choice.runs : runs;
+    std::vector<std::vector<double>> wall(columns.size());
+    std::vector<std::vector<double>> own(columns.size());
+    for (int run = 0; run < runs; ++run) {
+        for (std::size_t i = 0; i < columns.size(); ++i) {
+            const auto start = std::chrono::steady_clock::now();
+            own[i].push_back(bench::seconds(columns[i].work));
+            wall[i].push_back(
+                std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        }
+    }
+    const auto ratio = [runs](const std::vector<double>& peer, const std::vector<double>& ours) {
+        std::vector<double> ratios;
+        for (int run = 0; run < runs; ++run) {
+            ratios.push_back(peer[static_cast<std::size_t>(run)] /
+                             ours[static_cast<std::size_t>(run)]);
+        }
+        return bench::median(ratios);
+    };
+    std::printf("%s\n", label.c_str());
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        std::printf("    %-10s processor %8.2f ms, ratio %5.2f   wall %8.2f ms, ratio %5.2f\n",
+                    columns[i].name.c_str(), bench::median(own[i]) * 1e3, ratio(own.back(), own[i]),
+                    bench::median(wall[i]) * 1e3, ratio(wall.back(), wall[i]));
+    }
+    std::fflush(stdout);
+}
+
+std::string lines(std::size_t size) {
+    std::string text;
     unsigned state = 1;
-    while (text.size() < kMessageBytes) {
+    while (text.size() < size) {
         for (int i = 0; i < 76; ++i) {
             state = state * 1664525 + 1013904223;
-            text += "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"[state >> 26];
+            text += "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789 ,"[state >> 26];
         }
         text += "\r\n";
     }
     return text;
 }
 
-[[noreturn]] void fail(const char* what) {
-    std::fprintf(stderr, "mail_bench: %s\n", what);
-    std::_Exit(1);
+/// A file of random bytes that is as long as given in base64 lines.
+std::string writeFile(const std::string& path, std::size_t size) {
+    std::string bytes(size / 78 * 57, '\0');
+    unsigned state = 1;
+    for (char& byte : bytes) {
+        state = state * 1664525 + 1013904223;
+        byte = static_cast<char>(state >> 24);
+    }
+    std::ofstream(path, std::ios::binary) << bytes;
+    return path;
 }
 
-/// One connection of the server, plain or TLS.
-class Stream {
-public:
-    Stream(int socket, SSL_CTX* context) : socket_(socket) {
-        if (context != nullptr) {
-            ssl_ = SSL_new(context);
-            SSL_set_fd(ssl_, socket);
-            if (SSL_accept(ssl_) != 1) {
-                open_ = false;
-            }
+std::string textOf(const bench::ComPtr<bench::IEMailMessage>& message) {
+    tessolt::ByteView bytes{};
+    message->Encode();
+    message.as<bench::IMessageData>()->GetMimeBytes(&bytes);
+    return {bytes.data, bytes.size};
+}
+
+std::string replyFor(const std::string& text) {
+    return "+OK " + std::to_string(text.size()) + " octets\r\n" + text +
+           (text.ends_with("\r\n") ? ".\r\n" : "\r\n.\r\n");
+}
+
+void compareSending(const std::string& name, const Body& body, int count, bool secure) {
+    const std::string label = "SMTP " + name + (secure ? ", TLS" : ", plain");
+    if (!isChosen(label)) {
+        return;
+    }
+    const auto classic = bench::makeMessage(body, kClassic);
+    const auto current = bench::makeMessage(body, kCurrent);
+    const std::string text = textOf(classic);
+    const Server sink(secure, bench::serveSmtp);
+    const Place place{sink.port(), secure, kClassic, count};
+    std::vector<Column> columns = {
+        {"public", [&] { bench::sendPublic(place, [&] { return classic; }); }}};
+    if (!secure) {  // current rules would ask for a certificate that can be checked
+        columns.push_back(
+            {"current", [&] {
+                 bench::sendPublic({sink.port(), false, kCurrent, count}, [&] { return current; });
+             }});
+        columns.push_back({"composed", [&] {
+                               bench::sendPublic(
+                                   place, [&] { return bench::makeMessage(body, kClassic); });
+                           }});
+    }
+    columns.push_back({"core", [&] { bench::sendCore(place, text); }});
+    columns.push_back({"libcurl", [&] { bench::sendCurl(place, text); }});
+    compareSessions(label, columns);
+}
+
+void compareFetching(const std::string& name, const Body& body, int count, bool secure) {
+    const std::string label = "POP3 " + name + (secure ? ", TLS" : ", plain");
+    if (!isChosen(label)) {
+        return;
+    }
+    const std::string reply = replyFor(textOf(bench::makeMessage(body, kClassic)));
+    const Server source(secure, [&](bench::Stream& stream) { bench::servePop3(stream, reply); });
+    const Place place{source.port(), secure, kClassic, count};
+    std::vector<Column> columns = {{"public", [&] { bench::fetchPublic(place); }}};
+    if (!secure) {
+        columns.push_back({"current", [&] {
+                               bench::fetchPublic({source.port(), false, kCurrent, count});
+                           }});
+    }
+    columns.push_back({"core", [&] { bench::fetchCore(place); }});
+    columns.push_back({"libcurl", [&] { bench::fetchCurl(place); }});
+    compareSessions(label, columns);
+}
+
+/// Where every round trip takes its time, what counts is how many there are.
+void compareDelayed() {
+    const std::string label = "SMTP 10 x 2 KB, 20 ms round trips";
+    if (!isChosen(label)) {
+        return;
+    }
+    const Body body{lines(kSmallBody)};
+    const auto classic = bench::makeMessage(body, kClassic);
+    const auto current = bench::makeMessage(body, kCurrent);
+    const std::string text = textOf(classic);
+    const Server sink(false, bench::serveSmtp, kDelay);
+    const Place place{sink.port(), false, kClassic, kDelayedCount};
+    const Place currentPlace{sink.port(), false, kCurrent, kDelayedCount};
+    compareSessions("SMTP 10 x 2 KB, 20 ms round trips",
+                    {{"public", [&] { bench::sendPublic(place, [&] { return classic; }); }},
+                     {"current", [&] { bench::sendPublic(currentPlace, [&] { return current; }); }},
+                     {"libcurl", [&] { bench::sendCurl(place, text); }}},
+                    kFewRuns);
+}
+
+void printPeaks(const std::string& folder) {
+    if (!isChosen("memory")) {
+        return;
+    }
+    for (const std::size_t megabytes : {25, 50}) {
+        const Body body{"Some words.\r\n",
+                        writeFile(folder + "/peak.bin", megabytes * std::size_t{1'000'000})};
+        const std::string reply = replyFor(textOf(bench::makeMessage(body, kClassic)));
+        const double size = static_cast<double>(reply.size());
+        const Server sink(false, bench::serveSmtp);
+        const Server source(false, [&](bench::Stream& stream) { bench::servePop3(stream, reply); });
+        const std::string label = std::to_string(megabytes) + " MB attachment";
+        for (const LONG rules : {kClassic, kCurrent}) {
+            const std::string with = label + (rules == kClassic ? ", classic" : ", current");
+            const Place to{sink.port(), false, rules};
+            const Place from{source.port(), false, rules};
+            bench::printPeak("send " + with, size, [&] {
+                bench::sendPublic(to, [&] { return bench::makeMessage(body, rules); });
+            });
+            bench::printPeak("fetch " + with, size, [&] { bench::fetchPublic(from); });
         }
     }
-    ~Stream() {
-        SSL_free(ssl_);
-        close(socket_);
-    }
-    Stream(const Stream&) = delete;
-    Stream& operator=(const Stream&) = delete;
-
-    void send(std::string_view text) {
-        while (open_ && !text.empty()) {
-            const auto count = ssl_ != nullptr
-                                   ? SSL_write(ssl_, text.data(), static_cast<int>(text.size()))
-                                   : ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL);
-            open_ = count > 0;
-            text.remove_prefix(open_ ? static_cast<std::size_t>(count) : 0);
-        }
-    }
-    /// Reads until what was read ends in `end`; keeps no more than that of it.
-    bool readTo(std::string_view end) {
-        std::string tail;
-        while (open_) {
-            const auto count = ssl_ != nullptr ? SSL_read(ssl_, block_.get(), kReadBytes)
-                                               : ::recv(socket_, block_.get(), kReadBytes, 0);
-            open_ = count > 0;
-            if (open_) {
-                tail.append(block_.get(), static_cast<std::size_t>(count));
-                if (tail.size() > 4096) {
-                    tail.erase(0, tail.size() - 4096);
-                }
-                last_ = tail;
-                if (tail.ends_with(end)) {
-                    return true;
-                }
-            }
-        }
-        return false;
-    }
-    bool lastBegins(const char* verb) const {
-        return strncasecmp(last_.c_str(), verb, std::strlen(verb)) == 0;
-    }
-
-private:
-    int socket_;
-    SSL* ssl_ = nullptr;
-    bool open_ = true;
-    std::string last_;
-    std::unique_ptr<char[]> block_ = std::make_unique_for_overwrite<char[]>(kReadBytes);
-};
-
-void serveSmtp(Stream& stream) {
-    stream.send("220 bench\r\n");
-    while (stream.readTo("\r\n")) {
-        if (stream.lastBegins("DATA")) {
-            stream.send("354 go\r\n");
-            stream.readTo(kEndMark);
-        }
-        if (stream.lastBegins("QUIT")) {
-            stream.send("221 bye\r\n");
-            return;
-        }
-        stream.send("250 ok\r\n");
-    }
-}
-
-void servePop3(Stream& stream, const std::string& reply) {
-    stream.send("+OK bench\r\n");
-    while (stream.readTo("\r\n")) {
-        if (stream.lastBegins("RETR")) {
-            stream.send(reply);
-        } else if (stream.lastBegins("STAT")) {
-            stream.send("+OK 1 25000000\r\n");
-        } else if (stream.lastBegins("CAPA")) {
-            stream.send("+OK\r\nUSER\r\n.\r\n");
-        } else {
-            stream.send("+OK\r\n");
-        }
-    }
-}
-
-SSL_CTX* makeContext() {
-    EVP_PKEY* key = EVP_EC_gen("P-256");
-    X509* certificate = X509_new();
-    X509_gmtime_adj(X509_getm_notBefore(certificate), -3600);
-    X509_gmtime_adj(X509_getm_notAfter(certificate), 3600);
-    X509_set_pubkey(certificate, key);
-    X509_sign(certificate, key, EVP_sha256());
-    SSL_CTX* context = SSL_CTX_new(TLS_server_method());
-    SSL_CTX_use_certificate(context, certificate);
-    SSL_CTX_use_PrivateKey(context, key);
-    return context;
-}
-
-/// A server process on a loopback port.
-class Server {
-public:
-    Server(bool secure, const std::function<void(Stream&)>& serve) {
-        const int listener = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        if (bind(listener, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-            listen(listener, 8) != 0 ||
-            getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-            fail("no port to listen on");
-        }
-        port_ = ntohs(address.sin_port);
-        child_ = fork();
-        if (child_ == 0) {
-            SSL_CTX* const context = secure ? makeContext() : nullptr;
-            for (;;) {
-                const int accepted = accept(listener, nullptr, nullptr);
-                const int on = 1;
-                setsockopt(accepted, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-                Stream stream(accepted, context);
-                serve(stream);
-            }
-        }
-        close(listener);
-    }
-    ~Server() {
-        kill(child_, SIGTERM);
-        waitpid(child_, nullptr, 0);
-    }
-    Server(const Server&) = delete;
-    Server& operator=(const Server&) = delete;
-
-    int port() const { return port_; }
-
-private:
-    int port_ = 0;
-    pid_t child_ = -1;
-};
-
-void sendOurs(const std::string& message, int port, bool secure) {
-    tessolt::CZnSmtp smtp;
-    smtp.m_strHost = "127.0.0.1";
-    smtp.m_lHostPort = port;
-    smtp.m_bSecure = secure;
-    smtp.m_lTimeoutCommand = 60000;
-    tessolt::RecipientList to;
-    to.add(u"", u"b@bench.test");
-    if (smtp.Connect() != 0 || smtp.MailFrom("a@bench.test") != 0 || smtp.RcptTo(to) != 0 ||
-        smtp.Data(message) != 0) {
-        fail("our send failed");
-    }
-    smtp.Disconnect();
-}
-
-void fetchOurs(int port, bool secure, std::size_t expected) {
-    tessolt::CZnPop3 pop3;
-    pop3.m_strServer = "127.0.0.1";
-    pop3.m_lHostPort = port;
-    pop3.m_bSecure = secure;
-    std::string body;
-    if (pop3.Connect() != 0 || pop3.RetrieveText(1, true, body) != 0 || body.size() != expected) {
-        fail("our fetch failed");
-    }
-    pop3.Disconnect();
-}
-
-/// What libcurl reads from or writes to.
-struct CurlData {
-    std::string_view upload;
-    std::string download;
-};
-
-std::size_t onRead(char* buffer, std::size_t size, std::size_t count, void* user) {
-    auto* data = static_cast<CurlData*>(user);
-    const std::size_t part = data->upload.copy(buffer, size * count);
-    data->upload.remove_prefix(part);
-    return part;
-}
-
-std::size_t onWrite(char* buffer, std::size_t size, std::size_t count, void* user) {
-    static_cast<CurlData*>(user)->download.append(buffer, size * count);
-    return size * count;
-}
-
-/// A handle that leaves the certificate unchecked, as ours does by default.
-CURL* makeCurl(const char* scheme, int port, const char* path, CurlData& data) {
-    CURL* curl = curl_easy_init();
-    const std::string url =
-        std::string(scheme) + "://127.0.0.1:" + std::to_string(port) + "/" + path;
-    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 0L);
-    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);
-    curl_easy_setopt(curl, CURLOPT_READFUNCTION, onRead);
-    curl_easy_setopt(curl, CURLOPT_READDATA, &data);
-    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, onWrite);
-    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &data);
-    curl_easy_setopt(curl, CURLOPT_UPLOAD_BUFFERSIZE, 2L * 1024 * 1024);
-    curl_easy_setopt(curl, CURLOPT_BUFFERSIZE, 512L * 1024);
-    return curl;
-}
-
-void sendCurl(const std::string& message, int port, bool secure) {
-    CurlData data{message, {}};
-    CURL* curl = makeCurl(secure ? "smtps" : "smtp", port, "bench", data);
-    curl_slist* to = curl_slist_append(nullptr, "b@bench.test");
-    curl_easy_setopt(curl, CURLOPT_MAIL_FROM, "a@bench.test");
-    curl_easy_setopt(curl, CURLOPT_MAIL_RCPT, to);
-    curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
-    if (curl_easy_perform(curl) != CURLE_OK) {
-        fail("libcurl's send failed");
-    }
-    curl_slist_free_all(to);
-    curl_easy_cleanup(curl);
-}
-
-void fetchCurl(int port, bool secure, std::size_t expected) {
-    CurlData data;
-    CURL* curl = makeCurl(secure ? "pop3s" : "pop3", port, "1", data);
-    curl_easy_setopt(curl, CURLOPT_USERNAME, "u");
-    curl_easy_setopt(curl, CURLOPT_PASSWORD, "p");
-    if (curl_easy_perform(curl) != CURLE_OK || data.download.size() + 2 < expected) {
-        fail("libcurl's fetch failed");
-    }
-    curl_easy_cleanup(curl);
-}
-
-/// Both in turn; whole sessions by the wall clock and by this process's own work.
-void compareSessions(const char* label, const std::function<void()>& ours,
-                     const std::function<void()>& peer) {
-    std::vector<double> wall[2];
-    std::vector<double> own[2];
-    for (int run = 0; run < kRuns; ++run) {
-        for (int who = 0; who < 2; ++who) {
-            const auto start = std::chrono::steady_clock::now();
-            own[who].push_back(bench::seconds(who == 0 ? ours : peer));
-            wall[who].push_back(
-                std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-        }
-    }
-    const double wallOurs = bench::median(wall[0]);
-    const double wallPeer = bench::median(wall[1]);
-    const double ownOurs = bench::median(own[0]);
-    const double ownPeer = bench::median(own[1]);
-    std::printf(
-        "%-22s ours %7.1f MB/s  libcurl %7.1f MB/s  ratio %5.2f   processor %5.1f / %5.1f ms"
-        "  ratio %5.2f\n",
-        label, kMegabytes / wallOurs, kMegabytes / wallPeer, wallPeer / wallOurs, ownOurs * 1e3,
-        ownPeer * 1e3, ownPeer / ownOurs);
 }
 
 }  // namespace
 
-int main() {
-    const std::string message = makeMessage();
-    const std::string reply =
-        "+OK " + std::to_string(message.size()) + " octets\r\n" + message + ".\r\n";
+int main(int argc, char** argv) {
+    choice.row = argc > 1 ? argv[1] : "";
+    choice.column = argc > 2 ? argv[2] : "";
+    choice.runs = argc > 3 ? std::atoi(argv[3]) : 0;
     curl_global_init(CURL_GLOBAL_DEFAULT);
-    for (const bool secure : {false, true}) {
-        const Server sink(secure, serveSmtp);
-        compareSessions(
-            secure ? "SMTP 25 MB, TLS" : "SMTP 25 MB, plain",
-            [&] { sendOurs(message, sink.port(), secure); },
-            [&] { sendCurl(message, sink.port(), secure); });
+    std::string folder = (std::filesystem::temp_directory_path() / "mail-XXXXXX").string();
+    if (::mkdtemp(folder.data()) == nullptr) {
+        fail("no folder");
     }
+    const Body small{lines(kSmallBody)};
     for (const bool secure : {false, true}) {
-        const Server source(secure, [&](Stream& stream) { servePop3(stream, reply); });
-        // The empty line that the end mark turns into is part of ours.
-        compareSessions(
-            secure ? "POP3 25 MB, TLS" : "POP3 25 MB, plain",
-            [&] { fetchOurs(source.port(), secure, message.size() + 2); },
-            [&] { fetchCurl(source.port(), secure, message.size()); });
+        compareSending("1,000 x 2 KB", small, kSmallCount, secure);
+        compareFetching("1,000 x 2 KB", small, kSmallCount, secure);
     }
+    const Body text{lines(kLarge)};
+    const Body file{"Some words.\r\n", writeFile(folder + "/large.bin", kLarge)};
+    for (const bool secure : {false, true}) {
+        compareSending("25 MB as text", text, 1, secure);
+        compareSending("25 MB as attachment", file, 1, secure);
+        compareFetching("25 MB as text", text, 1, secure);
+        compareFetching("25 MB as attachment", file, 1, secure);
+    }
+    compareDelayed();
+    printPeaks(folder);
     curl_global_cleanup();
+    std::filesystem::remove_all(folder);
     return 0;
 }

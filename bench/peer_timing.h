@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
@@ -28,6 +29,12 @@ inline double median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
+/// A few runs where TESSOLT_BENCH_QUICK is set, to see that all goes well.
+inline int runsOf(int usual) {
+    constexpr int kQuickRuns = 3;
+    return std::getenv("TESSOLT_BENCH_QUICK") == nullptr ? usual : std::min(usual, kQuickRuns);
+}
+
 /// Runs ours and each peer in turn and prints the medians, with the ratio to the fastest peer.
 /// Returns that ratio: above 1 means that ours is faster.
 struct Peer {
@@ -37,6 +44,7 @@ struct Peer {
 
 inline double compare(const std::string& label, double megabytes, const std::function<void()>& ours,
                       const std::vector<Peer>& peers, int runs = 9) {
+    runs = runsOf(runs);
     std::vector<double> own;
     std::vector<std::vector<double>> others(peers.size());
     for (int run = 0; run < runs; ++run) {
@@ -62,6 +70,7 @@ inline double compare(const std::string& label, double megabytes, const std::fun
 inline void comparePublic(const std::string& label, double megabytes,
                           const std::function<void()>& door, const std::function<void()>& core,
                           const std::vector<Peer>& peers, int runs = 9) {
+    runs = runsOf(runs);
     std::vector<double> doorTimes;
     std::vector<double> coreTimes;
     std::vector<std::vector<double>> doorRatios(peers.size());

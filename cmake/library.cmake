@@ -22,7 +22,9 @@ target_compile_features(queltx64 INTERFACE cxx_std_17)
 if(TESSOLT_SHARED)
   set(version_script ${PROJECT_SOURCE_DIR}/src/automation/queltx64.map)
   # A host may have functions of the same names as ours; calls within the library stay in it.
-  target_link_options(queltx64 PRIVATE -Wl,--version-script=${version_script} -Wl,-Bsymbolic-functions)
+  # Libraries that only the build has a use for aren't loaded.
+  target_link_options(queltx64 PRIVATE -Wl,--version-script=${version_script} -Wl,-Bsymbolic-functions
+                                       -Wl,--as-needed)
   if(NOT TESSOLT_SANITIZE)
     target_link_options(queltx64 PRIVATE -Wl,--no-undefined)
   endif()

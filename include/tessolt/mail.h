@@ -70,9 +70,11 @@ using Pop3Options = SessionOptions;
 
 /// What TLS agreed on; all empty without it.
 struct TlsInfo {
-    std::string version = {};  ///< "TLSv1.3".
-    std::string cipher = {};   ///< By its name of RFC 8446 or 5246.
-    std::string names = {};    ///< Those in the server's certificate.
+    std::string version = {};   ///< "TLSv1.3".
+    std::string cipher = {};    ///< By its name of RFC 8446 or 5246.
+    std::string names = {};     ///< Those in the server's certificate.
+    std::string issuer = {};    ///< Who signed it.
+    std::string last_day = {};  ///< When it expires.
 };
 
 namespace detail {
@@ -150,24 +152,14 @@ public:
     }
 
     Status status(Stage stage, const std::string& what) const {
-        Status status = statusOf(object_, stage, what);
+        Status status = outcomeOf(object_, stage, what);
         if (!status) {
             VARIANT_BOOL cancelled = VARIANT_FALSE;
             transfer_->WasCancelled(&cancelled);
             const bool transfers = stage == Stage::send || stage == Stage::fetch;
             status.cancelled = transfers && cancelled != VARIANT_FALSE;
             status.reply = reply();
-            if (status.cancelled) {
-                status.description = what + ": cancelled";
-            } else if (!status.reply.text.empty()) {
-                status.description += "; the server said: ";
-                status.description +=
-                    status.reply.code != 0 ? std::to_string(status.reply.code) + " " : "";
-                status.description += status.reply.enhanced.empty() || status.reply.code == 0
-                                          ? ""
-                                          : status.reply.enhanced + " ";
-                status.description += status.reply.text;
-            }
+            explain(status, what);
         }
         return status;
     }
@@ -192,8 +184,11 @@ public:
         Text version;
         Text cipher;
         Text names;
+        Text issuer;
+        Text lastDay;
         requireMemory(transfer_->GetTls(version.put(), cipher.put(), names.put()));
-        return {version.utf8(), cipher.utf8(), names.utf8()};
+        requireMemory(transfer_->GetCertificate(issuer.put(), lastDay.put()));
+        return {version.utf8(), cipher.utf8(), names.utf8(), issuer.utf8(), lastDay.utf8()};
     }
     std::vector<std::string> capabilities() const {
         Text lines;
@@ -202,6 +197,28 @@ public:
     }
 
 private:
+    /// Says what went wrong, what the server said, and what to do.
+    void explain(Status& status, const std::string& what) const {
+        if (status.cancelled) {
+            status.description = what + ": cancelled";
+            return;
+        }
+        Text text;
+        Text advice;
+        requireMemory(transfer_->GetFailure(&status.cause, text.put(), advice.put()));
+        status.description = text.empty() ? status.description : what + ": " + text.utf8();
+        if (!status.reply.text.empty()) {
+            status.description += "; the server said: ";
+            status.description +=
+                status.reply.code != 0 ? std::to_string(status.reply.code) + " " : "";
+            status.description += status.reply.enhanced.empty() || status.reply.code == 0
+                                      ? ""
+                                      : status.reply.enhanced + " ";
+            status.description += oneLine(status.reply.text);
+        }
+        advise(status);
+    }
+
     struct Watch {
         const ProgressCallback* callback;
         std::exception_ptr thrown;
@@ -233,6 +250,12 @@ public:
     TlsInfo tls() const { return connection_->tls(); }
     /// What the server said that it can do, a line each.
     std::vector<std::string> capabilities() const { return connection_->capabilities(); }
+    /// How it was logged in, "SCRAM-SHA-256" for one; empty without.
+    std::string mechanism() const {
+        Text name;
+        detail::requireMemory(connection_->transfer()->GetMechanism(name.put()));
+        return name.utf8();
+    }
     /// The reply that decided the last operation.
     Reply last_reply() const { return connection_->reply(); }
     /// The object behind it, for what isn't here.

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <new>
@@ -62,6 +63,14 @@ struct Header {
     std::string name;   ///< "Subject".
     std::string value;  ///< Unfolded and decoded.
     std::string raw;    ///< As it stands in the message.
+};
+
+/// One part of a message's tree.
+struct Part {
+    int depth = 0;                  ///< 0 for the message itself.
+    std::string content_type = {};  ///< "multipart/mixed".
+    std::string name = {};          ///< As the sender wrote it; often empty.
+    std::uint64_t size = 0;         ///< Bytes of its content as it is sent.
 };
 
 /// One attachment of a message. Good while its message isn't changed; it may outlive the `Message`.
@@ -137,8 +146,8 @@ private:
     }
 
     static Status unwritable(const std::filesystem::path& path, int error) {
-        return detail::failure(Stage::save, TESSOLT_ERROR_SAVE_ATTACHMENT_FAILED,
-                               detail::failed(path.string(), error));
+        return detail::fileFailure(Stage::save, TESSOLT_ERROR_SAVE_ATTACHMENT_FAILED, path.string(),
+                                   error);
     }
 
     static std::string numbered(const std::string& name, int number) {

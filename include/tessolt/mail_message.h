@@ -234,6 +234,24 @@ public:
         }
         return fields;
     }
+    /// The tree of parts, each in front of those within it.
+    std::vector<Part> parts() const {
+        LONG count = 0;
+        detail::requireMemory(data_->CountParts(&count));
+        std::vector<Part> tree;
+        for (LONG i = 1; i <= count; ++i) {
+            LONG depth = 0;
+            Text type;
+            Text name;
+            Part part;
+            detail::requireMemory(data_->GetPart(i, &depth, type.put(), name.put(), &part.size));
+            part.depth = depth;
+            part.content_type = type.utf8();
+            part.name = name.utf8();
+            tree.push_back(std::move(part));
+        }
+        return tree;
+    }
     /// Its attachments, images of the HTML among them.
     std::vector<Attachment> attachments() const {
         LONG count = 0;
@@ -315,12 +333,16 @@ private:
             stream.open(file, std::ios::binary);
         }
         if (!stream.is_open()) {
-            return detail::failure(stage, TESSOLT_ERROR_OPEN_ATTACHMENT_FAILED,
-                                   detail::failed(file.string(), error ? error.value() : ENOENT));
+            const int reason = error                                        ? error.value()
+                               : std::filesystem::is_directory(file, error) ? EISDIR
+                               : std::filesystem::exists(file, error)       ? EACCES
+                                                                            : ENOENT;
+            return detail::fileFailure(stage, TESSOLT_ERROR_OPEN_ATTACHMENT_FAILED, file.string(),
+                                       reason);
         }
         bytes.assign(std::istreambuf_iterator<char>(stream), {});
-        return stream.bad() ? detail::failure(stage, TESSOLT_ERROR_OPEN_ATTACHMENT_FAILED,
-                                              detail::failed(file.string(), EIO))
+        return stream.bad() ? detail::fileFailure(stage, TESSOLT_ERROR_OPEN_ATTACHMENT_FAILED,
+                                                  file.string(), EIO)
                             : Status();
     }
 

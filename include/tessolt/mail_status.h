@@ -1,10 +1,12 @@
 /// How the operations of the C++ front end tell their outcome. Use mail.h, which has it all.
 #pragma once
 
+#include <tessolt/advice.h>
 #include <tessolt/error_numbers.h>
 #include <tessolt/tessolt.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -39,9 +41,12 @@ struct Recipient {
 struct [[nodiscard]] Status {
     LONG number = 0;               ///< 0, or the error number of the catalogue.
     Stage stage = Stage::compose;  ///< What was being done.
-    std::string description = {};  ///< One line for people: what was tried and what went wrong.
-    Reply reply = {};              ///< The reply that decided, if a server was in it.
-    bool cancelled = false;        ///< The progress callback wanted no more.
+    LONG cause = 0;                ///< A TESSOLT_CAUSE, where one is known.
+    /// One line for people: what was tried, what went wrong, what the server said, what to do.
+    std::string description = {};
+    std::string advice = {};  ///< The last part of it alone; empty where nothing is known.
+    Reply reply = {};         ///< The reply that decided, if a server was in it.
+    bool cancelled = false;   ///< The progress callback wanted no more.
     /// Of a `send`: who got the message and who didn't.
     std::vector<Recipient> recipients = {};
 
@@ -61,6 +66,10 @@ public:
     LONG number() const { return status_->number; }
     /// What was being done.
     Stage stage() const { return status_->stage; }
+    /// A TESSOLT_CAUSE, where one is known.
+    LONG cause() const { return status_->cause; }
+    /// What to do about it; empty where nothing is known.
+    const std::string& advice() const { return status_->advice; }
     /// The reply that decided, if a server was in it.
     const Reply& reply() const { return status_->reply; }
     /// Whether the progress callback wanted no more.
@@ -116,9 +125,28 @@ std::string read(const ComPtr<Interface>& object, HRESULT (Interface::*property)
     return text.utf8();
 }
 
-/// The outcome of the last operation of `object`.
+/// A text in one line, without what ends its sentence.
+inline std::string oneLine(std::string text) {
+    for (char& c : text) {
+        c = (c >= 0 && c < ' ') || c == '\x7F' ? ' ' : c;
+    }
+    text.erase(text.find_last_not_of(" .") + 1);
+    return text;
+}
+
+/// Puts the advice for a cause, or for a number, behind the description.
+inline void advise(Status& status) {
+    Text text;
+    *text.put() = TessoltAllocAdvice(status.cause != 0 ? status.cause : status.number);
+    status.advice = text.utf8();
+    if (!status.advice.empty()) {
+        status.description = oneLine(std::move(status.description)) + ". " + status.advice;
+    }
+}
+
+/// The outcome of the last operation of `object`, without advice.
 template <class Interface>
-Status statusOf(const ComPtr<Interface>& object, Stage stage, const std::string& what) {
+Status outcomeOf(const ComPtr<Interface>& object, Stage stage, const std::string& what) {
     Status status;
     status.stage = stage;
     object->get_LastError(&status.number);
@@ -130,16 +158,47 @@ Status statusOf(const ComPtr<Interface>& object, Stage stage, const std::string&
     return status;
 }
 
-inline Status failure(Stage stage, LONG number, std::string description) {
-    Status status;
-    status.number = number;
-    status.stage = stage;
-    status.description = std::move(description);
+template <class Interface>
+Status statusOf(const ComPtr<Interface>& object, Stage stage, const std::string& what) {
+    Status status = outcomeOf(object, stage, what);
+    if (!status) {
+        advise(status);
+    }
     return status;
 }
 
-inline std::string failed(const std::string& path, int error) {
-    return path + ": " + std::generic_category().message(error);
+inline Status failure(Stage stage, LONG number, std::string description, LONG cause = 0) {
+    Status status;
+    status.number = number;
+    status.stage = stage;
+    status.cause = cause;
+    status.description = std::move(description);
+    advise(status);
+    return status;
+}
+
+/// What an error of the system says about a file.
+inline Status fileFailure(Stage stage, LONG number, const std::string& path, int error) {
+    LONG cause = TESSOLT_CAUSE_FILE_OTHER;
+    switch (error) {
+        case ENOENT:
+        case ENOTDIR:
+            cause = TESSOLT_CAUSE_FILE_MISSING;
+            break;
+        case EACCES:
+        case EPERM:
+        case EROFS:
+            cause = TESSOLT_CAUSE_FILE_FORBIDDEN;
+            break;
+        case ENOSPC:
+        case EDQUOT:
+        case EFBIG:
+            cause = TESSOLT_CAUSE_DISK_FULL;
+            break;
+        default:
+            break;
+    }
+    return failure(stage, number, path + ": " + std::generic_category().message(error), cause);
 }
 
 inline std::vector<std::string> split(const std::string& text, char separator) {

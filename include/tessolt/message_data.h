@@ -71,6 +71,15 @@ struct IMessageData : IUnknown {
     /// minutes ahead of UTC. E_INVALIDARG for a year before 1900 or after 9999, or a day or more.
     virtual HRESULT SetDate(int64_t unixSeconds, LONG minutesAhead) = 0;
 
+    /// The number of parts of the message as it stands, the message itself first, each in front of
+    /// the parts within it. Finds them anew.
+    virtual HRESULT CountParts(LONG* count) = 0;
+    /// Part `number`, from 1, as the last `CountParts` found them: how deep it lies, 0 for the
+    /// message, its media type in lower case, its name, empty without one, and the bytes of its
+    /// content as it is sent. E_INVALIDARG beyond the last.
+    virtual HRESULT GetPart(LONG number, LONG* depth, BSTR* contentType, BSTR* name,
+                            uint64_t* size) = 0;
+
 protected:
     ~IMessageData() = default;
 };

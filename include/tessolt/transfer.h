@@ -3,6 +3,7 @@
 /// to it; scripts don't see it.
 #pragma once
 
+#include <tessolt/advice.h>
 #include <tessolt/automation_types.h>
 #include <tessolt/guids.h>
 #include <tessolt/message_data.h>
@@ -67,6 +68,13 @@ struct ITransfer : IUnknown {
     /// that it keeps in every session, empty where the server has none. E_INVALIDARG beyond the
     /// last.
     virtual HRESULT GetListed(LONG index, LONG* number, uint64_t* size, BSTR* uniqueId) = 0;
+
+    /// Why the last operation failed: a TESSOLT_CAUSE, what happened, and what a user can do about
+    /// it, whole sentences. TESSOLT_CAUSE_NONE and no text where nothing is known beyond
+    /// `LastError`, for whose number there may be advice too (`TessoltAllocAdvice`).
+    virtual HRESULT GetFailure(LONG* cause, BSTR* text, BSTR* advice) = 0;
+    /// Who signed the server's certificate, and when it expires. Empty on a connection without TLS.
+    virtual HRESULT GetCertificate(BSTR* issuer, BSTR* lastDay) = 0;
 
 protected:
     ~ITransfer() = default;

@@ -68,7 +68,9 @@ private:
 template <class T>
 class CComObject final : public T {
 public:
-    CComObject() {
+    /// The arguments go to the constructor of the class.
+    template <class... Arguments>
+    explicit CComObject(Arguments&&... arguments) : T(std::forward<Arguments>(arguments)...) {
         OwnTables<T>::learn(OwnTables<T>::kAlone, *static_cast<IDispatch*>(this));
         module().Lock();
     }

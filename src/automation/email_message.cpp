@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "automation/build_texts.h"
 #include "automation/results.h"
@@ -23,7 +24,10 @@ std::unique_ptr<CZnMail> makeRecord() {
 
 }  // namespace
 
-CEMailMessage::CEMailMessage() : CZncBase(kClassName), m_pMail(makeRecord()) {}
+CEMailMessage::CEMailMessage() : CEMailMessage(makeRecord()) {}
+
+CEMailMessage::CEMailMessage(std::unique_ptr<CZnMail> record)
+    : CZncBase(kClassName), m_pMail(std::move(record)) {}
 
 ComPtr<CEMailMessage> CEMailMessage::from(IDispatch* object) {
     if (!object) {

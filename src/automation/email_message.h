@@ -31,14 +31,14 @@ public:
     ULONG Release() override = 0;
 
     CEMailMessage();
+    /// Stands for that record.
+    explicit CEMailMessage(std::unique_ptr<CZnMail> record);
 
     /// The message behind a pointer that a caller gave, null when the object isn't one of this
     /// library.
     static ComPtr<CEMailMessage> from(IDispatch* object);
 
     CZnMail& record() { return *m_pMail; }
-    /// Replaces the record.
-    void takeRecord(std::unique_ptr<CZnMail> record) { m_pMail = std::move(record); }
 
     HRESULT InternalQueryInterface(REFIID iid, void** object);
 
@@ -102,6 +102,9 @@ public:
     HRESULT GetField(LONG number, BSTR* name, BSTR* value, ByteView* rawValue) override;
     HRESULT SetField(TextArgument name, TextArgument value) override;
     HRESULT SetDate(int64_t unixSeconds, LONG minutesAhead) override;
+    HRESULT CountParts(LONG* count) override;
+    HRESULT GetPart(LONG number, LONG* depth, BSTR* contentType, BSTR* name,
+                    uint64_t* size) override;
 
 private:
     /// Runs an operation of the record and keeps the number that stands for its result.
@@ -129,6 +132,12 @@ private:
     std::optional<borvik::BvByteData> m_mimeBytes;
     std::optional<borvik::BvByteData> m_attachmentBytes;
     std::vector<MailField> m_fields;
+    struct PartEntry {
+        LONG depth;
+        std::string type, name;
+        std::uint64_t size;
+    };
+    std::vector<PartEntry> m_parts;
 };
 
 }  // namespace tessolt

@@ -11,6 +11,9 @@
 #include "charset/ansi_text.h"
 #include "message/content_types.h"
 #include "message/message_date.h"
+#include "platform/ascii_text.h"
+#include "reading/letter.h"
+#include "reading/message.h"
 
 namespace tessolt {
 namespace {
@@ -201,6 +204,40 @@ HRESULT CEMailMessage::GetField(LONG number, BSTR* name, BSTR* value, ByteView* 
         *rawValue = viewOf(field.raw);
         const HRESULT first = giveUtf8(field.name, name);
         const HRESULT second = giveText(field.value, value);
+        return FAILED(first) ? first : second;
+    });
+}
+
+HRESULT CEMailMessage::CountParts(LONG* count) {
+    return giving(count, [&] {
+        m_parts.clear();
+        borvik::BvByteData made;
+        const std::string_view loaded = m_pMail->GetLoadedBytes();
+        const reading::Message message(
+            reading::withoutMboxLine(loaded.empty() ? m_pMail->GetSourceBytes(made) : loaded));
+        for (const reading::Part& part : message.parts()) {
+            std::string type = std::string(part.type) + "/" + std::string(part.subtype);
+            m_parts.push_back({static_cast<LONG>(part.depth), platform::loweredText(type),
+                               reading::nameOf(message, part), part.body.size()});
+        }
+        return giveNumber(static_cast<LONG>(m_parts.size()), count);
+    });
+}
+
+HRESULT CEMailMessage::GetPart(LONG number, LONG* depth, BSTR* contentType, BSTR* name,
+                               uint64_t* size) {
+    if (!depth || !contentType || !name || !size) {
+        return E_POINTER;
+    }
+    if (number < 1 || static_cast<std::size_t>(number) > m_parts.size()) {
+        return E_INVALIDARG;
+    }
+    return guarded([&] {
+        const PartEntry& part = m_parts[static_cast<std::size_t>(number) - 1];
+        *depth = part.depth;
+        *size = part.size;
+        const HRESULT first = giveUtf8(part.type, contentType);
+        const HRESULT second = giveUtf8(part.name, name);
         return FAILED(first) ? first : second;
     });
 }

@@ -72,6 +72,7 @@ void CPop3::keepReply(const CZncString& line) {
     if (open != std::string::npos && open == m_reply.text.find(' ') && close != std::string::npos) {
         m_reply.enhanced = m_reply.text.substr(open + 2, close - open - 2);
     }
+    dropForeignReply();
 }
 
 HRESULT CPop3::fetch(LONG id, bool full, VARIANT* pVal) {
@@ -90,8 +91,7 @@ HRESULT CPop3::fetch(LONG id, bool full, VARIANT* pVal) {
         keepReply(m_pEngine->m_strLastResponse);
         m_nLastError = MapPop3Error(result);
         if (result == 0) {
-            ComPtr<CComObject<CEMailMessage>> message(new CComObject<CEMailMessage>);
-            message->takeRecord(std::move(mail));
+            ComPtr message(new CComObject<CEMailMessage>(std::move(mail)));
             pVal->vt = VT_DISPATCH;
             pVal->pdispVal = message.detach();
         }

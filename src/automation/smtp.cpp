@@ -60,6 +60,7 @@ HRESULT CSmtp::Connect(TextArgument strHost, TextArgument strAccount, TextArgume
         m_pEngine->m_strHost.AssignWide(strHost);
         m_nLastError = MapSmtpError(m_pEngine->Connect());
         m_reply = m_nLastError == 0 ? m_pEngine->LastReply() : m_pEngine->Refusal();
+        dropForeignReply();
         Log(kLogFile, "Connect result=[%d]", m_nLastError);
         return S_OK;
     });
@@ -78,6 +79,7 @@ void CSmtp::withMessage(const VARIANT* value, Operation&& operation) {
 HRESULT CSmtp::Send(VARIANT* pVal) {
     return guarded([&] {
         m_nLastError = 0;
+        m_pEngine->ForgetTrouble();
         m_reply = {};
         m_recipients.clear();
         withMessage(pVal, [&](CZnMail& mail) {
@@ -108,6 +110,7 @@ HRESULT CSmtp::Queue(VARIANT* newVal, TextArgument strHost, LONG lPort, LONG bSe
                      TextArgument strLogin, TextArgument strPassword) {
     return guarded([&] {
         m_nLastError = 0;
+        m_pEngine->ForgetTrouble();
         const CZncString host(strHost);
         const CZncString login(strLogin);
         const CZncString password(strPassword);

@@ -3,6 +3,7 @@
 #include "automation/chosen_rules.h"
 #include "automation/guarded.h"
 #include "automation/results.h"
+#include "foundation/advice.h"
 
 namespace tessolt {
 namespace {
@@ -114,6 +115,30 @@ HRESULT TransferObject::GetListed(LONG index, LONG* number, uint64_t* size, BSTR
     *number = found->number;
     *size = found->size;
     return giveUtf8(found->uid, uniqueId);
+}
+
+HRESULT TransferObject::GetFailure(LONG* cause, BSTR* text, BSTR* advice) {
+    if (!cause || !text || !advice) {
+        return E_POINTER;
+    }
+    const Trouble& trouble = session().LastTrouble();
+    *cause = trouble.cause;
+    return firstFailure({giveUtf8(trouble.text, text), giveUtf8(AdviceFor(trouble.cause), advice)});
+}
+
+HRESULT TransferObject::GetCertificate(BSTR* issuer, BSTR* lastDay) {
+    if (!issuer || !lastDay) {
+        return E_POINTER;
+    }
+    const platform::TlsConnectionNames& names = session().ChannelNames();
+    return firstFailure({giveUtf8(names.issuer, issuer), giveUtf8(names.lastDay, lastDay)});
+}
+
+void TransferObject::dropForeignReply() {
+    const Trouble& trouble = session().LastTrouble();
+    if (trouble.cause != TESSOLT_CAUSE_NONE && !trouble.isTheReplys) {
+        m_reply = {};
+    }
 }
 
 void TransferObject::forgetTransfers() {

@@ -28,12 +28,16 @@ public:
     HRESULT GetRecipient(LONG number, BSTR* address, LONG* code, BSTR* enhancedCode,
                          BSTR* text) override;
     HRESULT GetListed(LONG index, LONG* number, uint64_t* size, BSTR* uniqueId) override;
+    HRESULT GetFailure(LONG* cause, BSTR* text, BSTR* advice) override;
+    HRESULT GetCertificate(BSTR* issuer, BSTR* lastDay) override;
 
 protected:
     virtual ~TransferObject() = default;
     /// The engine as it is now.
     virtual CZnMailSession& session() = 0;
     void forgetTransfers();
+    /// Keeps a server's reply only where it has to do with how the operation went.
+    void dropForeignReply();
 
     std::optional<MailRules> m_chosenRules;
     SmtpReply m_reply;

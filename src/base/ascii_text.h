@@ -23,7 +23,18 @@ std::size_t find(std::string_view text, std::string_view wanted, std::size_t fro
 std::size_t findNoCase(std::string_view text, std::string_view wanted, std::size_t from = 0);
 /// Whether no byte is 0x80 or above.
 bool isAscii(std::string_view text);
-/// Without the bytes of `set` at both ends; the default set is blank, tab, CR and LF.
-std::string_view trimmed(std::string_view text, std::string_view set = " \t\r\n");
+/// Without the bytes of `set` at both ends.
+std::string_view trimmed(std::string_view text, std::string_view set);
+/// Without blanks, tabs, CRs and LFs at both ends.
+inline std::string_view trimmed(std::string_view text) {
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    while (!text.empty() && isBlank(text.front())) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && isBlank(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
 
 }  // namespace borvik

@@ -8,6 +8,7 @@
 
 #include "base/ascii_text.h"
 #include "base/string_buffer.h"
+#include "platform/large_pages.h"
 
 namespace borvik {
 
@@ -82,6 +83,7 @@ void DataBuffer::reallocate(std::size_t newCapacity) {
     data_ = bytes;
     capacity_ = static_cast<std::uint32_t>(newCapacity);
     borrowed_ = false;
+    platform::askForLargePages(data_, newCapacity);
 }
 
 char* DataBuffer::growTail(std::size_t count) {

@@ -37,6 +37,8 @@ struct MailRules {
     bool closeAfterTimeout = false;
     /// SIZE, 8BITMIME, SMTPUTF8 and PIPELINING are used where offered (RFC 1870, 6152, 6531, 2920).
     bool extensions = false;
+    /// The log names the cause of each failure, and what to do about it.
+    bool tellsCauses = false;
     /// POP3 encrypts by STLS where it is offered (RFC 2595).
     bool stls = false;
 
@@ -68,14 +70,26 @@ struct MailRules {
 
 constexpr MailRules MailRules::current() {
     MailRules rules;
-    for (bool MailRules::*rule :
-         {&MailRules::verifyServer, &MailRules::secretsNeedTls, &MailRules::loopbackIsSafe,
-          &MailRules::freshSecureFlag, &MailRules::strongestMechanism, &MailRules::exactDots,
-          &MailRules::allAddresses, &MailRules::partialRecipients, &MailRules::uploadByProgress,
-          &MailRules::closeAfterTimeout, &MailRules::extensions, &MailRules::stls,
-          &MailRules::bccInEnvelopeOnly, &MailRules::queueHeadersRemoved, &MailRules::canonicalText,
-          &MailRules::messageId, &MailRules::onlyFieldsThatAreSet, &MailRules::keepLoadedMessage,
-          &MailRules::standardReading}) {
+    for (bool MailRules::*rule : {&MailRules::verifyServer,
+                                  &MailRules::secretsNeedTls,
+                                  &MailRules::loopbackIsSafe,
+                                  &MailRules::freshSecureFlag,
+                                  &MailRules::strongestMechanism,
+                                  &MailRules::exactDots,
+                                  &MailRules::allAddresses,
+                                  &MailRules::partialRecipients,
+                                  &MailRules::uploadByProgress,
+                                  &MailRules::closeAfterTimeout,
+                                  &MailRules::extensions,
+                                  &MailRules::tellsCauses,
+                                  &MailRules::stls,
+                                  &MailRules::bccInEnvelopeOnly,
+                                  &MailRules::queueHeadersRemoved,
+                                  &MailRules::canonicalText,
+                                  &MailRules::messageId,
+                                  &MailRules::onlyFieldsThatAreSet,
+                                  &MailRules::keepLoadedMessage,
+                                  &MailRules::standardReading}) {
         rules.*rule = true;
     }
     return rules;

@@ -12,6 +12,7 @@
 
 #include "base/ascii_text.h"
 #include "base/data_buffer.h"
+#include "platform/large_pages.h"
 
 namespace borvik {
 
@@ -107,6 +108,7 @@ bool StringBuffer::growFor(std::size_t count) {
     }
     data_ = bytes;
     capacity_ = static_cast<std::uint32_t>(size);
+    platform::askForLargePages(data_, size);
     return true;
 }
 

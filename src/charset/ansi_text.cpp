@@ -10,6 +10,7 @@
 #include "charset/tables/conversion_tables.h"
 #include "charset/utf_pairs.h"
 #include "platform/code_page.h"
+#include "platform/large_pages.h"
 
 namespace borvik {
 namespace {
@@ -134,7 +135,10 @@ std::uint32_t ansiCodePage() {
 }
 
 std::u16string utf8ToWidePaired(std::string_view text) {
-    std::u16string wide(wellFormedUtf16Length(text), u'\0');
+    std::u16string wide;
+    const std::size_t expected = wellFormedUtf16Length(text);
+    platform::reserveLarge(wide, expected);
+    wide.resize(expected);
     std::size_t written = takeUtf8(text, wide.data(), wide.size());
     if (!text.empty()) {
         // More characters than a well-formed text of this size has.
@@ -147,7 +151,10 @@ std::u16string utf8ToWidePaired(std::string_view text) {
 }
 
 std::string wideToUtf8Paired(std::u16string_view text) {
-    std::string utf8(utf8Length(text), '\0');
+    std::string utf8;
+    const std::size_t length = utf8Length(text);
+    platform::reserveLarge(utf8, length);
+    utf8.resize(length);
     takeUtf16(text, utf8.data(), utf8.size());
     return utf8;
 }

@@ -1,5 +1,6 @@
 #include "foundation/rules_from_settings.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -16,24 +17,38 @@ bool isSetTo(const platform::SettingsState& settings, const char* name, std::str
     return borvik::equalsNoCase(borvik::trimmed(setting), text);
 }
 
-}  // namespace
-
-MailRules rulesFromSettings() {
-    const auto settings = platform::currentSettings();
-    // Nobody knows what settings that can't be read would ask for: the safe rules hold then.
-    const bool current = !settings->trouble.empty() || isSetTo(*settings, "Rules", "current");
-    return withSingleSettings(current ? MailRules::current() : MailRules::classic());
-}
-
-MailRules withSingleSettings(MailRules rules) {
-    const auto settings = platform::currentSettings();
-    if (isSetTo(*settings, "AllowPlainText", "1")) {
+MailRules adjusted(MailRules rules, const platform::SettingsState& settings) {
+    if (isSetTo(settings, "AllowPlainText", "1")) {
         rules.secretsNeedTls = false;
     }
-    if (const auto verify = settings->text(kSettingsKey, "VerifyServer")) {
+    if (const auto verify = settings.text(kSettingsKey, "VerifyServer")) {
         rules.verifyServer = platform::isSwitchedOn(*verify);
     }
     return rules;
+}
+
+MailRules rulesOf(const platform::SettingsState& settings) {
+    // Nobody knows what settings that can't be read would ask for: the safe rules hold then.
+    const bool current = !settings.trouble.empty() || isSetTo(settings, "Rules", "current");
+    return adjusted(current ? MailRules::current() : MailRules::classic(), settings);
+}
+
+}  // namespace
+
+MailRules rulesFromSettings() {
+    // Objects are made far more often than settings change.
+    thread_local std::shared_ptr<const platform::SettingsState> known;
+    thread_local MailRules rules;
+    const auto settings = platform::currentSettings();
+    if (settings != known) {
+        rules = rulesOf(*settings);
+        known = settings;
+    }
+    return rules;
+}
+
+MailRules withSingleSettings(MailRules rules) {
+    return adjusted(rules, *platform::currentSettings());
 }
 
 }  // namespace tessolt

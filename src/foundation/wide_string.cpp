@@ -2,6 +2,7 @@
 
 #include "charset/ansi_text.h"
 #include "platform/automation_string.h"
+#include "platform/large_pages.h"
 
 namespace tessolt {
 
@@ -14,7 +15,11 @@ CZncStringW& CZncStringW::Assign(const CZncStringW& text) {
 }
 
 CZncStringW& CZncStringW::Assign(std::u16string_view text) {
-    m_wstrText.assign(UpToZero(text));
+    const std::u16string_view whole = UpToZero(text);
+    if (whole.size() > m_wstrText.capacity()) {
+        platform::reserveLarge(m_wstrText, whole.size());
+    }
+    m_wstrText.assign(whole);
     m_lastToken.index = -1;
     return *this;
 }

@@ -70,47 +70,36 @@ std::string DoubleLineDots(std::string_view text, std::string_view tail) {
     return DoubleDots(text, tail, FindLineDot);
 }
 
-void UndoDotStuffing(std::string& body) {
-    constexpr std::string_view kEndMark = ".\r\n";
-    const std::string_view all = body;
-    if (all.ends_with("\r\n.\r\n") || all == kEndMark) {
-        body.resize(body.size() - kEndMark.size());
+std::size_t DotRemoval::Remove(char* piece, std::size_t length) {
+    if (length == 0) {
+        return 0;
     }
-    std::size_t out = 0;
-    for (std::size_t at = 0; at < body.size();) {
-        const std::size_t lineEnd = body.find("\r\n", at);
-        const std::size_t next = lineEnd == std::string::npos ? body.size() : lineEnd + 2;
-        at += body[at] == '.' ? 1 : 0;
-        if (out != at) {
-            std::memmove(body.data() + out, body.data() + at, next - at);
+    const char* const end = piece + length;
+    const char beforeLast = length > 1 ? end[-2] : m_last;
+    const char last = end[-1];
+    const auto stands = [&](const char* dot, std::ptrdiff_t back, char inFront) {
+        return dot - piece >= back ? dot[-back] : inFront;
+    };
+    const char* kept = piece;  // everything before it has its place already
+    char* out = piece;
+    const auto keepTo = [&](const char* stop) {
+        const auto count = static_cast<std::size_t>(stop - kept);
+        if (out != kept) {
+            std::memmove(out, kept, count);
         }
-        out += next - at;
-        at = next;
-    }
-    body.resize(out);
-}
-
-std::size_t RemoveDotStuffing(char* text, std::size_t length) {
-    const char* const end = text + length;
-    const char* kept = text;  // everything before it has its place already
-    char* out = text;
-    const char* dot = FindDot(text, end);
-    while (dot != nullptr) {
-        if (dot - text >= 2 && dot[-1] == '\n' && dot[-2] == '\r') {
-            const auto count = static_cast<std::size_t>(dot - kept);
-            if (out != kept) {
-                std::memmove(out, kept, count);
-            }
-            out += count;
+        out += count;
+    };
+    for (const char* dot = FindDot(piece, end); dot != nullptr; dot = FindDot(dot + 1, end)) {
+        const char before = stands(dot, 2, dot == piece ? m_beforeLast : m_last);
+        if (stands(dot, 1, m_last) == '\n' && before == '\r') {
+            keepTo(dot);
             kept = dot + 1;
         }
-        dot = FindDot(dot + 1, end);
     }
-    const auto count = static_cast<std::size_t>(end - kept);
-    if (out != kept) {
-        std::memmove(out, kept, count);
-    }
-    return static_cast<std::size_t>(out - text) + count;
+    keepTo(end);
+    m_beforeLast = beforeLast;
+    m_last = last;
+    return static_cast<std::size_t>(out - piece);
 }
 
 }  // namespace tessolt

@@ -21,13 +21,18 @@ std::string DoubleLoneDots(std::string_view text, std::string_view tail);
 std::size_t FindLineDot(std::string_view text, std::size_t from = 0);
 std::string DoubleLineDots(std::string_view text, std::string_view tail);
 
-/// Takes the transfer form of a received body back in place, by RFC 1939: the end mark goes, and so
-/// does the first dot of every line that begins with one.
-void UndoDotStuffing(std::string& body);
+/// Takes the dot-stuffing of a text that comes in pieces back (RFC 1939, 3): a dot behind CR LF
+/// goes away, and with `atStart` so does one at the very start.
+class DotRemoval {
+public:
+    explicit DotRemoval(bool atStart)
+        : m_beforeLast(atStart ? '\r' : '\0'), m_last(atStart ? '\n' : '\0') {}
+    /// Changes the next piece in place and returns its new length.
+    std::size_t Remove(char* piece, std::size_t length);
 
-/// Takes the dot-stuffing of a received body back in place (RFC 1939, 3): a dot behind CR LF goes
-/// away; one at the very start stays. The end mark turns into an empty line. Returns the new
-/// length.
-std::size_t RemoveDotStuffing(char* text, std::size_t length);
+private:
+    char m_beforeLast;
+    char m_last;
+};
 
 }  // namespace tessolt

@@ -1,6 +1,9 @@
 #include "mail/mail_session.h"
 
+#include <tessolt/advice.h>
+
 #include "charset/ansi_text.h"
+#include "foundation/advice.h"
 
 namespace tessolt {
 
@@ -43,7 +46,9 @@ std::int32_t CZnMailSession::CheckPlace(const CZncString& host, const OpeningFai
 }
 
 std::int32_t CZnMailSession::OpenChannel(const CZncString& host, const OpeningFailures& failures) {
-    if (OpenSocket(host, m_lHostPort, m_lTimeoutConnect) != 0) {
+    const std::int32_t opened = OpenSocket(host, m_lHostPort, m_lTimeoutConnect);
+    if (opened != 0) {
+        Blame(ConnectTrouble(opened, m_lTimeoutConnect));
         return Fail(failures.notConnected);
     }
     return m_bSecure && SecureChannel(host, failures.notSecure.entry) != 0
@@ -55,6 +60,9 @@ std::int32_t CZnMailSession::SecureChannel(const CZncString& host, const char* e
     m_lHandshakeTimeout = m_lTimeoutConnect;
     m_strCheckedName.Assign(host);
     const std::int32_t result = Handshake();
+    if (result != 0) {
+        Blame(ChannelTrouble(m_tlsTrouble, m_lTimeoutConnect));
+    }
     return result != 0 ? Fail({result, entry}) : 0;
 }
 
@@ -64,7 +72,35 @@ std::int32_t CZnMailSession::CheckChannel() {
 
 std::int32_t CZnMailSession::RefuseClear(std::int32_t cause) {
     Log(kLogProtocol, "The channel isn't encrypted, and nothing secret may pass");
+    Blame({TESSOLT_CAUSE_TLS_NOT_OFFERED,
+           "the server offers no TLS on this port, and nothing secret may pass without"});
     return cause != 0 ? cause : std::int32_t{kSecureNoChannel};
+}
+
+void CZnMailSession::ForgetTrouble() {
+    m_trouble = {};
+    m_lReadResult = 0;
+}
+
+void CZnMailSession::Blame(Trouble trouble) {
+    if (m_trouble.cause == TESSOLT_CAUSE_NONE) {
+        m_trouble = std::move(trouble);
+    }
+}
+
+void CZnMailSession::BlameReading(bool isWelcome) {
+    Blame(m_lReadResult != 0
+              ? ReadTrouble(m_lReadResult, m_lReadLimit, isWelcome)
+              : Trouble{TESSOLT_CAUSE_OTHER_SERVICE, "what came is no reply of a mail server"});
+}
+
+std::int32_t CZnMailSession::Told(std::int32_t result) {
+    if (result != 0 && m_rules.tellsCauses && m_trouble.cause != TESSOLT_CAUSE_NONE) {
+        const std::string line = m_trouble.text + ". " + std::string(AdviceFor(m_trouble.cause));
+        LogLong(kLogProtocol, static_cast<std::uint32_t>(line.size()) + kLogFrame, "Cause: %s",
+                line.c_str());
+    }
+    return result;
 }
 
 std::int32_t CZnMailSession::AfterRead(std::int32_t result) {

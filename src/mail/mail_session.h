@@ -7,6 +7,7 @@
 
 #include "foundation/narrow_string.h"
 #include "mail/sasl/sasl_mechanism.h"
+#include "mail/trouble.h"
 #include "transport/secure_protocol.h"
 
 namespace tessolt {
@@ -37,6 +38,10 @@ public:
 
     /// The lines in which the server last told what it can do, without codes; joined by LF.
     const std::string& Offers() const { return m_offers; }
+    /// Why the last operation failed, as far as that is known; no cause after one that succeeded.
+    const Trouble& LastTrouble() const { return m_trouble; }
+    /// What became of the last operation counts no more.
+    void ForgetTrouble();
     /// The mechanism of the login that was chosen by current rules, empty without one.
     const std::string& Mechanism() const { return m_mechanism; }
 
@@ -82,11 +87,23 @@ protected:
     /// Who logs in at `host`.
     SaslCredentials Credentials(const CZncString& host) const;
 
+    /// Keeps the cause of a failure, unless an earlier one is known: the rest follows from that.
+    void Blame(Trouble trouble);
+    /// The same for a reply that didn't come, or was none.
+    void BlameReading(bool isWelcome = false);
+    /// Tells the log the cause of a failure, by the rules that want that, and passes `result` on.
+    std::int32_t Told(std::int32_t result);
+
+    /// How the last reply was read, and the limit for it.
+    std::int32_t m_lReadResult = 0;
+    std::uint32_t m_lReadLimit = 0;
     std::string m_mechanism;
     std::string m_offers;
 
 private:
     std::int32_t Fail(const Failure& failure);
+
+    Trouble m_trouble;
 };
 
 }  // namespace tessolt

@@ -1,5 +1,7 @@
 #include "mail/pop3.h"
 
+#include <tessolt/advice.h>
+
 #include <string>
 
 #include "mail/command_line.h"
@@ -61,6 +63,8 @@ std::int32_t CZnPop3::ReadResponse(std::uint32_t timeoutMs) {
         result = ++skipped > kMaxSkippedLines ? kTransportLineTooLong
                                               : ReadLine(m_strLastResponse, timeoutMs);
     } while (result == 0 && m_strLastResponse.IsEmpty());
+    m_lReadResult = result;
+    m_lReadLimit = timeoutMs;
     LogLong(kLogProtocol, m_strLastResponse.GetLength() + kLogFrame, "Response: [%s]",
             m_strLastResponse.GetBuffer());
     AfterRead(result);
@@ -87,6 +91,7 @@ std::int32_t CZnPop3::GetMessageCount(std::int32_t& countOut) const {
 }
 
 std::int32_t CZnPop3::DeleteMessage(std::int32_t id) {
+    ForgetTrouble();
     if (!IsConnected()) {
         return kPop3NotConnected;
     }
@@ -95,10 +100,45 @@ std::int32_t CZnPop3::DeleteMessage(std::int32_t id) {
     }
     // By classic rules only a refusal counts as a failure.
     const std::int32_t result = SendCommand("DELE " + std::to_string(id));
-    if (result != 0 && m_rules.closeAfterTimeout) {
-        return result;
+    const bool isLost = result != 0 && m_rules.closeAfterTimeout;
+    const std::int32_t failure = isLost         ? result
+                                 : IsNegative() ? std::int32_t{kPop3DeleteFailed}
+                                                : 0;
+    BlameResult(failure);
+    return Told(failure);
+}
+
+/// Names the cause of a result.
+void CZnPop3::BlameResult(std::int32_t result) {
+    switch (result) {
+        case 0:
+        case kPop3Stopped:
+        case kPop3NotConnected:
+            break;
+        case kPop3RetrieveFailed:
+        case kPop3DeleteFailed:
+            Blame({TESSOLT_CAUSE_NO_SUCH_MESSAGE, "the server refused it", true});
+            break;
+        case kPop3LoginFailed:
+        case kPop3BadUserResponse:
+        case kPop3InvalidPassword:
+        case kPop3MailboxLocked:
+            Blame(LogInTrouble(m_strLastResponse.View(), UsesChannel()));
+            break;
+        case kPop3BodyStalled:
+        case kPop3TimedOut:
+            m_lReadResult = kTransportIdleTimedOut;
+            BlameReading();
+            break;
+        case kPop3BodyReadFailed:
+        case kPop3ReadFailed:
+        case kPop3NoFetchResponse:
+            m_lReadResult = m_lReadResult != 0 ? m_lReadResult : std::int32_t{kTransportBroken};
+            BlameReading();
+            break;
+        default:
+            break;
     }
-    return IsNegative() ? kPop3DeleteFailed : 0;
 }
 
 }  // namespace tessolt

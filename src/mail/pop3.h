@@ -11,6 +11,7 @@
 namespace tessolt {
 
 class CZnMail;
+class ReceivedBody;
 
 /// Results of the POP3 engine. Results of the layers below may stand in their place.
 enum Pop3Result : std::int32_t {
@@ -128,9 +129,10 @@ private:
     std::int32_t ReadList(std::string_view command, Take take);
     std::int32_t ReadLine(CZncString& line, std::uint32_t timeoutMs);
     std::int32_t SendText(std::string_view line);
-    std::int32_t ReadBody(std::string& body);
-    std::int32_t ReadWatchedBody(std::string& body, std::uint64_t size);
+    std::int32_t ReadBody(ReceivedBody& body);
+    std::int32_t ReadWatchedBody(ReceivedBody& body, std::uint64_t size);
     std::uint64_t ExpectedSize(std::int32_t id);
+    void BlameResult(std::int32_t result);
     bool WelcomeHoldsTimestamp() const;
     bool IsPositive() const;
     bool IsNegative() const;

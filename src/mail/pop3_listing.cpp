@@ -53,6 +53,7 @@ std::int32_t CZnPop3::ReadList(std::string_view command, Take take) {
 
 std::int32_t CZnPop3::List(std::vector<Pop3Entry>& entries) {
     entries.clear();
+    ForgetTrouble();
     if (!IsConnected()) {
         return kPop3NotConnected;
     }
@@ -60,7 +61,8 @@ std::int32_t CZnPop3::List(std::vector<Pop3Entry>& entries) {
     if (result != 0) {
         entries.clear();
     }
-    return result;
+    BlameResult(result);
+    return Told(result);
 }
 
 std::int32_t CZnPop3::ReadLists(std::vector<Pop3Entry>& entries) {

@@ -40,9 +40,12 @@ constexpr CapabilityWord kCapabilityWords[] = {
 }  // namespace
 
 std::int32_t CZnPop3::Connect() {
+    ForgetTrouble();
     const std::int32_t result = IsConnected() ? std::int32_t{kPop3AlreadyConnected}
                                               : InStep([this] { return OpenConversation(); });
     if (result != 0) {
+        BlameResult(result);
+        Told(result);
         m_strRefusal = m_strLastResponse;
         Disconnect();
     }
@@ -59,11 +62,16 @@ std::int32_t CZnPop3::OpenConversation() {
         LogPlace(m_strServer);
         result = OpenChannel(m_strServer, kFailures);
     }
-    result = result == 0 ? ReadResponse(m_lTimeoutConnect) : result;
     if (result != 0) {
         return result;
     }
+    result = ReadResponse(m_lTimeoutConnect);
+    if (result != 0) {
+        BlameReading(true);
+        return result;
+    }
     if (!IsPositive()) {
+        Blame(WelcomeTrouble(m_strLastResponse.View()));
         return kPop3NoWelcome;
     }
     result = PrepareLogIn();

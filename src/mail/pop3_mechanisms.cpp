@@ -1,3 +1,5 @@
+#include <tessolt/advice.h>
+
 #include <algorithm>
 
 #include "mail/pop3.h"
@@ -70,6 +72,7 @@ std::int32_t CZnPop3::LogInStrongest() {
     }
     if (m_bAuthToken) {
         Log(kLogProtocol, "The server offers no login that fits");
+        Blame({TESSOLT_CAUSE_LOGIN_UNSUPPORTED, "the server takes no token for a login"});
         return kPop3LoginFailed;
     }
     // An exchange that failed leaves no reply that could be positive.

@@ -1,49 +1,41 @@
 #include <algorithm>
 #include <charconv>
-#include <memory>
 #include <new>
+#include <span>
 #include <string>
 #include <utility>
 
 #include "foundation/timeout.h"
-#include "mail/dot_stuffing.h"
 #include "mail/pop3.h"
+#include "mail/received_body.h"
 #include "message/znmail.h"
 
 namespace tessolt {
 
 namespace {
 
-constexpr std::string_view kEndMark = "\r\n.\r\n";
-constexpr std::string_view kEmptyBody = ".\r\n";
 constexpr std::string_view kPositive = "+OK";
-constexpr std::uint32_t kReadBytes = 128 * 1024;
 /// Lengths of the message model have 32 bits.
 constexpr std::size_t kMaxBodyBytes = 0xFFF00000;
 
-bool IsComplete(std::string_view body) {
-    return body == kEmptyBody || (body.size() >= kEndMark.size() &&
-                                  body.substr(body.size() - kEndMark.size()) == kEndMark);
-}
-
-/// The message as the server stored it, up to the first zero byte, with the end mark as an empty
-/// line.
-void UndoTransfer(std::string& body) {
-    if (body == kEmptyBody) {
-        body.clear();
-        return;
-    }
-    body.resize(std::min(body.find('\0'), body.size()));
-    body.resize(RemoveDotStuffing(body.data(), body.size()));
+/// The number behind the first word of a positive reply, which many a server gives the length by; 0
+/// when there is none.
+std::uint64_t NumberIn(std::string_view reply) {
+    std::uint64_t number = 0;
+    reply.remove_prefix(std::min(kPositive.size() + 1, reply.size()));
+    std::from_chars(reply.data(), reply.data() + reply.size(), number);
+    return number;
 }
 
 }  // namespace
 
 std::int32_t CZnPop3::Retrieve(std::int32_t id, bool full, CZnMail& mail) {
     std::string text;
+    ForgetTrouble();
     const std::int32_t result = RetrieveText(id, full, text);
     if (result != 0) {
-        return result;
+        BlameResult(result);
+        return Told(result);
     }
     if (mail.LoadFromBytes(std::move(text)) != 0) {
         return kPop3BodyReadFailed;
@@ -72,12 +64,13 @@ std::int32_t CZnPop3::RetrieveText(std::int32_t id, bool full, std::string& text
     if (IsNegative()) {
         return kPop3RetrieveFailed;
     }
-    text.clear();
-    const std::int32_t result = full ? ReadWatchedBody(text, size) : ReadBody(text);
-    if (result == 0 && m_rules.exactDots) {
-        UndoDotStuffing(text);
-    } else if (result == 0) {
-        UndoTransfer(text);
+    ReceivedBody body(text, m_rules.exactDots);
+    if (full) {
+        body.Expect(size != 0 ? size : NumberIn(m_strLastResponse.View()));
+    }
+    const std::int32_t result = full ? ReadWatchedBody(body, size) : ReadBody(body);
+    if (result == 0) {
+        body.Finish();
     }
     return AfterRead(result);
 }
@@ -95,7 +88,7 @@ std::uint64_t CZnPop3::ExpectedSize(std::int32_t id) {
     return size;
 }
 
-std::int32_t CZnPop3::ReadWatchedBody(std::string& body, std::uint64_t size) {
+std::int32_t CZnPop3::ReadWatchedBody(ReceivedBody& body, std::uint64_t size) {
     m_watch.Begin(size);
     const std::int32_t result = ReadBody(body);
     if (m_watch.End(result == 0)) {
@@ -108,23 +101,23 @@ std::int32_t CZnPop3::ReadWatchedBody(std::string& body, std::uint64_t size) {
 
 /// Reads up to the end mark. The limit starts again with every byte, so that only a body that
 /// stands still is given up.
-std::int32_t CZnPop3::ReadBody(std::string& body) try {
+std::int32_t CZnPop3::ReadBody(ReceivedBody& body) try {
     CZncTimeout limit(m_lTimeoutData);
-    const auto block = std::make_unique_for_overwrite<char[]>(kReadBytes);
-    while (!IsComplete(body)) {
+    while (!body.IsComplete()) {
+        const std::span<char> room = body.Room();
+        const auto size = static_cast<std::uint32_t>(std::min(room.size(), kMaxBodyBytes));
         std::uint32_t received = 0;
-        const std::int32_t result = UsesChannel()
-                                        ? ReceiveSecure(block.get(), kReadBytes, received)
-                                        : ReceiveBuffer(block.get(), kReadBytes, received);
-        if (result != 0 || body.size() + received > kMaxBodyBytes) {
+        const std::int32_t result = UsesChannel() ? ReceiveSecure(room.data(), size, received)
+                                                  : ReceiveBuffer(room.data(), size, received);
+        if (result != 0 || body.Received() + received > kMaxBodyBytes) {
             return kPop3BodyReadFailed;
         }
         if (received > 0) {
-            body.append(block.get(), received);
+            body.Take(received);
             limit.Restart();
             m_watch.Advance(received);
         } else if (limit.HasExpired()) {
-            return body.empty() ? kPop3TimedOut : kPop3BodyStalled;
+            return body.Received() == 0 ? kPop3TimedOut : kPop3BodyStalled;
         } else {
             WaitForData(m_watch.Slice(limit.Remaining()));
         }

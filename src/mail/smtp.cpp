@@ -1,5 +1,7 @@
 #include "mail/smtp.h"
 
+#include <tessolt/advice.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <string>
@@ -52,8 +54,11 @@ std::int32_t CZnSmtp::Connect() {
         Log(kLogProtocol, "Already connected");
         return 0;
     }
+    ForgetTrouble();
     const std::int32_t result = InStep([this] { return OpenConversation(); });
     if (result != 0) {
+        BlameLost(result);
+        Told(result);
         m_strRefusal = m_strLastResponse;
         m_lRefusalCode = m_lLastCode;
         m_refusal = LastReply();
@@ -69,11 +74,19 @@ std::int32_t CZnSmtp::OpenConversation() {
                                            {kSmtpHandshakeFailed, kHandshakeEntry}};
     std::int32_t result = CheckPlace(m_strHost, kFailures);
     result = result == 0 ? OpenChannel(m_strHost, kFailures) : result;
-    result = result == 0 ? ReadResponse(m_lTimeoutConnect) : result;
     if (result != 0) {
         return result;
     }
+    result = ReadResponse(m_lTimeoutConnect);
+    if (result != 0) {
+        if (m_lReadResult != 0) {
+            BlameReading(true);
+        }
+        Blame(WelcomeTrouble(m_strLastResponse.View()));
+        return result;
+    }
     if (m_lLastCode != kReady) {
+        Blame(WelcomeTrouble(m_strLastResponse.View()));
         Log(kLogProtocol, "Unexpected response while connecting");
         return kSmtpBadWelcome;
     }
@@ -136,6 +149,7 @@ std::int32_t CZnSmtp::Hello() {
             return result;
         }
         if (m_lLastCode != kDone) {
+            Blame(WelcomeTrouble(m_strLastResponse.View()));
             return kSmtpHelloFailed;
         }
     }
@@ -232,7 +246,8 @@ std::int32_t CZnSmtp::ReadResponse(std::uint32_t timeoutMs) {
     m_strLastResponse = "";
     m_lLastCode = 0;
     m_replyLines.clear();
-    const std::int32_t result = ReadReplyLines(timeoutMs != 0 ? timeoutMs : m_lTimeoutCommand);
+    m_lReadLimit = timeoutMs != 0 ? timeoutMs : m_lTimeoutCommand;
+    const std::int32_t result = m_lReadResult = ReadReplyLines(m_lReadLimit);
     LogLong(kLogReply, m_strLastResponse.GetLength() + kLogFrame, "Response: [%s]",
             m_strLastResponse.GetBuffer());
     AfterRead(m_lLastCode == 0 ? std::int32_t{kSmtpBadResponse} : result);
@@ -265,6 +280,22 @@ std::int32_t CZnSmtp::ReadReplyLines(std::uint32_t limit) {
     }
     m_lLastCode = line.GetTokenInt(" ", 0, 0);
     return result;
+}
+
+/// Names the cause of a result that no reply of the server has led to.
+void CZnSmtp::BlameLost(std::int32_t result) {
+    switch (result) {
+        case kSmtpNoResponse:
+        case kSmtpBadResponse:
+            BlameReading();
+            break;
+        case kSmtpSendFailed:
+        case kSmtpEncryptFailed:
+            Blame({TESSOLT_CAUSE_LOST, "the connection was lost while sending"});
+            break;
+        default:
+            break;
+    }
 }
 
 }  // namespace tessolt

@@ -182,6 +182,8 @@ private:
     std::int32_t LoseConnection(std::int32_t result);
     std::int32_t TransmitText(std::string_view text);
     void KeepLastReply();
+    void BlameLost(std::int32_t result);
+    void BlameTransaction(std::int32_t result);
     void LogRefusals();
 
     std::vector<std::string> m_replyLines;

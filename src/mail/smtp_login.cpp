@@ -1,3 +1,5 @@
+#include <tessolt/advice.h>
+
 #include "mail/sasl/sasl_dialog.h"
 #include "mail/smtp.h"
 
@@ -37,6 +39,9 @@ std::int32_t CZnSmtp::LogIn() {
     if (result != 0) {
         Log(kLogProtocol, "Send authentication failed");
     }
+    if (result == kSmtpAuthFailed || result == kSmtpAuthUnsupported) {
+        Blame(LogInTrouble(LastReply()));
+    }
     return result;
 }
 
@@ -53,6 +58,13 @@ std::int32_t CZnSmtp::LogInStrongest() {
         ChooseMechanism({m_capabilities.mechanisms, wanted}, Credentials(m_strHost));
     if (!mechanism) {
         Log(kLogProtocol, "The server offers no login that fits");
+        std::string offered;
+        for (const std::string& each : m_capabilities.mechanisms) {
+            offered += " " + each;
+        }
+        Blame({TESSOLT_CAUSE_LOGIN_UNSUPPORTED,
+               offered.empty() ? "the server offers no login here"
+                               : "the server offers no login that fits, only" + offered});
         return kSmtpAuthUnsupported;
     }
     m_mechanism = mechanism->Name();

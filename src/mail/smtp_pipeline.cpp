@@ -1,3 +1,5 @@
+#include <tessolt/advice.h>
+
 #include <algorithm>
 #include <new>
 
@@ -88,6 +90,7 @@ std::int32_t CZnSmtp::SendByEnvelope(CZnMail& mail) {
                            "A header, or a part that can't be coded, has lines that the server "
                            "doesn't take"};
         Log(kLogProtocol, "Not sent: [%s]", m_delivery.last.Line().c_str());
+        Blame({TESSOLT_CAUSE_CONTENT_REFUSED, "the server takes no 8-bit text or such long lines"});
         return m_delivery.last.code;
     }
     return text.empty() ? std::int32_t{kSmtpSendFailed}
@@ -100,6 +103,7 @@ std::int32_t CZnSmtp::Deliver(const std::string& sender, const std::vector<std::
     std::int32_t result =
         OpenTransaction(sender, recipients, {text.size(), isEightBit}, [] { return true; });
     if (result == 0) {
+        m_step = SmtpStep::kText;
         result = TransmitText(text);
         KeepLastReply();
         m_delivery.taken = result == 0;
@@ -139,6 +143,9 @@ std::int32_t CZnSmtp::OpenTransaction(const std::string& sender,
 SmtpReply CZnSmtp::CheckEnvelope(const std::string& sender, std::uint64_t size) {
     m_step = SmtpStep::kSender;
     if (m_rules.extensions && m_capabilities.sizeLimit > 0 && size > m_capabilities.sizeLimit) {
+        Blame({TESSOLT_CAUSE_TOO_LARGE, "the message has " + std::to_string(size) +
+                                            " bytes, and the server takes at most " +
+                                            std::to_string(m_capabilities.sizeLimit)});
         return {kStorageExceeded, "5.3.4", "The message is longer than the server takes"};
     }
     SmtpReply verdict = CheckAddress(sender);

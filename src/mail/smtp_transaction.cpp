@@ -48,13 +48,32 @@ std::string_view TextOf(CZnMail& mail, borvik::BvString& storage) try {
 
 std::int32_t CZnSmtp::Send(CZnMail& mail) {
     m_delivery = {};
+    ForgetTrouble();
     if (!IsConnected()) {
         return kSmtpNotConnected;
     }
-    return InStep([&] {
+    const std::int32_t result = InStep([&] {
         return m_rules.partialRecipients || m_rules.extensions ? SendByEnvelope(mail)
                                                                : SendClassic(mail);
     });
+    BlameTransaction(result);
+    return Told(result);
+}
+
+/// Names the cause of a transaction's failure: what the server said, or that it said nothing.
+void CZnSmtp::BlameTransaction(std::int32_t result) {
+    constexpr std::int32_t kFirstRefusal = 400;
+    const SmtpRecipientReply* refused = m_delivery.taken ? m_delivery.FirstRefused() : nullptr;
+    if (refused) {
+        Trouble trouble = RefusalTrouble(refused->reply, SmtpStep::kRecipients);
+        trouble.text += " (" + refused->address + "); the others have it";
+        Blame(std::move(trouble));
+    } else if (result >= kFirstRefusal) {
+        const bool isKept = !m_delivery.recipients.empty();
+        Blame(RefusalTrouble(isKept ? m_delivery.last : LastReply(), m_step));
+    } else if (result != 0) {
+        BlameLost(result);
+    }
 }
 
 std::int32_t CZnSmtp::SendClassic(CZnMail& mail) {
@@ -107,12 +126,14 @@ std::int32_t CZnSmtp::Transact(std::string_view command, std::string_view addres
 }
 
 std::int32_t CZnSmtp::MailFrom(const char* address) {
+    m_step = SmtpStep::kSender;
     CZncString command;
     command.Format("MAIL FROM: <%s>", address);
     return Transact(command.View(), address);
 }
 
 std::int32_t CZnSmtp::RcptTo(const RecipientList& list) {
+    m_step = SmtpStep::kRecipients;
     for (const auto& recipient : list) {
         CZncString command;
         const char* const address = recipient->m_wstrAddress.GetAnsi();
@@ -126,6 +147,7 @@ std::int32_t CZnSmtp::RcptTo(const RecipientList& list) {
 }
 
 std::int32_t CZnSmtp::Data(std::string_view text) {
+    m_step = SmtpStep::kText;
     std::int32_t result = SendCommand("DATA");
     if (result == 0 && m_lLastCode != kStartMailInput) {
         result = m_lLastCode;

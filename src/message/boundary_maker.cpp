@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 #include <optional>
 
@@ -19,7 +18,23 @@ constexpr std::size_t kCountDigits = 3;
 constexpr std::size_t kMiddleDigits = 16;
 constexpr int kHex = 16;
 constexpr unsigned kProductBits = 32;
+constexpr std::size_t kHighDigits = 8;
 constexpr std::size_t kBoundaryLength = 26;
+/// In front of the count, and behind the middle.
+constexpr std::string_view kCountMark = "--==";
+constexpr std::string_view kBoundaryEnd = "==";
+
+/// Upper-case hexadecimal digits, at least so many.
+void appendHex(std::uint32_t number, std::size_t width, std::string& text) {
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    constexpr unsigned kDigitBits = 4;
+    while (width < 2 * sizeof number && number >> (kDigitBits * width) != 0) {
+        ++width;
+    }
+    while (width-- > 0) {
+        text += kDigits[number >> (kDigitBits * width) & (kHex - 1)];
+    }
+}
 
 /// Reads upper-case hexadecimal digits and nothing else.
 std::optional<std::uint64_t> readHex(std::string_view digits) {
@@ -34,7 +49,7 @@ std::optional<std::uint64_t> readHex(std::string_view digits) {
 /// The middle, as a number, of a boundary at the start of `text`; nothing when there is none, or
 /// one with a count above `upToCount`.
 std::optional<std::uint64_t> middleAt(std::string_view text, std::uint32_t upToCount) {
-    constexpr std::size_t kCountAt = 4;
+    constexpr std::size_t kCountAt = kCountMark.size();
     if (text.size() < kBoundaryLength) {
         return std::nullopt;
     }
@@ -44,7 +59,7 @@ std::optional<std::uint64_t> middleAt(std::string_view text, std::uint32_t upToC
     }
     const auto middle = readHex(text.substr(kCountAt + kCountDigits + 1, kMiddleDigits));
     if (!middle || text[kCountAt + kCountDigits] != '_' ||
-        text.substr(kBoundaryLength - 2, 2) != "==") {
+        text.substr(kBoundaryLength - kBoundaryEnd.size(), kBoundaryEnd.size()) != kBoundaryEnd) {
         return std::nullopt;
     }
     return middle;
@@ -80,15 +95,18 @@ std::string BoundaryMaker::drawMiddle() {
         low = r1 * r2;
     } while (
         std::ranges::binary_search(taken_, static_cast<std::uint64_t>(high) << kProductBits | low));
-    char text[kMiddleDigits + 3];
-    std::snprintf(text, sizeof text, "%08X%08X==", high, low);
-    return text;
+    std::string text;
+    appendHex(high, kHighDigits, text);
+    appendHex(low, kMiddleDigits - kHighDigits, text);
+    return text.append(kBoundaryEnd);
 }
 
 std::string BoundaryMaker::boundary(std::uint32_t count, std::string_view middle) {
-    char start[kBoundaryLength];
-    std::snprintf(start, sizeof start, "--==%03X_", count);
-    return start + std::string(middle);
+    std::string text;
+    text.reserve(kBoundaryLength);
+    text.append(kCountMark);
+    appendHex(count, kCountDigits, text);
+    return text.append(1, '_').append(middle);
 }
 
 }  // namespace tessolt

@@ -10,6 +10,7 @@
 #include "charset/tables/code_pages.h"
 #include "foundation/text_operations.h"
 #include "message/address_text.h"
+#include "message/ansi_units.h"
 #include "message/loaded_message.h"
 
 namespace tessolt {
@@ -113,7 +114,7 @@ std::int32_t CZnMail::CheckForSending() {
 std::string CZnMail::JoinAddresses(const RecipientList& list) {
     std::string joined;
     for (const auto& recipient : list) {
-        joined.append(borvik::wideToAnsi(recipient->m_wstrAddress.View())).append(1, ';');
+        joined.append(AnsiOf(recipient->m_wstrAddress.View())).append(1, ';');
     }
     joined.resize(joined.find_last_not_of(';') + 1);
     return joined;

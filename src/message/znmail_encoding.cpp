@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "base/ascii_text.h"
-#include "charset/ansi_text.h"
+#include "message/ansi_units.h"
 #include "message/canonical_text.h"
 #include "message/message_date.h"
 #include "message/message_id.h"
@@ -39,7 +39,7 @@ constexpr PriorityText kPriorityTexts[] = {
 constexpr std::int32_t kLowestPriority = std::size(kPriorityTexts);
 
 std::string bracketed(const CZncStringW& address) {
-    return "<" + borvik::wideToAnsi(address.View()) + ">";
+    return "<" + AnsiOf(address.View()) + ">";
 }
 
 /// Whether the body of a node is base64 or quoted-printable: ASCII in short lines.
@@ -121,7 +121,7 @@ void CZnMail::BuildTree(const AttachmentList& attachments) {
     AddField("MIME-Version", "1.0");
     AddPriorityFields();
     AddField("X-Mailer", m_strMailer.GetString());
-    AddField("Disposition-Notification-To", borvik::wideToAnsi(m_wstrReadReceiptAddress.View()));
+    AddField("Disposition-Notification-To", AnsiOf(m_wstrReadReceiptAddress.View()));
     AddCustomHeaders();
     BuildContent(attachments);
 }
@@ -203,7 +203,7 @@ void CZnMail::AddPriorityFields() {
 
 void CZnMail::AddCustomHeaders() {
     for (const auto& [name, header] : m_mapHeaders) {
-        AddField(header->m_wstrName.GetAnsi(), borvik::wideToAnsi(header->m_wstrValue.View()));
+        AddField(header->m_wstrName.GetAnsi(), AnsiOf(header->m_wstrValue.View()));
     }
 }
 

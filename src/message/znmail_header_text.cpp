@@ -9,6 +9,7 @@
 #include "charset/tables/code_pages.h"
 #include "charset/unit_scan.h"
 #include "foundation/base64.h"
+#include "message/ansi_units.h"
 #include "message/canonical_text.h"
 #include "message/znmail.h"
 
@@ -57,7 +58,7 @@ std::string_view CZnMail::CharsetForCodePage(std::uint32_t codePage) {
 CZnMail::LabelledText CZnMail::LabelText(std::u16string_view text) const {
     const TextClass textClass = ClassifyText(text);
     if (textClass == TextAscii) {
-        return {.bytes = borvik::wideToAnsi(text), .charset = {}, .isAscii = true};
+        return {.bytes = NarrowAscii(text), .charset = {}, .isAscii = true};
     }
     const std::uint32_t ansiPage = borvik::ansiCodePage();
     const std::uint32_t labelPage =

@@ -1,5 +1,6 @@
 #include "mime/bv_mime.h"
 
+#include <optional>
 #include <utility>
 
 #include "base/ascii_text.h"
@@ -12,16 +13,26 @@ namespace borvik {
 
 namespace {
 
-/// A string argument of the boundary as UTF-8.
+/// A string argument of the boundary as UTF-8; where it stands unless it needs conversion.
 class Argument {
 public:
-    Argument(const char* text, bool isUtf8) { text_.setFromEither(text, isUtf8); }
+    Argument(const char* text, bool isUtf8) : view_(text == nullptr ? "" : text) {
+        const bool isUtf8Already = !isUtf8 && (platform::GetACP() == kUtf8 || isAscii(view_));
+        if (!isUtf8Already) {
+            XString& converted = converted_.emplace();
+            converted.setFromEither(text, isUtf8);
+            view_ = converted.utf8View();
+        }
+    }
 
-    XString& x() { return text_; }
-    std::string_view view() { return text_.utf8View(); }
+    Argument(const Argument&) = delete;
+    Argument& operator=(const Argument&) = delete;
+
+    std::string_view view() const { return view_; }
 
 private:
-    XString text_;
+    std::optional<XString> converted_;
+    std::string_view view_;
 };
 
 }  // namespace
@@ -120,7 +131,7 @@ bool BvMime::GetBodyDecoded(BvString& out) {
 }
 
 void BvMime::SetBody(const char* text) {
-    impl_->setBody(Argument(text, utf8_).x());
+    impl_->setBody(Argument(text, utf8_).view());
 }
 
 bool BvMime::SetBodyFromBinary(const BvByteData& bytes) {

@@ -368,6 +368,7 @@ void ClsMime::getBodyDecoded(XString& out) {
     Method method(*this, "GetBodyDecoded");
     DataBuffer body;
     onMyPart([&](const MimeMessage2& part) {
+        body.ensureCapacity(part.body().getSize() + 1);  // with its zero byte
         part.getMimeBody8Bit(body, kNoCodePage);
         if (part.contentType().beginsWith("text/")) {
             body.replaceByte('\0', ' ');
@@ -376,9 +377,9 @@ void ClsMime::getBodyDecoded(XString& out) {
     moveIntoText(body, out);
 }
 
-void ClsMime::setBody(XString& text) {
+void ClsMime::setBody(std::string_view text) {
     Method method(*this, "SetBody");
-    changeMyPart([&](MimeMessage2& part) { part.setBodyText(text); });
+    changeMyPart([&](MimeMessage2& part) { part.setBodyRaw(text); });
 }
 
 void ClsMime::setBodyFromBinary(DataBuffer&& bytes) {

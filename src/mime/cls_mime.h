@@ -77,7 +77,7 @@ public:
     void getBodyBinary(DataBuffer& out);
     bool saveBody(XString& path);
     void getBodyDecoded(XString& out);
-    void setBody(XString& text);
+    void setBody(std::string_view text);
     void setBodyFromBinary(DataBuffer&& bytes);
 
     // Properties.

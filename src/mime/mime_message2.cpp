@@ -155,6 +155,9 @@ void MimeMessage2::addHeaderField(std::string_view name, std::string_view value)
 }
 
 void MimeMessage2::refreshAfter(std::string_view fieldName) {
+    if (!beginsWithNoCase(fieldName, "Content-")) {
+        return;
+    }
     if (equalsNoCase(fieldName, kContentType)) {
         cacheContentType();
     } else if (equalsNoCase(fieldName, kContentDisposition)) {
@@ -201,10 +204,6 @@ void MimeMessage2::setContentDisposition(std::string_view word, std::string_view
     header_.replaceField(kContentDisposition,
                          removes ? std::string_view() : disposition.format().view());
     cacheContentDisposition();
-}
-
-void MimeMessage2::setBodyText(XString& text) {
-    body_.assign(text.getUtf8Buffer().view());
 }
 
 void MimeMessage2::setBodyRaw(std::string_view bytes) {

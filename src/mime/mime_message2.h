@@ -95,8 +95,6 @@ public:
     void setEncoding(std::string_view word);
     /// An empty word and filename remove the field.
     void setContentDisposition(std::string_view word, std::string_view filename);
-    /// Stores the UTF-8 form of the text.
-    void setBodyText(XString& text);
     /// Stores the bytes as they are.
     void setBodyRaw(std::string_view bytes);
     void setBodyRaw(DataBuffer&& bytes);

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <string>
 
+#include "platform/large_pages.h"
+
 namespace platform {
 namespace {
 
@@ -24,6 +26,7 @@ BSTR allocRoom(std::size_t size) {
     if (!block) {
         return nullptr;
     }
+    askForLargePages(block, size);
     const auto length = static_cast<LengthPrefix>(size);
     std::memcpy(block + kPadding, &length, sizeof length);
     char* text = block + kHeadBytes;

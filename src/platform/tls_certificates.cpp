@@ -238,6 +238,14 @@ std::string namesOf(X509* certificate) {
     return list;
 }
 
+std::string issuerOf(X509* certificate) {
+    return distinguishedName(X509_get_issuer_name(certificate));
+}
+
+std::string lastDayOf(X509* certificate) {
+    return timeText(X509_get0_notAfter(certificate));
+}
+
 std::string describeRefusal(long error, X509* certificate, const std::string& checkedName) {
     if (certificate == nullptr) {
         return X509_verify_cert_error_string(error);

@@ -30,6 +30,10 @@ int verifyServerChain(X509_STORE_CTX* verification, void*);
 /// the common name of its subject, with commas between them. What can't be printed is "?".
 std::string namesOf(X509* certificate);
 
+/// Who signed a certificate, and when it expires, in printable text.
+std::string issuerOf(X509* certificate);
+std::string lastDayOf(X509* certificate);
+
 /// Whether the text is an IPv4 or IPv6 address and no name.
 bool isAddressLiteral(const std::string& text);
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <iterator>
 #include <vector>
 
 #include "platform/tls_certificates.h"
@@ -61,6 +62,31 @@ std::uint32_t protocolNumber(int version) {
     }
 }
 
+/// What the library calls bytes that are no TLS.
+constexpr int kNotTlsReasons[] = {SSL_R_WRONG_VERSION_NUMBER, SSL_R_PACKET_LENGTH_TOO_LONG,
+                                  SSL_R_HTTP_REQUEST, SSL_R_HTTPS_PROXY_REQUEST,
+                                  SSL_R_RECORD_LENGTH_MISMATCH};
+
+TlsFault faultOf(int verification) {
+    switch (verification) {
+        case X509_V_ERR_CERT_HAS_EXPIRED:
+            return TlsFault::kExpired;
+        case X509_V_ERR_CERT_NOT_YET_VALID:
+            return TlsFault::kNotYetValid;
+        case X509_V_ERR_HOSTNAME_MISMATCH:
+        case X509_V_ERR_IP_ADDRESS_MISMATCH:
+            return TlsFault::kOtherName;
+        case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
+        case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
+        case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
+        case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
+        case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
+            return TlsFault::kUnknownIssuer;
+        default:
+            return TlsFault::kOtherCertificate;
+    }
+}
+
 /// Called when the server asks for a certificate; having none is no error.
 int onCertificateRequest(SSL* ssl, void* identities) {
     useClientCertificate(ssl, *static_cast<const std::vector<std::string>*>(identities));
@@ -92,6 +118,8 @@ struct TlsClient::State {
     bool failed = false;  ///< The library forgets how a channel ended.
     std::string checkedName;
     std::string refusal;
+    TlsFault fault = TlsFault::kNone;
+    std::string faultText;
     TrustStore trust;
 
     static int onVerdict(int good, X509_STORE_CTX* verification);
@@ -99,6 +127,7 @@ struct TlsClient::State {
     TlsStart makeContext(const TlsSettings& settings);
     TlsStart makeChannel(const TlsSettings& settings);
     TlsStep outcome(int result);
+    void keepFault(unsigned long error);
 };
 
 TlsClient::TlsClient() : state_(std::make_unique<State>()) {}
@@ -113,6 +142,7 @@ int TlsClient::State::onVerdict(int good, X509_STORE_CTX* verification) {
         state->refusal =
             describeRefusal(X509_STORE_CTX_get_error(verification),
                             X509_STORE_CTX_get_current_cert(verification), state->checkedName);
+        state->fault = faultOf(X509_STORE_CTX_get_error(verification));
     }
     return good;
 }
@@ -137,6 +167,7 @@ TlsStart TlsClient::State::makeContext(const TlsSettings& settings) {
         trust = trustStoreFor(settings.trustFile);
         if (!trust) {
             refusal = "the trusted certificates can't be read";
+            fault = TlsFault::kNoTrust;
             return TlsStart::kNoContext;
         }
         SSL_CTX_set1_cert_store(context, trust.get());
@@ -194,10 +225,24 @@ TlsStep TlsClient::State::outcome(int result) {
             return TlsStep::kClosed;
         default:
             failed = true;
+            keepFault(ERR_peek_error());
             return ERR_GET_REASON(ERR_peek_error()) == SSL_R_EXCESSIVE_MESSAGE_SIZE
                        ? TlsStep::kTooMuch
                        : TlsStep::kFailed;
     }
+}
+
+/// The first failure counts: what comes behind it is its consequence.
+void TlsClient::State::keepFault(unsigned long error) {
+    if (fault != TlsFault::kNone || SSL_is_init_finished(ssl) != 0) {
+        return;
+    }
+    const int reason = ERR_GET_REASON(error);
+    const bool isNotTls = std::find(std::begin(kNotTlsReasons), std::end(kNotTlsReasons), reason) !=
+                          std::end(kNotTlsReasons);
+    fault = isNotTls ? TlsFault::kNotTls : TlsFault::kOther;
+    const char* const text = ERR_reason_error_string(error);
+    faultText = text != nullptr ? text : "";
 }
 
 TlsStep TlsClient::handshake() {
@@ -296,12 +341,22 @@ TlsConnectionNames TlsClient::connectionNames() const {
     names.cipher = SSL_get_cipher_name(state_->ssl);
     if (X509* certificate = SSL_get0_peer_certificate(state_->ssl)) {
         names.peer = namesOf(certificate);
+        names.issuer = issuerOf(certificate);
+        names.lastDay = lastDayOf(certificate);
     }
     return names;
 }
 
 const std::string& TlsClient::refusal() const {
     return state_->refusal;
+}
+
+TlsFault TlsClient::fault() const {
+    return state_->fault;
+}
+
+const std::string& TlsClient::faultText() const {
+    return state_->faultText;
 }
 
 }  // namespace platform

@@ -48,6 +48,19 @@ enum class TlsStep {
     kTooMuch,  ///< The peer's message is longer than any that a handshake needs.
 };
 
+/// Why a handshake failed.
+enum class TlsFault {
+    kNone,
+    kNotTls,  ///< What the peer says isn't TLS.
+    kExpired,
+    kNotYetValid,
+    kOtherName,
+    kUnknownIssuer,
+    kOtherCertificate,  ///< Refused for another reason.
+    kNoTrust,           ///< The certificates to trust can't be read.
+    kOther
+};
+
 /// What was negotiated, in the numbering of the log. A number without a name there is 0.
 struct TlsConnectionInfo {
     std::uint32_t protocol = 0;
@@ -63,6 +76,8 @@ struct TlsConnectionNames {
     std::string version = {};  ///< "TLSv1.3"; empty without a channel.
     std::string cipher = {};   ///< As OpenSSL names it.
     std::string peer = {};     ///< What the server's certificate is made out for, commas between.
+    std::string issuer = {};   ///< Who signed it.
+    std::string lastDay = {};  ///< When it expires.
 };
 
 /// One channel. The errors that the caller's thread has in the list of the library stay what they
@@ -100,6 +115,9 @@ public:
     /// Why the server's certificate was refused, as one line of printable text; empty when it
     /// wasn't.
     const std::string& refusal() const;
+    /// Why the handshake failed, and the library's words for it, empty without any.
+    TlsFault fault() const;
+    const std::string& faultText() const;
 
 private:
     struct State;

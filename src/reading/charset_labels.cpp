@@ -7,7 +7,7 @@
 #include "base/ascii_text.h"
 #include "charset/charset_registry.h"
 #include "charset/tables/code_pages.h"
-#include "charset/tables/stored_tables.h"
+#include "charset/tables/conversion_tables.h"
 
 namespace tessolt::reading {
 namespace {
@@ -38,8 +38,7 @@ constexpr std::uint32_t kPagesInCode[] = {
 
 bool isReadable(std::uint32_t page) {
     return std::ranges::find(kPagesInCode, page) != std::end(kPagesInCode) ||
-           std::ranges::binary_search(borvik::storedTables(), page, {},
-                                      &borvik::StoredTable::codePage);
+           borvik::hasTable(page);
 }
 
 void takeOff(std::string_view& text, std::string_view prefix) {

@@ -185,6 +185,7 @@ std::shared_ptr<const platform::SettingsState> CZnSecureProtocol::UsableSettings
     if (!trouble.empty()) {
         // Nobody knows what they would ask for.
         Log(kLogFile, "The settings can't be used: %s", trouble.c_str());
+        m_tlsTrouble = {TlsTrouble::kSettings, {}, trouble};
         settings.reset();
     }
     return settings;
@@ -192,6 +193,7 @@ std::shared_ptr<const platform::SettingsState> CZnSecureProtocol::UsableSettings
 
 std::int32_t CZnSecureProtocol::Handshake() {
     m_bUsesChannel = true;
+    m_tlsTrouble = {};
     const auto configured = UsableSettings();
     if (!configured) {
         return kSecureNoCredentials;
@@ -226,9 +228,22 @@ std::int32_t CZnSecureProtocol::Handshake() {
             Log(kLogFile, "Server certificate not checked");
         }
     } else {
+        KeepTrouble(result);
         m_pChannel.reset();
     }
     return result;
+}
+
+void CZnSecureProtocol::KeepTrouble(std::int32_t result) {
+    if (result == kSecureNoCertificates) {
+        m_tlsTrouble = {TlsTrouble::kSettings, {}, "ClientCertificates names no readable folder"};
+    } else if (result == kSecureHandshakeRead) {
+        m_tlsTrouble.kind = IsConnected() ? TlsTrouble::kTimedOut : TlsTrouble::kClosed;
+    } else if (m_pChannel) {
+        const std::string& refusal = m_pChannel->refusal();
+        m_tlsTrouble = {TlsTrouble::kChannel, m_pChannel->fault(),
+                        refusal.empty() ? m_pChannel->faultText() : refusal};
+    }
 }
 
 std::int32_t CZnSecureProtocol::StartChannel(const platform::TlsSettings& settings) {

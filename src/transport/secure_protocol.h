@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -28,6 +29,14 @@ enum SecureResult : std::int32_t {
     kSecureEncryptFailed = -1010,
     kSecureDecryptFailed = -1011,
     kSecureTimeout = -1014,  ///< No line came in time.
+};
+
+/// Why the last handshake failed.
+struct TlsTrouble {
+    enum Kind { kNone, kChannel, kTimedOut, kClosed, kSettings };
+    Kind kind = kNone;
+    platform::TlsFault fault = platform::TlsFault::kNone;  ///< Of kChannel.
+    std::string text = {};                                 ///< What is known beside; often empty.
 };
 
 /// TLS on top of the TCP connection, client side. A protocol starts it with `Handshake` once the
@@ -89,6 +98,7 @@ protected:
     CZncString m_strCheckedName;
     /// Total limit of the handshake in milliseconds; 0 stands for 20 seconds.
     std::uint32_t m_lHandshakeTimeout = 0;
+    TlsTrouble m_tlsTrouble;
 
 private:
     /// Decrypted bytes that the line reader has read ahead.
@@ -102,6 +112,7 @@ private:
     std::int32_t DecryptBuffered(void* dest, std::uint32_t capacity, std::uint32_t& receivedOut);
     std::int32_t DecryptMore(void* dest, std::uint32_t capacity, std::uint32_t& receivedOut);
     void LogConnectionInfo();
+    void KeepTrouble(std::int32_t result);
 
     std::unique_ptr<platform::TlsClient> m_pChannel;
     std::unique_ptr<LineBuffer> m_pLine;

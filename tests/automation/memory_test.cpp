@@ -11,7 +11,6 @@
 #include "base/data_buffer.h"
 #include "charset/encoding_convert.h"
 #include "charset/tables/code_pages.h"
-#include "charset/tables/stored_tables.h"
 #include "support/scoped_settings.h"
 #include "support/scripted_server.h"
 #include "support/temporary_folder.h"
@@ -131,24 +130,6 @@ protected:
     long nth_ = 0;
     bool failed_ = false;
 };
-
-TEST_F(Memory, TablesAreUnpackedAtTheNextUse) {
-    constexpr long kMostAllocations = 6;
-    for (const borvik::StoredTable& stored : borvik::storedTables()) {
-        const std::uint32_t page = stored.codePage;
-        borvik::DataBuffer spoilt;
-        borvik::DataBuffer whole;
-        nextToFail = 1 + page % kMostAllocations;
-        EXPECT_ANY_THROW({
-            borvik::EncodingConvert().convert(page, borvik::kUtf16Le, "\xC1", 1, spoilt);
-            throw nextToFail;
-        });
-        nextToFail = 0;
-        borvik::EncodingConvert().convert(page, borvik::kUtf16Le, "\xA1\xA1\xC1\xE4", 4, whole);
-        const bool sevenBit = page >= 20105 && page <= borvik::kUsAscii;
-        EXPECT_EQ(whole.empty(), sevenBit) << page;
-    }
-}
 
 TEST_F(Memory, Encode) {
     failEachOnce([&] {

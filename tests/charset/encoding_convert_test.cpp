@@ -14,6 +14,7 @@
 #include "charset/tables/code_pages.h"
 #include "charset/tables/conversion_tables.h"
 #include "platform/code_page.h"
+#include "platform/digests.h"
 
 namespace borvik {
 namespace {
@@ -182,6 +183,39 @@ TEST(EncodingConvert, ConvertsWhatTheTablesDoNotTell) {
     }
 }
 
+TEST(EncodingConvert, IllFormedUtf8EndsUtf32) {
+    for (const char* sequence : {"\x80",
+                                 "\xBF",
+                                 "\xC0\x80",
+                                 "\xC1\xBF",
+                                 "\xC2",
+                                 "\xC2\x7F",
+                                 "\xC2\xC0",
+                                 "\xE0\x9F\xBF",
+                                 "\xE1\x80",
+                                 "\xE1\x7F\x80",
+                                 "\xE1\x80\x7F",
+                                 "\xE1\x80\xC0",
+                                 "\xF0\x8F\xBF\xBF",
+                                 "\xF1\x80\x80",
+                                 "\xF1\x80\x80\x7F",
+                                 "\xF1\x80\xC0\x80",
+                                 "\xF4\x90\x80\x80",
+                                 "\xF5\x80\x80\x80",
+                                 "\xFE",
+                                 "\xFF"}) {
+        expectSame(converted(kUtf8, kUtf32Be, "a"s + sequence), {"\0\0\0a"s, false}, hex(sequence));
+    }
+    // The ends of each length, the surrogates that are let through among them.
+    expectSame(converted(kUtf8, kUtf32Be,
+                         "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xED\xA0\x80\xEF\xBF\xBF"
+                         "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"),
+               {"\0\0\0\x7F\0\0\0\x80\0\0\x07\xFF\0\0\x08\0\0\0\xD7\xFF\0\0\xD8\0\0\0\xFF\xFF"
+                "\0\x01\0\0\0\x10\xFF\xFF"s,
+                true},
+               "ends");
+}
+
 TEST(EncodingConvert, AppendsAndTakesNamesAndTheAnsiPage) {
     const platform::ScopedAnsiCodePage ansi(1251);
     EncodingConvert convert;
@@ -324,6 +358,18 @@ TEST(CharsetNaming, ReadsEverySpellingInAnyDress) {
         }
         EXPECT_EQ(CharsetNaming().nameToCodePage((dressed + "\r\n").c_str()), codePage) << name;
     }
+}
+
+TEST(CharsetNaming, LeadsWhereItAlwaysLed) {
+    std::string rows;
+    for (const auto& [name, codePage] : acceptedCharsetNames()) {
+        rows.append(name).append("=" + std::to_string(codePage) + "\n");
+    }
+    for (const auto& [codePage, name] : preferredCharsetNames()) {
+        rows.append(std::to_string(codePage) + "=").append(name).append("\n");
+    }
+    const std::string digest = platform::digestOf(platform::Digest::kSha256, rows);
+    EXPECT_EQ(hex(digest.substr(0, 8)), "60B8B28C55FF0EB8");
 }
 
 TEST(CharsetNaming, NamesOfPagesLeadBackExceptForThoseThatShareOne) {

@@ -158,9 +158,12 @@ std::string errorOf(Action action) {
 
 TEST_F(Front, ErrorsTellWhatWentWrong) {
     const std::string port = std::to_string(host_.smtpPort());
-    EXPECT_EQ(errorOf([&] { SmtpSession(at(host_.smtpPort(), "wrong")); }),
-              "37411 connect to 127.0.0.1:" + port +
-                  ": Authorization failed; the server said: 535 authentication failed");
+    EXPECT_EQ(
+        errorOf([&] { SmtpSession(at(host_.smtpPort(), "wrong")); }),
+        "37411 connect to 127.0.0.1:" + port +
+            ": the login was refused; the server said: 535 authentication failed. Check user name "
+            "and password. The user name is often the whole address, and some providers want "
+            "a password made for mail programs.");
     EXPECT_EQ(errorOf([&] { Pop3Session(at(host_.pop3Port(), "wrong")); }).substr(0, 5), "37508");
     SessionOptions strict = smtp();
     strict.security = Security::starttls;
@@ -168,7 +171,7 @@ TEST_F(Front, ErrorsTellWhatWentWrong) {
     EXPECT_EQ(errorOf([&] { SmtpSession(smtp()).send(Message()); }).substr(0, 5), "37609");
     EXPECT_EQ(errorOf([&] { Message().to("nobody"); }).substr(0, 5), "37610");
     EXPECT_EQ(errorOf([&] { Message().attach("/no/file"); }),
-              "37605 /no/file: No such file or directory");
+              "37605 /no/file: No such file or directory. Check the path.");
     EXPECT_EQ(errorOf([&] { Message().header("A", "b\r\nBcc: c@d"); }).substr(0, 5), "36002");
     EXPECT_EQ(errorOf([&] { Message().header("A:", "b"); }).substr(0, 5), "36002");
     EXPECT_EQ(errorOf([&] { Message().attach("x", "a\r\nb"); }).substr(0, 5), "36002");

@@ -12,9 +12,16 @@
 namespace tessolt {
 namespace {
 
-std::string undone(std::string text) {
-    text.resize(RemoveDotStuffing(text.data(), text.size()));
-    return text;
+/// The text when it comes in pieces of that size, with their transfer form taken back.
+std::string undone(std::string_view text, std::size_t pieceSize, bool atStart = false) {
+    DotRemoval dots(atStart);
+    std::string out;
+    for (; !text.empty(); text.remove_prefix(std::min(pieceSize, text.size()))) {
+        std::string piece(text.substr(0, pieceSize));
+        piece.resize(dots.Remove(piece.data(), piece.size()));
+        out += piece;
+    }
+    return out;
 }
 
 TEST(DotStuffing, DoublesWhatCouldEndTheMessage) {
@@ -54,8 +61,11 @@ TEST(DotStuffing, OfATextInPieces) {
 }
 
 TEST(DotStuffing, RemovesTheDotsOfAReceivedBody) {
-    EXPECT_EQ(undone("..\r\n...x\r\n.\r\n"), "..\r\n..x\r\n\r\n");
-    EXPECT_EQ(undone("a\n.b\r.c\r\n.d"), "a\n.b\r.c\r\nd");
+    for (std::size_t size = 1; size < 12; ++size) {
+        EXPECT_EQ(undone("..\r\n...x\r\n.\r\n", size), "..\r\n..x\r\n\r\n");
+        EXPECT_EQ(undone("..\r\n..\r\n", size, true), ".\r\n.\r\n");
+        EXPECT_EQ(undone("a\n.b\r.c\r\n.d", size), "a\n.b\r.c\r\nd");
+    }
 }
 
 TEST(DotStuffing, AgreesWithTheSlowForm) {
@@ -77,7 +87,7 @@ TEST(DotStuffing, AgreesWithTheSlowForm) {
             bare += dot && before.ends_with("\r\n") ? "" : text.substr(i, 1);
         }
         ASSERT_EQ(DoubleLoneDots(text, ""), doubled) << text;
-        ASSERT_EQ(undone(text), bare) << text;
+        ASSERT_EQ(undone(text, 1 + random() % 24), bare) << text;
     }
 }
 

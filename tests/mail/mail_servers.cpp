@@ -52,6 +52,10 @@ std::string replyTo(ServerPart& part, const std::string& verb) {
     return reply;
 }
 
+bool breaksOff(std::string_view reply) {
+    return reply.ends_with("!\r\n");
+}
+
 /// Answers command by command, `welcome` first unless that was sent. True when TLS was agreed on.
 bool converse(ServerPart& part, support::ServerStream& stream, bool welcomes) {
     std::string reply;
@@ -62,10 +66,21 @@ bool converse(ServerPart& part, support::ServerStream& stream, bool welcomes) {
         }
         reply = replyTo(part, verb);
         stream.delay(part.pause);
+        if (breaksOff(reply)) {
+            stream.send(reply.substr(0, reply.size() - 3));
+            stream.drop();
+            return false;
+        }
         return stream.send(reply);
+    };
+    const auto hear = [&](const std::string& line) {
+        if (part.heard != nullptr) {
+            *part.heard += (part.heard->empty() ? "" : "|") + linesOf(line);
+        }
     };
     bool goesOn = !welcomes || answer("");
     for (std::string line; goesOn && !(line = stream.readLine()).empty();) {
+        hear(line);
         std::string verb = line.substr(0, 4);
         std::transform(verb.begin(), verb.end(), verb.begin(), borvik::asciiUpper);
         goesOn = answer(verb);
@@ -76,6 +91,7 @@ bool converse(ServerPart& part, support::ServerStream& stream, bool welcomes) {
         if (verb == "DATA" && reply.starts_with("354")) {
             while (!(line = stream.readUntil("\n")).empty() && line != ".\r\n") {
             }
+            hear(line.empty() ? "<part of a text>" : "<text>");
             goesOn = answer(".");
         }
     }
@@ -110,7 +126,8 @@ ScriptedServer::Script served(ServerPart part, Tls tls, const support::TlsServer
             return;
         }
         TlsPeer peer(connection, setup);
-        const bool welcomes = tls == Tls::kFromStart && part.faults.count("") == 0;
+        const bool welcomes = tls == Tls::kFromStart && part.faults.count("") == 0 &&
+                              !breaksOff(part.replies[""].front());
         if (peer.accept(welcomes ? replyTo(part, "") : std::string())) {
             converse(part, peer, tls == Tls::kFromStart && !welcomes);
         } else {

@@ -26,10 +26,13 @@ struct ServerPart {
     /// Done in place of the reply, as the end of the connection.
     std::map<std::string, std::function<void(support::ServerStream&)>> faults = {};
     std::chrono::milliseconds pause{0};  ///< In front of each reply.
+    /// Gets the lines that came, as `linesOf` has them, and "<text>" for that of a message.
+    std::string* heard = nullptr;
 };
 
 /// A healthy SMTP and a healthy POP3 server, the latter with two messages, but for `changes` in the
-/// form "VERB:reply|VERB:first reply;second reply", with "~" for the line ends within a reply.
+/// form "VERB:reply|VERB:first reply;second reply", with "~" for the line ends within a reply. One
+/// that ends in "!" is cut off there, and the connection ends.
 ServerPart smtpPart(std::string_view changes = {});
 ServerPart pop3Part(std::string_view changes = {});
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <new>
@@ -237,6 +239,32 @@ TEST_F(SmtpQueue, ASecondTimeReplacesTheHeadersAndMakesAnotherFile) {
         EXPECT_EQ(text.find(name == first ? "second.test" : "first.test"), std::string::npos);
         EXPECT_EQ(text.find("-Port: -5") != std::string::npos, name != first);
         EXPECT_EQ(text.find("-Secure: False") != std::string::npos, name != first);
+    }
+}
+
+TEST_F(SmtpQueue, ProcessesShareAFolder) {
+    constexpr int kProcesses = 4;
+    constexpr int kMessages = 25;
+    compose(mail_);
+    for (int i = 0; i < kProcesses; ++i) {
+        if (fork() == 0) {
+            int failed = 0;
+            for (int k = 0; k < kMessages; ++k) {
+                failed += queue(folder_.path()) == 0 ? 0 : 1;
+            }
+            _exit(failed);
+        }
+    }
+    int status = 0;
+    while (wait(&status) > 0) {
+        EXPECT_EQ(status, 0);
+    }
+    const std::vector<std::string> found = names();
+    EXPECT_EQ(found.size(), std::size_t{kProcesses * kMessages});
+    for (const std::string& name : found) {
+        EXPECT_TRUE(name.ends_with(".znq"));
+        const std::string text = support::TemporaryFolder::read(folder_.file(name));
+        EXPECT_TRUE(text.starts_with("Reply-To:") && text.ends_with("\r\n.last\r\n."));
     }
 }
 

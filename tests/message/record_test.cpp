@@ -64,22 +64,65 @@ TEST(CZnMail, ChecksSenderAndRecipientsForSending) {
     EXPECT_EQ(mail.m_wstrFromAddress, u"a@b");
 }
 
+/// All that can be seen of a record but for mailer and number.
+std::string everythingIn(const CZnMail& mail) {
+    std::string all = support::sourceOf(mail) + std::string(mail.GetLoadedBytes()) +
+                      std::to_string(mail.m_nEncoding) + "," + std::to_string(mail.m_nPriority) +
+                      "," + std::to_string(mail.m_uBoundaryCount) + "," +
+                      std::to_string(mail.m_uContentId);
+    for (const CZncStringW* text :
+         {&mail.m_wstrSubject, &mail.m_wstrBodyPlainText, &mail.m_wstrBodyHtml,
+          &mail.m_wstrFromName, &mail.m_wstrFromAddress, &mail.m_wstrReplyAddress,
+          &mail.m_wstrReadReceiptAddress, &mail.m_wstrOrganization}) {
+        all += "|" + support::utf8(*text);
+    }
+    for (const RecipientList* list : {&mail.m_lstTo, &mail.m_lstCc, &mail.m_lstBcc}) {
+        all += "|" + support::showRecipients(*list);
+    }
+    for (const auto& attachment : mail.m_lstAttachments) {
+        all += "|" + attachment->m_strFileName;
+    }
+    for (const auto& header : mail.m_mapHeaders) {
+        all += "|" + header.first;
+    }
+    return all;
+}
+
 TEST(CZnMail, ClearKeepsOnlyMailerAndNumber) {
-    CZnMail mail;
-    mail.m_strMailer = "Mailer";
-    mail.m_uID = 7;
-    mail.m_nEncoding = mail.m_nPriority = 1;
-    mail.m_wstrSubject = mail.m_wstrOrganization = u"text";
-    mail.AddTo(u"a@b");
-    mail.AddHeader("X-A", "1");
-    mail.Encode();
-    mail.Clear();
-    EXPECT_EQ(support::sourceOf(mail), "\r\n\r\n");
-    EXPECT_TRUE(mail.m_uID == 7 && mail.m_nEncoding == 0 && mail.m_nPriority == 3);
-    mail.Encode();
-    CZncString head;
-    EXPECT_EQ(support::countOf(mail.GetHead(head).View(), "\r\n"), 6U) << head.GetString();
-    EXPECT_EQ(mail.GetHeader("x-mailer", head), "Mailer");
+    for (const MailRules& rules : {MailRules::classic(), MailRules::current()}) {
+        for (const bool loaded : {false, true}) {
+            CZnMail mail;
+            mail.m_rules = rules;
+            const std::string fresh = everythingIn(mail);
+            mail.m_strMailer = "Mailer";
+            mail.m_nEncoding = mail.m_nPriority = 1;
+            for (CZncStringW* text :
+                 {&mail.m_wstrSubject, &mail.m_wstrBodyPlainText, &mail.m_wstrBodyHtml,
+                  &mail.m_wstrFromName, &mail.m_wstrFromAddress, &mail.m_wstrReplyAddress,
+                  &mail.m_wstrReadReceiptAddress, &mail.m_wstrOrganization}) {
+                *text = u"a@b";
+            }
+            mail.AddTo(u"a@b");
+            mail.AddCc(u"a@b");
+            mail.AddBcc(u"a@b");
+            mail.AddHeader("X-A", "1");
+            mail.AddBytes({}, u"name", "image/png");
+            mail.SetInline(1, "id");
+            EXPECT_EQ(mail.Encode(), 0);
+            if (loaded) {
+                EXPECT_EQ(mail.LoadFromBytes(support::sourceOf(mail)), 0);
+            }
+            mail.m_uID = 7;
+            EXPECT_GT(everythingIn(mail).size(), fresh.size() + 500);
+            mail.Clear();
+            EXPECT_EQ(everythingIn(mail), fresh);
+            EXPECT_EQ(mail.m_uID, 7U);
+            mail.Encode();
+            CZncString value;
+            EXPECT_EQ(mail.GetHeader("x-mailer", value), "Mailer");
+            EXPECT_EQ(mail.GetHeader("bcc", value), "");
+        }
+    }
 }
 
 }  // namespace

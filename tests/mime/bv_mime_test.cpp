@@ -200,6 +200,43 @@ TEST(ClsMime, GoesOnAtAnEmptyRootWhenItsNodeIsGone) {
     }
 }
 
+/// The log of the last operation behind what the machine and the build put into it.
+std::string keptLog(ClsMime& mime) {
+    StringBuffer log;
+    mime.log().getText(log);
+    log.replaceAll("\r\n", "|");
+    log.replaceAll("  ", "");
+    std::string text(log.view());
+    const std::size_t at = text.find("DllDate: ");
+    return text.erase(at, text.find("Language: ") - at);
+}
+
+TEST(ClsMime, KeepsTheWholeLogOfAnOperation) {
+    ClsMime mime;
+    mime.keepLog(true);
+    EXPECT_TRUE(mime.loadMimeText(
+        "Subject: =?iso-8859-1?Q?caf=E9?= \xE9\nX-A: \xC3\xA9\n"
+        "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/html\n\n"
+        "<meta charset=windows-1251>\xE9\n--b\nContent-Transfer-Encoding: base64\n"
+        "Content-Type: text/plain; charset=iso-8859-1\n\n6Q==\n--b--\n",
+        false));
+    EXPECT_EQ(keptLog(mime),
+              "BorvikLog:|LoadMime:|Language: C++|Double CRLF not found, but found double-LF|"
+              "Found LFLF, converting to CRLF|Found end-of-header.|Header contains Q-encoding.|"
+              "DetectedCodePageQ: 28591|FinalCodePageDecision: 28591|"
+              "Converting header field to utf-8|Converting header field to utf-8|"
+              "Found end-of-header.|No CRLF's found in header.Converting line endings to CRLF.|"
+              "Header is entirely 7-bit|FinalCodePageDecision: 0|"
+              "No charset specified.Trying to get HTML charset via META tag..|"
+              "Found end-of-header.|Header is entirely 7-bit|FinalCodePageDecision: 0|Success.|");
+    XString text;
+    EXPECT_TRUE(mime.getMime(text));
+    EXPECT_EQ(keptLog(mime),
+              "BorvikLog:|GetMime:|Language: C++|Appending body with no encoding..|"
+              "Converting text from stored utf-8 to target code page.|"
+              "Appending base64 encoded body..|Success.|");
+}
+
 TEST(ClsMime, SharesATreeBetweenThreads) {
     ClsMime root;
     root.convertToMultipart();

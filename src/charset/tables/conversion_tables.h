@@ -16,14 +16,15 @@ using UnicodeLookup = std::array<char16_t, 256>;
 
 /// Bytes to UTF-16, compiled for one index a character.
 ///
-/// Memory: 0.5 KB for a single-byte page, 128.5 KB for a double-byte one, in static storage.
+/// Memory: 0.6 KB of constant data for a single-byte page; a double-byte one spreads 128 KB in
+/// static storage at its first use.
 struct DecodeTable {
     bool asciiCompatible = false;
     UnicodeLookup single{};
     /// Double-byte pages only: the unit of the character that begins with the high byte of the
     /// index, when the low byte follows; 0 when there is none. Where the high byte begins no pair,
     /// this is its single character whatever follows.
-    std::span<char16_t> units;
+    std::span<const char16_t> units;
     /// Double-byte pages only: the bytes that begin a pair. That of high nibble h (from 8 up) and
     /// low nibble l does so when bit h - 8 is set in `leadRows[l]`.
     std::array<std::uint8_t, 16> leadRows{};
@@ -36,6 +37,7 @@ struct DecodeTable {
     std::array<std::uint8_t, 16> unevenRows{};
 
     static constexpr std::uint8_t kLowestLead = 0x80;
+    static constexpr std::size_t kPairCount = 0x10000;
 
     bool isMultiByte() const { return !units.empty(); }
     bool isLead(std::uint8_t byte) const {
@@ -49,20 +51,23 @@ struct DecodeTable {
 
 /// UTF-16 to bytes, compiled for one index a unit.
 ///
-/// Memory: 64 KB for a single-byte page, 128 KB for a double-byte one, in static storage.
+/// Memory: of 64 KB for a single-byte page and 128 KB for a double-byte one, in static storage, the
+/// parts that hold characters; the rest is never touched.
 struct EncodeTable {
     bool asciiCompatible = false;
     /// Single-byte pages only: the byte of each unit, 0 when there is none.
-    std::span<std::uint8_t> bytes;
+    std::span<const std::uint8_t> bytes;
     /// Double-byte pages only: the bytes of each unit in stream order, from the low byte up; 0 when
     /// there are none. A code of two bytes never ends in a 0 byte.
-    std::span<std::uint16_t> cells;
+    std::span<const std::uint16_t> cells;
 
     /// Units with bytes in the same order.
     struct Stretch {
         char16_t first;
         std::uint16_t count;
         std::uint8_t firstByte;
+
+        friend bool operator==(const Stretch&, const Stretch&) = default;
     };
     /// Single-byte pages only: the longest stretch beyond ASCII. For the fast lanes.
     Stretch stretch{};
@@ -72,15 +77,14 @@ struct EncodeTable {
     bool isMultiByte() const { return !cells.empty(); }
     /// The bytes of a unit as in `cells`.
     std::uint16_t cell(char16_t unit) const { return isMultiByte() ? cells[unit] : bytes[unit]; }
-    void set(char16_t unit, std::uint16_t code);
 };
 
-/// The tables of the library. Each is made at its first use, stays until the library is unloaded,
-/// and may be read by any number of threads. Null for a page that has no table. Throws
-/// `std::bad_alloc` when there is no memory to unpack it with: the next use tries again then.
+/// The tables of the library. Each is spread out at its first use, for which nothing is unpacked or
+/// allocated, stays until the library is unloaded, and may be read by any number of threads. Null
+/// for a page that has no table.
 const DecodeTable* decodeTable(std::uint32_t codePage);
 const EncodeTable* encodeTable(std::uint32_t codePage);
-/// Whether the page has a table; makes none.
+/// Whether the page has a table; touches none.
 bool hasTable(std::uint32_t codePage);
 
 }  // namespace borvik

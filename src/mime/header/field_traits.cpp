@@ -1,5 +1,8 @@
 #include "mime/header/field_traits.h"
 
+#include <array>
+#include <cstddef>
+
 #include "base/ascii_text.h"
 
 namespace borvik {
@@ -13,36 +16,60 @@ struct KnownField {
 
 constexpr FieldTraits kRecipients = kAddressField | kRawWithoutAddress | kSemicolonList;
 
-constexpr KnownField kKnownFields[] = {
-    {"to", kRecipients},
-    {"cc", kRecipients},
-    {"bcc", kRecipients},
-    {"from", kAddressField | kRawWithoutAddress},
-    {"return-path", kRawWithoutAddress},
-    {"subject", kFreeTextField | kKeepsBlanks | kEncodedIfStateful | kNoListFold},
-    {"thread-topic", kFreeTextField | kEncodedIfStateful},
-    {"content-location", kFreeTextField | kNoListFold},
-    {"accept-language", kFreeTextField},
-    {"user-agent", kFreeTextField | kNeverFoldedWhenRead | kNeverFoldedWhenSet},
-    {"accept", kNeverFoldedWhenSet},
-    {"accept-charset", kNeverFoldedWhenSet},
-    {"received", kWrittenRaw | kCollapsesBlanks | kNoListFold},
-    {"dkim-signature", kCollapsesBlanks | kNoListFold},
-    {"domainkey-signature", kCollapsesBlanks | kNoListFold},
-    {"content-transfer-encoding", kWrittenRaw},
-    {"content-type", kAlwaysSplit | kLastOneCounts},
-    {"content-disposition", kAlwaysSplit},
+constexpr std::array kKnownFields = {
+    KnownField{"to", kRecipients},
+    KnownField{"cc", kRecipients},
+    KnownField{"bcc", kRecipients},
+    KnownField{"from", kAddressField | kRawWithoutAddress},
+    KnownField{"return-path", kRawWithoutAddress},
+    KnownField{"subject", kFreeTextField | kKeepsBlanks | kEncodedIfStateful | kNoListFold},
+    KnownField{"thread-topic", kFreeTextField | kEncodedIfStateful},
+    KnownField{"content-location", kFreeTextField | kNoListFold},
+    KnownField{"accept-language", kFreeTextField},
+    KnownField{"user-agent", kFreeTextField | kNeverFoldedWhenRead | kNeverFoldedWhenSet},
+    KnownField{"accept", kNeverFoldedWhenSet},
+    KnownField{"accept-charset", kNeverFoldedWhenSet},
+    KnownField{"received", kWrittenRaw | kCollapsesBlanks | kNoListFold},
+    KnownField{"dkim-signature", kCollapsesBlanks | kNoListFold},
+    KnownField{"domainkey-signature", kCollapsesBlanks | kNoListFold},
+    KnownField{"content-transfer-encoding", kWrittenRaw},
+    KnownField{"content-type", kAlwaysSplit | kLastOneCounts},
+    KnownField{"content-disposition", kAlwaysSplit},
 };
+
+constexpr std::size_t kSlots = 64;
+
+/// A place of its own for each of the known names, by length and first letter.
+constexpr std::size_t slotOf(std::string_view name) {
+    constexpr std::size_t kSpread = 20;
+    return (name.size() * kSpread + static_cast<unsigned char>(asciiLower(name.front()))) % kSlots;
+}
+
+/// The known fields by their slots; 0 for none, else one more than the place in the list.
+constexpr std::array<std::uint8_t, kSlots> kFieldOfSlot = [] {
+    std::array<std::uint8_t, kSlots> fields{};
+    for (std::size_t i = 0; i < kKnownFields.size(); ++i) {
+        fields[slotOf(kKnownFields[i].name)] = static_cast<std::uint8_t>(i + 1);
+    }
+    return fields;
+}();
+
+constexpr bool isPerfect() {
+    for (std::size_t i = 0; i < kKnownFields.size(); ++i) {
+        if (kFieldOfSlot[slotOf(kKnownFields[i].name)] != i + 1) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(isPerfect(), "two known names share a slot");
 
 }  // namespace
 
 FieldTraits traitsOfField(std::string_view name) {
-    for (const KnownField& field : kKnownFields) {
-        if (equalsNoCase(field.name, name)) {
-            return field.traits;
-        }
-    }
-    return 0;
+    const std::uint8_t place = name.empty() ? std::uint8_t{0} : kFieldOfSlot[slotOf(name)];
+    const bool isKnown = place != 0 && equalsNoCase(kKnownFields[place - 1].name, name);
+    return isKnown ? kKnownFields[place - 1].traits : FieldTraits{0};
 }
 
 }  // namespace borvik

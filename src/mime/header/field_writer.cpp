@@ -19,6 +19,7 @@ namespace borvik {
 namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
+constexpr std::string_view kColon = ": ";
 
 // Lengths of lines. They don't follow from one another: each was chosen for its own case.
 constexpr std::size_t kSegmentLength = 66;     // a 7-bit segment below it goes in as it is
@@ -162,11 +163,31 @@ private:
     std::size_t innerBlankEnd_ = 0;
 };
 
+bool FieldWriter::writePlain(std::string_view name, std::string_view value,
+                             std::string& out) const {
+    const bool isPlain = (charset_.codePage == kNoCodePage || charset_.codePage == kUtf8) &&
+                         !is(kKeepsBlanks) && !name.empty() &&
+                         name.size() + kColon.size() + value.size() < kSegmentLength &&
+                         trimmed(name).data() == name.data() && isAscii(value) &&
+                         (is(kFreeTextField) || value.find(';') == kNone);
+    if (isPlain) {
+        const std::size_t begin = out.size();
+        out += name;
+        out += kColon;
+        out += value;
+        out.resize(begin + trimmed(std::string_view(out).substr(begin)).size());
+    }
+    return isPlain;
+}
+
 void FieldWriter::write(std::string_view name, std::string_view value, std::string& out) {
+    if (writePlain(name, value, out)) {
+        return;
+    }
     std::string field;
-    field.reserve(name.size() + value.size() + 2);
+    field.reserve(name.size() + value.size() + kColon.size());
     field += name;
-    field += ": ";
+    field += kColon;
     encodeValue(value, field);
     // This also removes a fold behind the last address.
     out += is(kKeepsBlanks) ? std::string_view(field) : trimmed(field);

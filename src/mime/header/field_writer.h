@@ -27,6 +27,9 @@ public:
     void write(std::string_view name, std::string_view value, std::string& out);
 
 private:
+    /// The short way for what no rule concerns: 7-bit text within a line. False for other fields.
+    bool writePlain(std::string_view name, std::string_view value, std::string& out) const;
+
     /// Encoded words for one run of text: of which kind, and how they are labelled.
     struct Coding {
         bool useQ;

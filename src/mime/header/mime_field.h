@@ -29,6 +29,9 @@ public:
     std::string_view name() const { return std::string_view(text_).substr(0, nameLength_); }
     std::string_view value() const { return std::string_view(text_).substr(nameLength_); }
 
+    /// Bytes of both together.
+    std::size_t size() const { return text_.size(); }
+
     /// Whether the name is this one, ignoring ASCII case.
     bool hasName(std::string_view name) const;
 

@@ -248,7 +248,14 @@ void MimeHeader::AssembleMimeHeader(std::string& out, const _bvCharset& charset,
     if (target.getCodePage() == kUtf7) {
         target.setByCodePage(kUtf8);
     }
+    // Most fields are written as they are held.
+    constexpr std::size_t kAroundField = 4;
     const std::size_t begin = out.size();
+    std::size_t expected = begin;
+    for (const MimeField& field : fields_) {
+        expected += field.size() + kAroundField;
+    }
+    out.reserve(expected);
     for (const MimeField& field : fields_) {
         field.emitField(out, target, log);
         out += kLineEnd;

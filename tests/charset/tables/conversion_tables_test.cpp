@@ -15,6 +15,7 @@
 #include "charset/tables/code_pages.h"
 #include "charset/tables/hash_convert.h"
 #include "charset/tables/stored_tables.h"
+#include "charset/tables/table_maker.h"
 
 namespace borvik {
 namespace {
@@ -95,6 +96,25 @@ TEST(ConversionTables, AreSharedByThreadsThatMeetAtTheFirstUse) {
     }
     EXPECT_EQ(decodeTable(54936), nullptr);
     EXPECT_EQ(encodeTable(65001), nullptr);
+}
+
+TEST(ConversionTables, AreWhatTheirStoredFormSays) {
+    for (const StoredTable& stored : storedTables()) {
+        const MadeTables made = makeTables(stored);
+        const DecodeTable& decode = *decodeTable(stored.codePage);
+        EXPECT_EQ(decode.asciiCompatible, made.decode.asciiCompatible) << stored.codePage;
+        EXPECT_EQ(decode.single, made.decode.single) << stored.codePage;
+        EXPECT_TRUE(std::ranges::equal(decode.units, made.units)) << stored.codePage;
+        EXPECT_EQ(decode.leadRows, made.decode.leadRows) << stored.codePage;
+        EXPECT_EQ(decode.shiftLow, made.decode.shiftLow) << stored.codePage;
+        EXPECT_EQ(decode.shiftHigh, made.decode.shiftHigh) << stored.codePage;
+        EXPECT_EQ(decode.unevenRows, made.decode.unevenRows) << stored.codePage;
+        const EncodeTable& encode = *encodeTable(stored.codePage);
+        EXPECT_EQ(encode.asciiCompatible, made.encode.asciiCompatible) << stored.codePage;
+        EXPECT_TRUE(std::ranges::equal(encode.bytes, made.bytes)) << stored.codePage;
+        EXPECT_TRUE(std::ranges::equal(encode.cells, made.cells)) << stored.codePage;
+        EXPECT_EQ(encode.stretch, made.encode.stretch) << stored.codePage;
+    }
 }
 
 std::string find(const HashConvert& table, std::string_view key) {
