@@ -387,7 +387,7 @@ class Pop3Session : public detail::Session<IPop3> {
     /// was meant.
     static Status findAgain(const SharedConnection& connection, MailboxEntry& entry) {
         std::vector<MailboxEntry> entries;
-        const Status status = list(connection, entries);
+        Status status = list(connection, entries);
         if (!status) {
             return status;
         }
@@ -406,7 +406,7 @@ class Pop3Session : public detail::Session<IPop3> {
         message.reset();
         MailboxEntry found = entry;
         if (!connection->isOpen()) {
-            const Status status = findAgain(connection, found);
+            Status status = findAgain(connection, found);
             if (!status) {
                 return status;
             }
@@ -419,8 +419,7 @@ class Pop3Session : public detail::Session<IPop3> {
                            : pop3.GetEmailHeader(found.number, value.put());
         });
         detail::requireMemory(result);
-        const Status status =
-            connection->status(Stage::fetch, "fetch " + std::to_string(found.number));
+        Status status = connection->status(Stage::fetch, "fetch " + std::to_string(found.number));
         if (status) {
             message.emplace(value.object<IEMailMessage>());
             message->unique_id(entry.unique_id);
