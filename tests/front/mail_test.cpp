@@ -180,6 +180,29 @@ TEST_F(Front, ErrorsTellWhatWentWrong) {
     EXPECT_TRUE(!status && status.stage == Stage::connect && status.number == 37708);
 }
 
+TEST_F(Front, QueuesAMessage) {
+    const support::ScopedSettings settings("\"Queue\"=\"" + folder_.path() + "\"");
+    queue(letter("later"), smtp());
+    const auto first = fs::directory_iterator(folder_.path());
+    ASSERT_NE(first, fs::directory_iterator());
+    EXPECT_EQ(first->path().extension(), ".znq");
+    EXPECT_EQ(Message::load(first->path()).subject(), "later");
+}
+
+TEST_F(Front, WorksInSeveralThreads) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([this, i] {
+            SmtpSession session(smtp());
+            session.send(letter("thread " + std::to_string(i)));
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(host_.mailbox().messages().size(), 4U);
+}
+
 TEST_F(Front, WorksWithoutExceptions) {
     Message m;
     EXPECT_TRUE(m.from("ann@example.org").to(std::nothrow, "bob@example.org"));
@@ -206,29 +229,6 @@ TEST_F(Front, WorksWithoutExceptions) {
     EXPECT_TRUE(mail->attachments().at(0).bytes(std::nothrow, bytes) && bytes == "abc");
     EXPECT_TRUE(mailbox.erase(std::nothrow, *mail));
     EXPECT_EQ(mailbox.erase(std::nothrow, entries[0]).number, TESSOLT_ERROR_POP3_DELETE_FAILED);
-}
-
-TEST_F(Front, QueuesAMessage) {
-    const support::ScopedSettings settings("\"Queue\"=\"" + folder_.path() + "\"");
-    queue(letter("later"), smtp());
-    const auto first = fs::directory_iterator(folder_.path());
-    ASSERT_NE(first, fs::directory_iterator());
-    EXPECT_EQ(first->path().extension(), ".znq");
-    EXPECT_EQ(Message::load(first->path()).subject(), "later");
-}
-
-TEST_F(Front, WorksInSeveralThreads) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([this, i] {
-            SmtpSession session(smtp());
-            session.send(letter("thread " + std::to_string(i)));
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(host_.mailbox().messages().size(), 4U);
 }
 
 TEST_F(Front, RunsTheBlockOfTheReadme) {
