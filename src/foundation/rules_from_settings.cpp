@@ -1,6 +1,6 @@
 #include "foundation/rules_from_settings.h"
 
-#include <memory>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -36,13 +36,14 @@ MailRules rulesOf(const platform::SettingsState& settings) {
 }  // namespace
 
 MailRules rulesFromSettings() {
-    // Objects are made far more often than settings change.
-    thread_local std::shared_ptr<const platform::SettingsState> known;
+    // Objects are made far more often than settings change. What a thread keeps needs no end of its
+    // own, which would hold the library in the process until then.
+    thread_local std::uint64_t known = 0;
     thread_local MailRules rules;
     const auto settings = platform::currentSettings();
-    if (settings != known) {
+    if (settings->number != known) {
         rules = rulesOf(*settings);
-        known = settings;
+        known = settings->number;
     }
     return rules;
 }

@@ -133,10 +133,15 @@ Known known;
 std::atomic<std::uint64_t> refreshes{0};
 std::mutex editMutex;
 
+StatePtr newState(SettingsIndex index, std::string trouble) {
+    static std::atomic<std::uint64_t> number = 0;
+    return std::make_shared<const SettingsState>(
+        SettingsState{std::move(index), std::move(trouble), ++number});
+}
+
 /// What was read last from the same place, with the trouble of today.
 StatePtr stateInTrouble(const Known& last, const std::string& reason) {
-    return std::make_shared<const SettingsState>(SettingsState{
-        last.state ? last.state->index : SettingsIndex({}), last.path + ": " + reason});
+    return newState(last.state ? last.state->index : SettingsIndex({}), last.path + ": " + reason);
 }
 
 StatePtr stateOf(const Known& last, const std::string& content) {
@@ -144,7 +149,7 @@ StatePtr stateOf(const Known& last, const std::string& content) {
     if (!index.fault().empty()) {
         return stateInTrouble(last, index.fault());
     }
-    return std::make_shared<const SettingsState>(SettingsState{std::move(index), {}});
+    return newState(std::move(index), {});
 }
 
 /// Looks the file up. `last` is what is known of the same place, or nothing with its path alone.

@@ -18,6 +18,7 @@
 /// stays, `SettingsState::trouble` tells why, and each look-up tries again.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -39,6 +40,8 @@ struct SettingsState {
     /// Path of the file and why it can't be used; empty when it can, or when there is none.
     /// $TESSOLT_SETTINGS must name a file.
     std::string trouble;
+    /// Of this state alone; never 0.
+    std::uint64_t number = 0;
 
     /// The text of `name` under `key`, or nothing when key or name is missing. An empty `name` is
     /// the key's own text.

@@ -94,7 +94,7 @@ protected:
             attempt();
             ASSERT_FALSE(HasFailure()) << "allocation " << nth_;
         } while (failed_);
-        EXPECT_GT(nth_, 10);
+        EXPECT_GT(nth_, 5);
     }
 
     /// Whether an operation says that it was done. It may only fail with a number.
