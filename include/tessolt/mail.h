@@ -58,11 +58,10 @@ struct SessionOptions {
     std::string password = {};            ///< It goes out over TLS only, or to this machine.
     int port = 0;                         ///< 0 is the usual one.
     Security security = Security::usual;  ///< How the connection is made safe.
-    std::chrono::milliseconds connect_timeout{
-        20000};  ///< For the connection, and for each TLS handshake.
-    std::chrono::milliseconds reply_timeout{30000};  ///< For each command.
-    std::chrono::milliseconds data_timeout{120000};  ///< With nothing moving in a message.
-    std::string log_file = {};                       ///< Grows by a line for each step.
+    std::chrono::milliseconds connect_timeout{20000};  ///< A TLS handshake has it again.
+    std::chrono::milliseconds reply_timeout{30000};    ///< For each command.
+    std::chrono::milliseconds data_timeout{120000};    ///< With nothing moving in a message.
+    std::string log_file = {};                         ///< Grows by a line for each step.
 };
 /// Those of a session with SMTP.
 using SmtpOptions = SessionOptions;
@@ -388,7 +387,7 @@ class Pop3Session : public detail::Session<IPop3> {
     /// was meant.
     static Status findAgain(const SharedConnection& connection, MailboxEntry& entry) {
         std::vector<MailboxEntry> entries;
-        const Status status = list(connection, entries);
+        Status status = list(connection, entries);
         if (!status) {
             return status;
         }
@@ -407,7 +406,7 @@ class Pop3Session : public detail::Session<IPop3> {
         message.reset();
         MailboxEntry found = entry;
         if (!connection->isOpen()) {
-            const Status status = findAgain(connection, found);
+            Status status = findAgain(connection, found);
             if (!status) {
                 return status;
             }
@@ -420,8 +419,7 @@ class Pop3Session : public detail::Session<IPop3> {
                            : pop3.GetEmailHeader(found.number, value.put());
         });
         detail::requireMemory(result);
-        const Status status =
-            connection->status(Stage::fetch, "fetch " + std::to_string(found.number));
+        Status status = connection->status(Stage::fetch, "fetch " + std::to_string(found.number));
         if (status) {
             message.emplace(value.object<IEMailMessage>());
             message->unique_id(entry.unique_id);

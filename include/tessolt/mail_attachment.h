@@ -109,7 +109,7 @@ public:
     }
     Status bytes(std::nothrow_t, std::string& bytes) const {
         ByteView view = {};
-        const Status status = viewBytes(view);
+        Status status = viewBytes(view);
         bytes.assign(status && view.size > 0 ? view.data : "", status ? view.size : 0);
         return status;
     }
@@ -125,7 +125,7 @@ public:
     Status save_to(std::nothrow_t, const std::filesystem::path& folder, std::filesystem::path& path,
                    Existing existing = Existing::keep) const {
         ByteView view = {};
-        const Status status = viewBytes(view);
+        Status status = viewBytes(view);
         if (!status) {
             return status;
         }

@@ -277,7 +277,7 @@ public:
     }
     Status mime(std::nothrow_t, std::string& bytes) const {
         detail::requireMemory(message_->Encode());
-        const Status encoded = status(Stage::compose, "encode");
+        Status encoded = status(Stage::compose, "encode");
         ByteView view = {};
         if (encoded) {
             detail::requireMemory(data_->GetMimeBytes(&view));

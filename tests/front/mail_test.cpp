@@ -203,6 +203,34 @@ TEST_F(Front, WorksInSeveralThreads) {
     EXPECT_EQ(host_.mailbox().messages().size(), 4U);
 }
 
+TEST_F(Front, WorksWithoutExceptions) {
+    Message m;
+    EXPECT_TRUE(m.from("ann@example.org").to(std::nothrow, "bob@example.org"));
+    EXPECT_TRUE(m.bcc(std::nothrow, "eve@example.org"));
+    EXPECT_EQ(m.cc(std::nothrow, "nobody").number, TESSOLT_ERROR_BAD_CC_ADDRESS);
+    EXPECT_EQ(m.header(std::nothrow, "A:", "b").number, TESSOLT_ERROR_INVALID_ARGUMENT);
+    const auto tooEarly = std::chrono::system_clock::time_point(std::chrono::hours(-24 * 36500));
+    EXPECT_EQ(m.date(std::nothrow, tooEarly).number, TESSOLT_ERROR_INVALID_ARGUMENT);
+    EXPECT_EQ(m.attach(std::nothrow, "/no/file").number, TESSOLT_ERROR_OPEN_ATTACHMENT_FAILED);
+    EXPECT_TRUE(m.attach(std::nothrow, "abc", "a.txt"));
+    EXPECT_EQ(m.embed(std::nothrow, "x", "i.png", "b c").number, TESSOLT_ERROR_INVALID_ARGUMENT);
+    std::string mime;
+    EXPECT_TRUE(m.mime(std::nothrow, mime) && mime.find("a.txt") != mime.npos);
+    SmtpSession sender(std::nothrow, smtp());
+    EXPECT_TRUE(sender.send(std::nothrow, m));
+
+    Pop3Session mailbox(std::nothrow, pop3());
+    std::vector<MailboxEntry> entries;
+    std::optional<Message> mail;
+    ASSERT_TRUE(mailbox.list(std::nothrow, entries) && entries.size() == 1);
+    EXPECT_TRUE(mailbox.fetch_header(std::nothrow, entries[0], mail) && mail);
+    ASSERT_TRUE(mailbox.fetch(std::nothrow, entries[0], mail) && mail);
+    std::string bytes;
+    EXPECT_TRUE(mail->attachments().at(0).bytes(std::nothrow, bytes) && bytes == "abc");
+    EXPECT_TRUE(mailbox.erase(std::nothrow, *mail));
+    EXPECT_EQ(mailbox.erase(std::nothrow, entries[0]).number, TESSOLT_ERROR_POP3_DELETE_FAILED);
+}
+
 TEST_F(Front, RunsTheBlockOfTheReadme) {
     folder_.write("photo.jpg", "a photo");
     const fs::path before = fs::current_path();

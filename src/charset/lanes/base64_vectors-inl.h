@@ -60,7 +60,7 @@ HWY_INLINE hn::Vec<Tag> sextetsOf(Tag tag, hn::Vec<Tag> text) {
 /// Four sextets each to 24 bits of a lane, the first on top.
 template <class Tag>
 HWY_INLINE hn::Vec<Tag> joinSextets(Tag tag, hn::Vec<Tag> sextets) {
-#if HWY_ARCH_X86
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_SSSE3
     using V = hn::Vec<Tag>;
     if constexpr (hn::MaxLanes(tag) == kVector) {
         const auto pairs = _mm_maddubs_epi16(sextets.raw, _mm_set1_epi32(0x01400140));
