@@ -36,6 +36,10 @@ std::string Utf8Of(const CZncStringW& text) {
     return utf8.TakeString();
 }
 
+bool IsEncoded(CZnMail& mail) try { return mail.Encode() == 0; } catch (const std::bad_alloc&) {
+    return false;
+}
+
 /// An address as the server is to see it: where only the host's name goes beyond ASCII, that has
 /// another form, which every server takes.
 std::string WireForm(const std::string& address) {
@@ -65,23 +69,31 @@ struct CZnSmtp::EnvelopeCommand {
 
 /// The one place where a text is made for the server that gets it. What that server can do stands
 /// in `m_capabilities` by now. The text is empty when it could not be built.
-std::string_view CZnSmtp::TextForServer(CZnMail& mail, borvik::BvString& storage,
-                                        bool& canTravel) try {
-    const bool takesEightBit = !m_rules.extensions || m_capabilities.eightBitMime;
-    return mail.Encode() == 0 ? mail.GetWireText(storage, takesEightBit, canTravel)
-                              : std::string_view();
+std::string_view CZnSmtp::TextForServer(const CZnMail& mail, borvik::BvString& storage,
+                                        bool& canTravel) const try {
+    return mail.GetWireText(storage, !m_rules.extensions || m_capabilities.eightBitMime, canTravel);
 } catch (const std::bad_alloc&) {
     return {};
 }
 
 std::int32_t CZnSmtp::SendByEnvelope(CZnMail& mail) {
-    m_delivery = {};
     std::vector<std::string> recipients;
     for (const RecipientList* list : {&mail.m_lstTo, &mail.m_lstCc, &mail.m_lstBcc}) {
         for (const auto& recipient : *list) {
             recipients.push_back(Utf8Of(recipient->m_wstrAddress));
         }
     }
+    return IsEncoded(mail) ? DeliverText(mail, Utf8Of(mail.m_wstrFromAddress), recipients)
+                           : std::int32_t{kSmtpSendFailed};
+}
+
+std::int32_t CZnSmtp::SendAsItStands(const CZnMail& mail, const std::string& sender,
+                                     const std::vector<std::string>& recipients) {
+    return Transaction([&] { return DeliverText(mail, sender, recipients); });
+}
+
+std::int32_t CZnSmtp::DeliverText(const CZnMail& mail, const std::string& sender,
+                                  const std::vector<std::string>& recipients) {
     borvik::BvString source;
     bool canTravel = true;
     const std::string_view text = TextForServer(mail, source, canTravel);
@@ -93,8 +105,7 @@ std::int32_t CZnSmtp::SendByEnvelope(CZnMail& mail) {
         Blame({TESSOLT_CAUSE_CONTENT_REFUSED, "the server takes no 8-bit text or such long lines"});
         return m_delivery.last.code;
     }
-    return text.empty() ? std::int32_t{kSmtpSendFailed}
-                        : Deliver(Utf8Of(mail.m_wstrFromAddress), recipients, text);
+    return text.empty() ? std::int32_t{kSmtpSendFailed} : Deliver(sender, recipients, text);
 }
 
 std::int32_t CZnSmtp::Deliver(const std::string& sender, const std::vector<std::string>& recipients,
