@@ -42,8 +42,10 @@ endif()
 
 # Where the interpreter of this machine looks: Debian's own folder for /usr; below another prefix one of those that it
 # names, or else that of its version.
-find_package(Python3 3.9 COMPONENTS Interpreter)
-if(CMAKE_INSTALL_PREFIX STREQUAL /usr OR NOT Python3_FOUND)
+if(NOT Python3_FOUND)
+  return()
+endif()
+if(CMAKE_INSTALL_PREFIX STREQUAL /usr)
   set(python_default lib/python3/dist-packages)
 else()
   execute_process(
@@ -56,9 +58,6 @@ print((below + ['lib/python%d.%d/site-packages' % sys.version_info[:2]])[0])"
     OUTPUT_VARIABLE python_default OUTPUT_STRIP_TRAILING_WHITESPACE)
 endif()
 set(TESSOLT_PYTHON_DIR ${python_default} CACHE STRING "Where the Python package goes, under the prefix")
-install(DIRECTORY bindings/python/tessolt DESTINATION ${TESSOLT_PYTHON_DIR} COMPONENT python
-        FILES_MATCHING PATTERN "*.py" PATTERN "*.pyi" PATTERN "py.typed")
-set(dist_info ${PROJECT_BINARY_DIR}/tessolt-${PROJECT_VERSION}.dist-info)
-configure_file(bindings/python/METADATA.in ${dist_info}/METADATA @ONLY)
-file(WRITE ${dist_info}/INSTALLER "cmake\n")
-install(DIRECTORY ${dist_info} DESTINATION ${TESSOLT_PYTHON_DIR} COMPONENT python)
+install(DIRECTORY ${python_folder} DESTINATION ${TESSOLT_PYTHON_DIR} COMPONENT python
+        FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN __pycache__ EXCLUDE)
+install(DIRECTORY ${python_dist_info} DESTINATION ${TESSOLT_PYTHON_DIR} COMPONENT python)

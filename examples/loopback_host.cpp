@@ -148,16 +148,19 @@ private:
     bool transaction(const Command& command) {
         if (command.verb == "STAT") {
             std::size_t octets = 0;
-            for (const std::string& message : messages_) {
-                octets += message.size();
+            for (std::size_t i = 0; i < messages_.size(); ++i) {
+                octets += deleted_.contains(i) ? 0 : messages_[i].size();
             }
-            channel_.sendLine("+OK " + std::to_string(messages_.size()) + " " +
+            channel_.sendLine("+OK " + std::to_string(messages_.size() - deleted_.size()) + " " +
                               std::to_string(octets));
         } else if (command.verb == "RETR" || command.verb == "TOP" || command.verb == "DELE") {
             onMessage(command);
         } else if (command.verb == "LIST" || command.verb == "UIDL") {
             list(command);
-        } else if (command.verb == "NOOP") {
+        } else if (command.verb == "NOOP" || command.verb == "RSET") {
+            if (command.verb == "RSET") {
+                deleted_.clear();
+            }
             channel_.sendLine("+OK");
         } else {
             return capabilities(command);

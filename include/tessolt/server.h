@@ -37,6 +37,10 @@ TESSOLT_API HRESULT CoCreateInstance(REFCLSID classId, IUnknown* outer, uint32_t
 /// without what a plain read doesn't need.
 TESSOLT_API HRESULT DispGetProperty(IDispatch* object, DISPID id, VARIANT* value);
 
+/// A new automation string with the name of a file that is safe in any folder, made from what a
+/// sender wrote (`safe_name` of safe_name.h). Null when memory ends.
+TESSOLT_API BSTR TessoltSafeName(BSTR name);
+
 /// Sets a function that the waits of the calling thread ask, at once after a signal and else ten
 /// times a second: a result other than 0 ends the call that waits as if its time were over. It
 /// keeps ending waits until this is called again; null for none. The function gets `context`. Only

@@ -76,6 +76,13 @@ struct ITransfer : IUnknown {
     /// Who signed the server's certificate, and when it expires. Empty on a connection without TLS.
     virtual HRESULT GetCertificate(BSTR* issuer, BSTR* lastDay) = 0;
 
+    /// Sends MIME text as it stands by an envelope of its own, whatever its header says: the
+    /// sender, empty for a message that nobody wants back, and the recipients, a line each. Only
+    /// lines that can't travel are coded anew. Sets `LastError`, and tells of recipients, as `Send`
+    /// does. `Pop3` sends nothing: 36002.
+    virtual HRESULT SendBytes(const void* bytes, size_t size, TextArgument sender,
+                              TextArgument recipients) = 0;
+
 protected:
     ~ITransfer() = default;
 };

@@ -64,6 +64,11 @@ HRESULT CPop3::ListMessages(LONG* count) {
     });
 }
 
+HRESULT CPop3::SendBytes(const void*, size_t, TextArgument, TextArgument) {
+    m_nLastError = kErrorInvalidArgument;
+    return S_OK;
+}
+
 void CPop3::keepReply(const CZncString& line) {
     m_reply = {};
     m_reply.text = line.View();

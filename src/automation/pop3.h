@@ -22,6 +22,8 @@ public:
     HRESULT GetEmailMessage(LONG lID, VARIANT* pVal) override;
     HRESULT DeleteMessage(LONG lMessageID) override;
     HRESULT ListMessages(LONG* count) override;
+    HRESULT SendBytes(const void* bytes, size_t size, TextArgument sender,
+                      TextArgument recipients) override;
 
 private:
     /// Keeps what the server said last for `GetLastReply`.

@@ -1,4 +1,5 @@
 /// The entry points of the library and the calls with which clients make objects.
+#include <tessolt/safe_name.h>
 #include <tessolt/server.h>
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include "automation/object_map.h"
 #include "automation/quelt_module.h"
 #include "automation/registration.h"
+#include "automation/results.h"
 #include "charset/ansi_text.h"
 #include "platform/settings_store.h"
 #include "platform/wait_hook.h"
@@ -132,6 +134,15 @@ HRESULT DispGetProperty(IDispatch* object, DISPID id, VARIANT* value) {
     }
     DISPPARAMS none = {};
     return object->Invoke(id, IID_NULL, 0, DISPATCH_PROPERTYGET, &none, value, nullptr, nullptr);
+}
+
+BSTR TessoltSafeName(BSTR name) {
+    BSTR safe = nullptr;
+    guarded([&] {
+        safe = allocUtf8(safe_name(borvik::wideToUtf8Paired(platform::bstrView(name))));
+        return S_OK;
+    });
+    return safe;
 }
 
 void TessoltSetWaitHook(int (*hook)(void* context), void* context) {

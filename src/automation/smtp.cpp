@@ -3,8 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "automation/email_message.h"
 #include "charset/ansi_text.h"
@@ -28,6 +30,18 @@ std::optional<std::string> queueFolder() {
     const bool isUsable =
         folder.size() <= kLongestQueueFolder && borvik::ansiToUtf8(folder) == value;
     return isUsable ? std::optional(std::move(folder)) : std::nullopt;
+}
+
+/// The lines of a text that aren't empty.
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> found;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        if (!line.empty()) {
+            found.push_back(line);
+        }
+    }
+    return found;
 }
 
 LONG queuePort(LONG port, bool secure) {
@@ -76,6 +90,16 @@ void CSmtp::withMessage(const VARIANT* value, Operation&& operation) {
     m_nLastError = message ? operation(message->record()) : kErrorNoObject;
 }
 
+template <class Operation>
+std::int32_t CSmtp::sending(Operation&& operation) {
+    m_pEngine->ForgetTransfer();
+    const std::int32_t sent = MapSmtpError(operation());
+    const SmtpDelivery& delivery = m_pEngine->LastDelivery();
+    m_recipients = delivery.recipients;
+    m_reply = m_recipients.empty() ? m_pEngine->LastReply() : delivery.last;
+    return sent;
+}
+
 HRESULT CSmtp::Send(VARIANT* pVal) {
     return guarded([&] {
         m_nLastError = 0;
@@ -87,13 +111,31 @@ HRESULT CSmtp::Send(VARIANT* pVal) {
             if (unfit != 0) {
                 return unfit;
             }
-            m_pEngine->ForgetTransfer();
-            const std::int32_t sent = MapSmtpError(m_pEngine->Send(mail));
-            const SmtpDelivery& delivery = m_pEngine->LastDelivery();
-            m_recipients = delivery.recipients;
-            m_reply = m_recipients.empty() ? m_pEngine->LastReply() : delivery.last;
-            return sent;
+            return sending([&] { return m_pEngine->Send(mail); });
         });
+        LogResultText("Send");
+        return S_OK;
+    });
+}
+
+HRESULT CSmtp::SendBytes(const void* bytes, size_t size, TextArgument sender,
+                         TextArgument recipients) {
+    if (!bytes && size > 0) {
+        return E_POINTER;
+    }
+    return guarded([&] {
+        m_pEngine->ForgetTrouble();
+        m_reply = {};
+        m_recipients.clear();
+        CZnMail mail("CZnMail");
+        mail.m_rules = m_pEngine->m_rules;
+        m_nLastError =
+            MapMailError(mail.LoadFromBytes(std::string(static_cast<const char*>(bytes), size)));
+        if (m_nLastError == 0) {
+            const std::string from = borvik::wideToUtf8Paired(platform::bstrView(sender));
+            const auto to = lines(borvik::wideToUtf8Paired(platform::bstrView(recipients)));
+            m_nLastError = sending([&] { return m_pEngine->SendAsItStands(mail, from, to); });
+        }
         LogResultText("Send");
         return S_OK;
     });

@@ -20,10 +20,15 @@ public:
                     TextArgument strPassword) override;
     HRESULT Send(VARIANT* pVal) override;
     HRESULT ListMessages(LONG* count) override;
+    HRESULT SendBytes(const void* bytes, size_t size, TextArgument sender,
+                      TextArgument recipients) override;
     HRESULT Queue(VARIANT* newVal, TextArgument strHost, LONG lPort, LONG bSecure,
                   TextArgument strLogin, TextArgument strPassword) override;
 
 private:
+    /// Runs an operation of the engine that sends a message, and keeps what the server said.
+    template <class Operation>
+    std::int32_t sending(Operation&& operation);
     /// Runs `operation` on the message that the caller gave; without one, the last error tells why.
     template <class Operation>
     void withMessage(const VARIANT* value, Operation&& operation);

@@ -86,6 +86,10 @@ public:
     /// only when these were all. By classic rules nothing is sent where one of the addresses can't
     /// stand in a command.
     std::int32_t Send(CZnMail& mail);
+    /// The same for a message that was loaded, which isn't encoded, by an envelope whatever its
+    /// header says. Addresses are UTF-8. By current rules only.
+    std::int32_t SendAsItStands(const CZnMail& mail, const std::string& sender,
+                                const std::vector<std::string>& recipients);
     /// Sends a text to the recipients of an envelope, by current rules as far as `m_rules` has them
     /// on. Addresses are UTF-8. `LastDelivery` tells what became of each recipient.
     std::int32_t Deliver(const std::string& sender, const std::vector<std::string>& recipients,
@@ -169,8 +173,12 @@ private:
         std::uint64_t size;
         bool isEightBit;
     };
+    /// Runs what sends a message, and tells what became of it.
+    std::int32_t Transaction(const std::function<std::int32_t()>& talk);
     std::int32_t SendByEnvelope(CZnMail& mail);
-    bool TextForServer(CZnMail& mail, WireText& text, bool& canTravel);
+    bool TextForServer(const CZnMail& mail, WireText& text, bool& canTravel) const;
+    std::int32_t DeliverText(const CZnMail& mail, const std::string& sender,
+                             const std::vector<std::string>& recipients);
     std::int32_t OpenTransaction(const std::string& sender,
                                  const std::vector<std::string>& recipients, const TextTraits& text,
                                  const std::function<bool()>& goesOn);

@@ -32,6 +32,10 @@ std::string Utf8Of(const CZncStringW& text) {
     return utf8.TakeString();
 }
 
+bool IsEncoded(CZnMail& mail) try { return mail.Encode() == 0; } catch (const std::bad_alloc&) {
+    return false;
+}
+
 /// An address as the server is to see it: where only the host's name goes beyond ASCII, that has
 /// another form, which every server takes.
 std::string WireForm(const std::string& address) {
@@ -61,10 +65,7 @@ struct CZnSmtp::EnvelopeCommand {
 
 /// The one place where a text is made for the server that gets it. What that server can do stands
 /// in `m_capabilities` by now. False when it could not be built.
-bool CZnSmtp::TextForServer(CZnMail& mail, WireText& text, bool& canTravel) try {
-    if (mail.Encode() != 0) {
-        return false;
-    }
+bool CZnSmtp::TextForServer(const CZnMail& mail, WireText& text, bool& canTravel) const try {
     mail.GetWireText(text, !m_rules.extensions || m_capabilities.eightBitMime, canTravel);
     return !text.IsEmpty();
 } catch (const std::bad_alloc&) {
@@ -72,13 +73,23 @@ bool CZnSmtp::TextForServer(CZnMail& mail, WireText& text, bool& canTravel) try 
 }
 
 std::int32_t CZnSmtp::SendByEnvelope(CZnMail& mail) {
-    m_delivery = {};
     std::vector<std::string> recipients;
     for (const RecipientList* list : {&mail.m_lstTo, &mail.m_lstCc, &mail.m_lstBcc}) {
         for (const auto& recipient : *list) {
             recipients.push_back(Utf8Of(recipient->m_wstrAddress));
         }
     }
+    return IsEncoded(mail) ? DeliverText(mail, Utf8Of(mail.m_wstrFromAddress), recipients)
+                           : std::int32_t{kSmtpSendFailed};
+}
+
+std::int32_t CZnSmtp::SendAsItStands(const CZnMail& mail, const std::string& sender,
+                                     const std::vector<std::string>& recipients) {
+    return Transaction([&] { return DeliverText(mail, sender, recipients); });
+}
+
+std::int32_t CZnSmtp::DeliverText(const CZnMail& mail, const std::string& sender,
+                                  const std::vector<std::string>& recipients) {
     WireText text;
     bool canTravel = true;
     const bool isMade = TextForServer(mail, text, canTravel);
@@ -90,8 +101,7 @@ std::int32_t CZnSmtp::SendByEnvelope(CZnMail& mail) {
         Blame({TESSOLT_CAUSE_CONTENT_REFUSED, "the server takes no 8-bit text or such long lines"});
         return m_delivery.last.code;
     }
-    return isMade ? Deliver(Utf8Of(mail.m_wstrFromAddress), recipients, text)
-                  : std::int32_t{kSmtpSendFailed};
+    return isMade ? Deliver(sender, recipients, text) : std::int32_t{kSmtpSendFailed};
 }
 
 std::int32_t CZnSmtp::Deliver(const std::string& sender, const std::vector<std::string>& recipients,

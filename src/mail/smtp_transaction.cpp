@@ -46,15 +46,19 @@ bool MakeText(CZnMail& mail, WireText& text) try {
 }  // namespace
 
 std::int32_t CZnSmtp::Send(CZnMail& mail) {
+    return Transaction([&] {
+        return m_rules.partialRecipients || m_rules.extensions ? SendByEnvelope(mail)
+                                                               : SendClassic(mail);
+    });
+}
+
+std::int32_t CZnSmtp::Transaction(const std::function<std::int32_t()>& talk) {
     m_delivery = {};
     ForgetTrouble();
     if (!IsConnected()) {
         return kSmtpNotConnected;
     }
-    const std::int32_t result = InStep([&] {
-        return m_rules.partialRecipients || m_rules.extensions ? SendByEnvelope(mail)
-                                                               : SendClassic(mail);
-    });
+    const std::int32_t result = InStep(talk);
     BlameTransaction(result);
     return Told(result);
 }

@@ -180,6 +180,22 @@ TEST_F(Front, ErrorsTellWhatWentWrong) {
     EXPECT_TRUE(!status && status.stage == Stage::connect && status.number == 37708);
 }
 
+TEST_F(Front, SendsBytesByAnEnvelopeOfTheirOwn) {
+    SmtpSession session(smtp());
+    const auto transfer = session.object().as<ITransfer>();
+    const std::string bytes = "Bcc: c@d\nSubject: s\r\n\r\n.\r\nend";
+    transfer->SendBytes(bytes.data(), bytes.size(), Text("a@b"), Text("e@f\ng@h\n"));
+    EXPECT_EQ(delivered(), "Bcc: c@d\r\nSubject: s\r\n\r\n.\r\nend\r\n");
+    ASSERT_EQ(session.recipients().size(), 2U);
+    EXPECT_EQ(session.recipients()[1].address, "g@h");
+    EXPECT_EQ(transfer->SendBytes(nullptr, 1, {}, {}), E_POINTER);
+    LONG number = 0;
+    const auto mailbox = CreateObject<IPop3>("Tessolt.Pop3");
+    EXPECT_EQ(mailbox.as<ITransfer>()->SendBytes("x", 1, {}, {}), S_OK);
+    mailbox->get_LastError(&number);
+    EXPECT_EQ(number, 36002);
+}
+
 TEST_F(Front, QueuesAMessage) {
     const support::ScopedSettings settings("\"Queue\"=\"" + folder_.path() + "\"");
     queue(letter("later"), smtp());

@@ -1,6 +1,7 @@
-/// The usual jobs of the tutorial, in C++, against Postfix and Dovecot over TLS.
+/// The usual jobs of the tutorial, in C++ and in Python, against Postfix and Dovecot over TLS.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -16,7 +17,7 @@
 namespace tessolt::test {
 namespace {
 
-TEST(Jobs, RunAgainstRealServers) {
+void runJobs(const std::string& jobs, const std::string& ending) {
     const MailServers& servers = MailServers::shared();
     if (!servers.problem().empty()) {
         std::cout << "SKIPPED: real mail servers: " << servers.problem() << '\n';
@@ -34,8 +35,10 @@ TEST(Jobs, RunAgainstRealServers) {
         {"SMTP_PORT", port(servers.smtpsPort).c_str()},
         {"POP3_PORT", port(servers.pop3sPort).c_str()},
         {"SMTP_CLEAR_PORT", port(servers.startTlsPort).c_str()}};
-    const auto run = [&folder](const std::string& job) {
-        const std::string command = TESSOLT_JOBS + job + " >" + folder.file("told");
+    const auto run = [&](const std::string& job) {
+        const std::size_t end = std::min(job.find(' '), job.size());
+        const std::string command =
+            jobs + job.substr(0, end) + ending + job.substr(end) + " >" + folder.file("told");
         return std::system(command.c_str()) == 0 ? folder.read(folder.file("told")) : "failed";
     };
     EXPECT_EQ(run("send_text"), "sent\n");
@@ -51,6 +54,16 @@ TEST(Jobs, RunAgainstRealServers) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(saved), {}), 6);
     EXPECT_EQ(run("fetch_and_delete " + saved), "") << "what was saved is gone";
 }
+
+TEST(Jobs, RunAgainstRealServers) {
+    runJobs(TESSOLT_JOBS, "");
+}
+
+#ifdef TESSOLT_PYTHON_JOBS
+TEST(Jobs, RunAgainstRealServersInPython) {
+    runJobs(TESSOLT_PYTHON_JOBS, ".py");
+}
+#endif
 
 }  // namespace
 }  // namespace tessolt::test

@@ -65,6 +65,7 @@ import tessolt
 message = tessolt.Dispatch("Tessolt.EMailMessage")
 message.Subject = "from Python"
 print(message.Subject)
+assert tessolt.Message.parse(tessolt.Message(subject=message.Subject).as_bytes()).subject == message.Subject
 assert tessolt._library.PATH == tessolt._library.LOADER_NAME
 '
 PYTHONPATH=$prefix/lib/python3/dist-packages python3 -B -c "$use_from_python"

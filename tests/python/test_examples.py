@@ -1,28 +1,19 @@
 """The example programs, in C++ and in Python, against the mail host among them."""
 
-import contextlib
 import os
 import subprocess
 import sys
 import tempfile
 import unittest
 
-BUILT = os.environ["TESSOLT_EXAMPLES"]
+from mail_hosts import BUILT, mail_host
+
 SCRIPTS = os.path.join(os.path.dirname(__file__), "..", "..", "examples", "python")
 LANGUAGES = {
     "C++": lambda name: [os.path.join(BUILT, name)],
     "Python": lambda name: [sys.executable, "-B", os.path.join(SCRIPTS, name + ".py")],
 }
 QUEUE_SETTING = '[HKEY_LOCAL_MACHINE\\Software\\Merivane\\Tessolt]\n"Queue"="{}"\n'
-
-
-@contextlib.contextmanager
-def mail_host(user, password):
-    """Runs the mail host among the examples; gives the ports of its SMTP server and its POP3 server."""
-    command = [os.path.join(BUILT, "mail_host"), user, password]
-    with subprocess.Popen(command, text=True, stdin=subprocess.PIPE,
-                          stdout=subprocess.PIPE) as host:
-        yield [int(host.stdout.readline().rpartition(":")[2]) for _ in range(2)]
 
 
 class Examples(unittest.TestCase):
@@ -45,7 +36,7 @@ class Examples(unittest.TestCase):
         file = os.path.join(self.folder, "Все 日本 😀 bytes.bin")
         with open(file, "wb") as out:
             out.write(content)
-        with mail_host("user", "secret") as ports:
+        with mail_host("user", "secret") as (*ports, _, _):
             smtp, pop3 = (f"127.0.0.1:{port}" for port in ports)
             for number, language in enumerate(LANGUAGES, 1):
                 told = self.run_example(language, "send_attachment", smtp, "user", "secret",

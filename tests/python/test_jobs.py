@@ -6,6 +6,7 @@ import email.policy
 import glob
 import os
 import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -24,6 +25,7 @@ LETTER = (
 def commands(job):
     """The command of a job in each language."""
     yield "C++", [os.path.join(BUILT, "cpp", job)]
+    yield "Python", [sys.executable, "-B", os.path.join(SOURCES, "python", "jobs", job + ".py")]
 
 
 @contextlib.contextmanager

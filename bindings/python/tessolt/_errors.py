@@ -1,14 +1,17 @@
 """Results of calls as exceptions."""
 
+from __future__ import annotations
+
 from ctypes import c_int32
 
 
-def _result(number):
+def _result(number: int) -> int:
     return c_int32(number).value
 
 
 E_POINTER = _result(0x80004003)
 E_OUTOFMEMORY = _result(0x8007000E)
+E_INVALIDARG = _result(0x80070057)
 DISP_E_MEMBERNOTFOUND = _result(0x80020003)
 DISP_E_PARAMNOTFOUND = _result(0x80020004)
 DISP_E_UNKNOWNNAME = _result(0x80020006)
@@ -45,7 +48,7 @@ _ARGUMENT_RESULTS = (
 class ComError(Exception):
     """A call that was refused. `hresult` is the result, a negative number."""
 
-    def __init__(self, hresult, where):
+    def __init__(self, hresult: int, where: str) -> None:
         text = _TEXTS.get(hresult, "failed")
         super().__init__("%s: %s (0x%08X)" % (where, text, hresult & 0xFFFFFFFF))
         self.hresult = hresult
@@ -67,7 +70,7 @@ class BusyError(RuntimeError):
     """An object was called, or passed to a call, while it is inside another call."""
 
 
-def make_error(hresult, where):
+def make_error(hresult: int, where: str) -> ComError:
     """The exception for a failed call; `where` tells which."""
     if hresult in _ARGUMENT_RESULTS:
         return ArgumentError(hresult, where)

@@ -1,9 +1,14 @@
 """The shared library, and the types of its C interface."""
 
+from __future__ import annotations
+
 import ctypes
 import os
 from codecs import utf_16_le_decode, utf_16_le_encode
 from ctypes import POINTER, Structure, Union, c_double, c_int16, c_int32, c_uint16, c_uint32, c_void_p
+from typing import Any, Callable
+
+from ._tables import IDENTIFIERS
 
 FILE_NAME = "libqueltx64.so"
 #: The name under which the system's loader knows it.
@@ -83,7 +88,7 @@ class TypeDescription(Structure):
     ]
 
 
-def _path():
+def _path() -> str:
     named = os.environ.get("TESSOLT_LIBRARY")
     if named:
         return named
@@ -102,10 +107,10 @@ _long = ctypes.CDLL(PATH)
 _short = ctypes.PyDLL(PATH)
 
 
-def _function(library, name, result, *arguments):
-    function = getattr(library, name)
-    function.restype = result
-    function.argtypes = arguments
+def _function(library: ctypes.CDLL, name: str, result: Any, *arguments: Any) -> Callable[..., Any]:
+    function: Callable[..., Any] = getattr(library, name)
+    setattr(function, "restype", result)
+    setattr(function, "argtypes", arguments)
     return function
 
 
@@ -118,6 +123,8 @@ alloc_string = _function(_short, "SysAllocStringByteLen", c_void_p, ctypes.c_cha
 free_string = _function(_short, "SysFreeString", None, c_void_p)
 WAIT_HOOK = ctypes.CFUNCTYPE(ctypes.c_int, c_void_p)
 set_wait_hook = _function(_short, "TessoltSetWaitHook", None, WAIT_HOOK, c_void_p)
+alloc_advice = _function(_short, "TessoltAllocAdvice", c_void_p, c_int32)
+safe_name = _function(_short, "TessoltSafeName", c_void_p, c_void_p)
 variant_clear = _function(_short, "VariantClear", c_int32, c_void_p)
 
 #: The slots of IUnknown, IDispatch and ITypeInfo.
@@ -140,41 +147,71 @@ GET_DESCRIPTION = (3, ctypes.PYFUNCTYPE(c_int32, c_void_p, c_void_p))
 GET_MEMBER = (4, ctypes.PYFUNCTYPE(c_int32, c_void_p, c_uint32, c_void_p))
 
 
-def vtable(pointer):
+def vtable(pointer: int) -> int:
     """The address of an object's virtual table."""
-    return c_void_p.from_address(pointer).value
+    return c_void_p.from_address(pointer).value or 0
 
 
-def slot(table, operation):
+def slot(table: int, operation: tuple[int, Any]) -> Callable[..., Any]:
     """One operation of a virtual table, to be called with the object first."""
     index, prototype = operation
     address = c_void_p.from_address(table + index * ctypes.sizeof(c_void_p)).value
-    return prototype(address)
+    function: Callable[..., Any] = prototype(address)
+    return function
 
 
-def encode(text):
+def alloc(text: str) -> int:
+    """A new automation string with a text, to be freed."""
+    units = encode(text)
+    string: int | None = alloc_string(units, len(units))
+    if not string:
+        raise MemoryError
+    return string
+
+
+#: Where an automation string keeps its length in bytes, seen from its first unit.
+_LENGTH_OFFSET = -4
+
+
+def take_string(pointer: int | None) -> str:
+    """The text of an automation string, which is freed."""
+    if not pointer:
+        return ""
+    length = c_uint32.from_address(pointer + _LENGTH_OFFSET).value
+    text = ctypes.string_at(pointer, length)
+    free_string(pointer)
+    return decode(text)
+
+
+def encode(text: str) -> bytes:
     """The UTF-16 bytes of a text, lone surrogates included. The codec itself is called, since the
     look-up of codecs by name costs more than the work."""
     return utf_16_le_encode(text, "surrogatepass")[0]
 
 
-def decode(units):
+def decode(units: bytes) -> str:
     """The text of UTF-16 bytes."""
     return utf_16_le_decode(units, "surrogatepass", True)[0]
 
 
-def wide(text):
+def wide(text: str) -> bytes | None:
     """UTF-16 bytes with a closing zero unit, None for a text that holds one."""
     return None if "\0" in text else encode(text) + b"\0\0"
 
 
-def read_wide(address):
+def read_wide(address: int) -> str:
     """The text at the address of its first unit, up to a zero unit."""
     units = ctypes.cast(address, POINTER(c_uint16))
     length = 0
     while units[length]:
         length += 1
     return decode(ctypes.string_at(address, 2 * length))
+
+
+def identifier(name: str) -> GUID:
+    """One of the identifiers of the headers."""
+    numbers = IDENTIFIERS[name]
+    return GUID(*numbers[:3], numbers[3:])
 
 
 #: As Invoke and GetIDsOfNames want it.
