@@ -91,7 +91,7 @@ HRESULT CSmtp::Send(VARIANT* pVal) {
             const std::int32_t sent = MapSmtpError(m_pEngine->Send(mail));
             const SmtpDelivery& delivery = m_pEngine->LastDelivery();
             m_recipients = delivery.recipients;
-            m_reply = m_recipients.empty() ? m_pEngine->LastReply() : delivery.last;
+            m_reply = m_recipients.empty() ? m_pEngine->LastReply() : delivery.Decisive();
             return sent;
         });
         LogResultText("Send");
