@@ -1,6 +1,7 @@
 # Sourced by quickstart and run-tests: Debian packages on demand.
 
-build_packages=(g++ cmake ninja-build pkg-config libssl-dev libbz2-dev libidn2-dev libhwy-dev libcli11-dev)
+build_packages=(g++ cmake ninja-build pkg-config libssl-dev libbz2-dev libidn2-dev libhwy-dev libcli11-dev
+    nlohmann-json3-dev)
 test_packages=(libgtest-dev libgmock-dev python3 python3-pip mypy openssl dpkg-dev debhelper lintian debootstrap file
     postfix dovecot-core dovecot-pop3d doxygen)
 # For the build and the tests for another architecture, which run only where all of these are installed.
