@@ -3,6 +3,7 @@
 build_packages=(g++ cmake ninja-build pkg-config libssl-dev libbz2-dev libidn2-dev libhwy-dev libcli11-dev)
 test_packages=(libgtest-dev libgmock-dev python3 openssl dpkg-dev debhelper lintian debootstrap file postfix
     dovecot-core dovecot-pop3d)
+fuzz_packages=(clang llvm libclang-rt-dev)
 # For the build and the tests for another architecture, which run only where all of these are installed.
 arm64_packages=(g++-aarch64-linux-gnu qemu-user-static googletest libssl-dev:arm64 libbz2-dev:arm64 libidn2-dev:arm64
     libhwy-dev:arm64)
