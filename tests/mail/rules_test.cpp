@@ -456,6 +456,11 @@ TEST(Pipelining, NothingOfOneMessageIsTakenForTheNext) {
          "250 421 0 ",
          next},
         {"leave at once", {.senderReply = "421 bye"}, 421, "0 0 0 ", next},
+        {"signs in front of the codes",
+         {.recipientReplies = {"+55 a", "+55 b", "+55 c"}},
+         kSmtpNoResponse,
+         "0 0 0 ",
+         next},
     };
     for (const Case& c : cases) {
         for (const bool partial : {true, false}) {
