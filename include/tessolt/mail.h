@@ -381,7 +381,7 @@ class Pop3Session : public detail::Session<IPop3> {
     /// was meant.
     static Status findAgain(const SharedConnection& connection, MailboxEntry& entry) {
         std::vector<MailboxEntry> entries;
-        const Status status = list(connection, entries);
+        Status status = list(connection, entries);
         if (!status) {
             return status;
         }
@@ -400,7 +400,7 @@ class Pop3Session : public detail::Session<IPop3> {
         message.reset();
         MailboxEntry found = entry;
         if (!connection->isOpen()) {
-            const Status status = findAgain(connection, found);
+            Status status = findAgain(connection, found);
             if (!status) {
                 return status;
             }
@@ -413,8 +413,7 @@ class Pop3Session : public detail::Session<IPop3> {
                            : pop3.GetEmailHeader(found.number, value.put());
         });
         detail::requireMemory(result);
-        const Status status =
-            connection->status(Stage::fetch, "fetch " + std::to_string(found.number));
+        Status status = connection->status(Stage::fetch, "fetch " + std::to_string(found.number));
         if (status) {
             message.emplace(value.object<IEMailMessage>());
             message->unique_id(entry.unique_id);

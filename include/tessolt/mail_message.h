@@ -319,7 +319,7 @@ public:
                    Existing existing = Existing::keep) const {
         ByteView view = {};
         detail::requireMemory(data_->GetAttachmentBytes(number_, &view));
-        const Status status = detail::statusOf(message_, Stage::save, name_);
+        Status status = detail::statusOf(message_, Stage::save, name_);
         if (!status) {
             return status;
         }
