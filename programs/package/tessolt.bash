@@ -17,9 +17,8 @@ _tessolt() {
             mapfile -t COMPREPLY < <(compgen -W "usual tls starttls none" -- "$current")
             return
             ;;
-        --server | --user | --timeout | --from | --to | --cc | --bcc | --reply-to | --subject | --text | --html | --header)
-            return
-            ;;
+        --server | --user | --timeout | --from | --to | --cc | --bcc) return ;;
+        --reply-to | --subject | --text | --html | --header) return ;;
     esac
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         [[ " $commands " == *" $word "* ]] && command=$word && break

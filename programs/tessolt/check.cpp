@@ -111,9 +111,7 @@ private:
         if (const std::vector<std::string> offers = session.capabilities(); !offers.empty()) {
             tell("Offers", joined(offers));
         }
-        if (!status && isOnlyLoginLeft(status)) {
-            tell("Login", "not tried: there is no --user");
-        } else if (!status) {
+        if (!status && !isOnlyLoginLeft(status)) {
             fail(status);
         } else if (options_.user.empty()) {
             tell("Login", "not tried: there is no --user");

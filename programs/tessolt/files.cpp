@@ -136,7 +136,7 @@ fs::path deliverToMaildir(const fs::path& maildir, std::string_view bytes) {
     }
     const std::string name = uniqueName();
     const Draft draft(maildir / "tmp" / name, bytes);
-    const fs::path target = maildir / "new" / name;
+    fs::path target = maildir / "new" / name;
     if (const int error = draft.publish(target); error != 0) {
         failFile(target.string(), error);
     }

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 
@@ -45,18 +46,37 @@ char16_t visible(char16_t unit) {
     return isUnfit ? kReplacement : unit;
 }
 
-/// Turns the echo of a terminal off for as long as it lives.
+// What a signal puts back before it ends the program.
+int silencedTerminal = -1;
+termios terminalBefore = {};
+
+void speakAndEnd(int signal) {
+    tcsetattr(silencedTerminal, TCSAFLUSH, &terminalBefore);
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+/// Turns the echo of a terminal off for as long as it lives. One at a time.
 class Silence {
 public:
-    explicit Silence(int terminal) : terminal_(terminal) {
-        isSet_ = tcgetattr(terminal, &before_) == 0;
-        termios quiet = before_;
+    explicit Silence(int terminal) {
+        if (tcgetattr(terminal, &terminalBefore) != 0) {
+            return;
+        }
+        silencedTerminal = terminal;
+        for (const int signal : kEndingSignals) {
+            std::signal(signal, speakAndEnd);
+        }
+        termios quiet = terminalBefore;
         quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        isSet_ = isSet_ && tcsetattr(terminal, TCSAFLUSH, &quiet) == 0;
+        isSet_ = tcsetattr(terminal, TCSAFLUSH, &quiet) == 0;
     }
     ~Silence() {
         if (isSet_) {
-            tcsetattr(terminal_, TCSAFLUSH, &before_);
+            tcsetattr(silencedTerminal, TCSAFLUSH, &terminalBefore);
+        }
+        for (const int signal : kEndingSignals) {
+            std::signal(signal, SIG_DFL);
         }
     }
     Silence(const Silence&) = delete;
@@ -64,8 +84,8 @@ public:
     bool isSet() const { return isSet_; }
 
 private:
-    int terminal_;
-    termios before_ = {};
+    static constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
     bool isSet_ = false;
 };
 
