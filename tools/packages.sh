@@ -1,8 +1,10 @@
 # Sourced by quickstart and run-tests: Debian packages on demand.
 
-build_packages=(g++ cmake ninja-build pkg-config libssl-dev libbz2-dev libidn2-dev libhwy-dev libcli11-dev)
+build_packages=(g++ cmake ninja-build pkg-config libssl-dev libbz2-dev libidn2-dev libhwy-dev libcli11-dev
+    nlohmann-json3-dev)
 test_packages=(libgtest-dev libgmock-dev python3 python3-pip mypy openssl dpkg-dev debhelper lintian debootstrap file
     postfix dovecot-core dovecot-pop3d doxygen)
+fuzz_packages=(clang llvm libclang-rt-dev)
 # For the build and the tests for another architecture, which run only where all of these are installed.
 arm64_packages=(g++-aarch64-linux-gnu qemu-user-static googletest libssl-dev:arm64 libbz2-dev:arm64 libidn2-dev:arm64
     libhwy-dev:arm64)

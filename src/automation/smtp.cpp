@@ -96,7 +96,7 @@ std::int32_t CSmtp::sending(Operation&& operation) {
     const std::int32_t sent = MapSmtpError(operation());
     const SmtpDelivery& delivery = m_pEngine->LastDelivery();
     m_recipients = delivery.recipients;
-    m_reply = m_recipients.empty() ? m_pEngine->LastReply() : delivery.last;
+    m_reply = m_recipients.empty() ? m_pEngine->LastReply() : delivery.Decisive();
     return sent;
 }
 

@@ -277,10 +277,13 @@ std::int32_t CZnSmtp::RunFlight(std::span<const EnvelopeCommand> flight) {
     bool senderRefused = false;
     for (const EnvelopeCommand& command : flight) {
         m_step = result == 0 ? command.Step() : m_step;
-        if (ReadResponse() != 0) {
+        const bool isRead = ReadResponse() == 0;
+        const SmtpReply reply = LastReply();
+        // `m_lLastCode` takes a sign for a part of the code. With code 0 this would be no refusal,
+        // and the text would go out without leave, to be read as commands.
+        if (!isRead || reply.code == 0) {
             return LoseConnection(kSmtpNoResponse);
         }
-        const SmtpReply reply = LastReply();
         const std::int32_t judged = command.kind == EnvelopeCommand::kText
                                         ? JudgeText(senderRefused)
                                         : JudgeReply(command, senderRefused);

@@ -71,6 +71,11 @@ const SmtpRecipientReply* SmtpDelivery::FirstRefused() const {
     return found == recipients.end() ? nullptr : &*found;
 }
 
+const SmtpReply& SmtpDelivery::Decisive() const {
+    const SmtpRecipientReply* refused = taken ? FirstRefused() : nullptr;
+    return refused ? refused->reply : last;
+}
+
 bool SmtpDelivery::AnyAccepted() const {
     return std::any_of(recipients.begin(), recipients.end(),
                        [](const auto& each) { return each.reply.IsPositive(); });

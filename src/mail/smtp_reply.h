@@ -35,6 +35,9 @@ struct SmtpDelivery {
 
     /// The first recipient that wasn't accepted, null when all were.
     const SmtpRecipientReply* FirstRefused() const;
+    /// The reply that led to the result: where the message was taken, that of the first who was
+    /// refused.
+    const SmtpReply& Decisive() const;
     /// Whether there is one that was.
     bool AnyAccepted() const;
 };

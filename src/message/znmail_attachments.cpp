@@ -15,6 +15,7 @@
 namespace tessolt {
 namespace {
 
+constexpr char kEscape = '\x1B';
 constexpr char16_t kPathSeparator = u'|';
 constexpr std::size_t kReadStep = 65536;
 
@@ -116,7 +117,11 @@ std::int32_t CZnMail::AddBytes(borvik::BvByteData&& bytes, std::u16string_view p
     if (bytes.view().size() > RoomForFile()) {
         return kMailAttachmentReadFailed;
     }
-    const std::string name = fileNameOf(path);
+    std::string name = fileNameOf(path);
+    if (m_rules.canonicalText) {
+        // One of ISO-2022-JP would have the part's whole header read in that charset.
+        std::replace(name.begin(), name.end(), kEscape, '_');
+    }
     auto attachment = std::make_unique<CZnMailAttachment>();
     attachment->m_strFileName.assign(name);
     attachment->m_strContentType.assign(contentType);

@@ -16,6 +16,8 @@ constexpr std::string_view kMadeMark =
 constexpr std::string_view kJoinMark =
     "\n# The line above gets its missing line break back out when the keys below are gone.\n";
 
+/// What means nothing at the ends of a key.
+constexpr std::string_view kAroundKeys = " \t\\";
 constexpr char kKeyNameSeparator = '\n';
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kNumberPrefix = "dword:";
@@ -192,7 +194,8 @@ bool isSwitchedOn(std::string_view text) {
 
 std::string normalisedKey(std::string_view key, bool keepCase) {
     std::string result;
-    key = trimmedBlanks(key);
+    key.remove_prefix(std::min(key.find_first_not_of(kAroundKeys), key.size()));
+    key = key.substr(0, key.find_last_not_of(kAroundKeys) + 1);
     while (!key.empty()) {
         const std::size_t end = std::min(key.find('\\'), key.size());
         std::string_view step = key.substr(0, end);
@@ -276,6 +279,15 @@ std::vector<std::string> SettingsIndex::keysBelow(std::string_view key) const {
     return result;
 }
 
+namespace {
+
+/// Whether a line may hold the text: one that can't be read would make the whole file useless.
+bool isWritable(std::string_view text) {
+    return isUtf8Text(text) && !hasControl(text);
+}
+
+}  // namespace
+
 /// Where a line lies in the content, under which key it stands, and what it says.
 struct SettingsEditor::Line {
     std::size_t begin;
@@ -331,7 +343,7 @@ void SettingsEditor::appendSection(std::string_view key) {
 
 bool SettingsEditor::createKey(std::string_view key) {
     const std::string wanted = normalisedKey(key);
-    if (wanted.empty() || hasControl(key) || key.find(']') != std::string_view::npos ||
+    if (!hasKnownRoot(wanted) || !isWritable(key) || key.find(']') != std::string_view::npos ||
         content_.find('\0') != std::string::npos) {
         return false;
     }
@@ -346,7 +358,7 @@ bool SettingsEditor::createKey(std::string_view key) {
 }
 
 bool SettingsEditor::write(std::string_view key, std::string_view name, std::string_view text) {
-    if (hasControl(name) || hasControl(text) || !createKey(key)) {
+    if (!isWritable(name) || !isWritable(text) || !createKey(key)) {
         return false;
     }
     const std::string wanted = normalisedKey(key);

@@ -35,8 +35,9 @@ private:
     std::vector<std::string> keys_;
 };
 
-/// Edits of a file's content that touch no other line. The first two return false for a key, name
-/// or text that no line can hold, and for a content in UTF-16.
+/// Edits of a file's content that touch no other line. The first two return false for a key without
+/// a root, for a key, name or text that no line can hold or that isn't UTF-8, and for a content in
+/// UTF-16.
 class SettingsEditor {
 public:
     /// `content` is the file, nothing for one that isn't there.

@@ -96,6 +96,27 @@ std::string wideBytes(std::string_view utf8, std::uint32_t page) {
     return out;
 }
 
+/// Takes out the characters beyond U+FFFF, of which no page has any. Their number.
+std::size_t dropBeyondBmp(std::string& utf8) {
+    constexpr unsigned char kFirstOfFour = 0xF0;
+    constexpr std::size_t kLength = 4;
+    const auto isOfFour = [](char c) { return static_cast<unsigned char>(c) >= kFirstOfFour; };
+    std::string kept;
+    std::size_t begin = 0;
+    std::size_t count = 0;
+    for (auto at = std::find_if(utf8.begin(), utf8.end(), isOfFour); at != utf8.end();
+         at = std::find_if(at + kLength, utf8.end(), isOfFour)) {
+        const auto place = static_cast<std::size_t>(at - utf8.begin());
+        kept.append(utf8, begin, place - begin);
+        begin = place + kLength;
+        ++count;
+    }
+    if (count > 0) {
+        utf8 = kept.append(utf8, begin);
+    }
+    return count;
+}
+
 /// The characters that a page has no place for: of a piece that has any, those of its halves.
 std::size_t lostIn(std::string_view utf8, std::uint32_t page) {
     borvik::DataBuffer scratch;
@@ -133,8 +154,15 @@ std::optional<Transcoded> transcode(std::string_view bytes, std::uint32_t from, 
         return result;
     }
     borvik::DataBuffer out;
-    if (!borvik::EncodingConvert().convert(borvik::kUtf8, to, utf8, out)) {
-        result.lost = lostIn(utf8, to);
+    borvik::EncodingConvert converter;
+    if (to == borvik::kUtf7) {
+        // Each half of a pair is written by itself there.
+        converter.convert(borvik::kUtf16Le, to, wideBytes(utf8, borvik::kUtf16Le), out);
+        const std::size_t now = replacementsIn(utf8);
+        result.lost = now - std::min(now, replacementsBefore(bytes, from));
+    } else {
+        result.lost = dropBeyondBmp(utf8);
+        result.lost += converter.convert(borvik::kUtf8, to, utf8, out) ? 0 : lostIn(utf8, to);
     }
     result.bytes = out.view();
     return result;

@@ -168,6 +168,19 @@ std::string list(const MailRules& rules, std::string_view changes = {}) {
     return result;
 }
 
+/// What the log says of the cause of a refused login.
+std::string causeOf(const MailRules& rules) {
+    const support::TemporaryFolder folder;
+    MailSession<CZnSmtp> session(smtpPart("EHLO:250-x~250 AUTH PLAIN|AUTH:535 no"));
+    session.engine.m_rules = rules;
+    session.engine.m_strAccount = "u";
+    session.engine.SetLogFile(folder.file("log").c_str());
+    session.engine.Connect();
+    const std::string log = entriesOf(folder.read(folder.file("log")));
+    const std::size_t at = log.find("Cause: ");
+    return at == std::string::npos ? "" : log.substr(at, log.find('\n', at) - at);
+}
+
 TEST(Rules, DifferRowByRow) {
     struct Row {
         const char* name;
@@ -287,6 +300,9 @@ TEST(Rules, DifferRowByRow) {
         {"list without UIDL", [](R r) { return list(r); }, "0 1:200 2:400", "0 1:200 2:400"},
         {"list", [](R r) { return list(r, "CAPA:+OK~UIDL~."); }, "0 1:200one 2:400two",
          "0 1:200one 2:400two"},
+        {"cause in the log", causeOf, "",
+         "Cause: the login was refused. Check user name and password. The user name is often the "
+         "whole address, and some providers want a password made for mail programs."},
         {"list refused", [](R r) { return list(r, "LIST:-ERR"); }, "-2118", "-2118"},
     };
     for (const Row& row : rows) {
@@ -440,6 +456,11 @@ TEST(Pipelining, NothingOfOneMessageIsTakenForTheNext) {
          "250 421 0 ",
          next},
         {"leave at once", {.senderReply = "421 bye"}, 421, "0 0 0 ", next},
+        {"signs in front of the codes",
+         {.recipientReplies = {"+55 a", "+55 b", "+55 c"}},
+         kSmtpNoResponse,
+         "0 0 0 ",
+         next},
     };
     for (const Case& c : cases) {
         for (const bool partial : {true, false}) {

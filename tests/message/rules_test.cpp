@@ -44,6 +44,9 @@ const WritingRule kWritingRules[] = {
      "Encoding: quoted-printable", false, false},
     {"LongLineInAPart", [](CZnMail& mail) { attachLoaded(mail, std::string(999, 'a')); },
      "\r\na{999}\r\n", true, false},
+    {"EscapeInAFileName",
+     [](CZnMail& mail) { mail.AddBytes({}, u"a\x1B$B.bin", "application/x-test"); },
+     "filename=a_.B.bin", false, true},
     {"EightBitPart", [](CZnMail& mail) { attachLoaded(mail, "caf\xe9"); }, "\r\nY2Fm", false, true},
 };
 

@@ -91,6 +91,8 @@ inside sh -c 'apt-get install -y --no-install-recommends /tmp/*.deb' >install.lo
     tail -n 20 install.log
     exit 1
 }
+lost=$(printf 'Gr\303\274\303\237e \320\257' | inside tessolt convert --from utf-8 --to latin1 2>&1 >/dev/null || true)
+[ "$lost" = "tessolt: 1 character is lost" ] && inside tessolt settings | grep -x "Rules = current" >/dev/null
 echo "installed: $(inside python3 -B -c "$use_from_python")"
 after=$(inside dpkg-query -W -f '${Package}\n' | sort)
 mapfile -t ours < <(comm -13 <(sort <<<"$before") <(echo "$after") | grep tessolt\\\|queltx)

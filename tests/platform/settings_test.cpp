@@ -145,11 +145,15 @@ TEST(SettingsEditor, DeletingWhatWasWrittenRestoresEveryByte) {
 
 TEST(SettingsEditor, ChangesAValueInItsPlaceAndRefusesWhatNoLineHolds) {
     SettingsEditor editor(std::string("[HKLM\\A]\r\n\"x\"=\"1\"\r\n\"y\"=\"2\"\r\n"));
-    EXPECT_TRUE(editor.write("HKLM\\a", "X", "one"));
+    EXPECT_TRUE(editor.write("HKLM\\a \\", "X", "one"));
     EXPECT_FALSE(editor.write("HKLM\\A", "n", "two\nlines"));
     EXPECT_FALSE(editor.write("HKLM\\A", std::string_view("n\0", 2), "t"));
     EXPECT_FALSE(editor.createKey("HKLM\\A]\n[B"));
     EXPECT_FALSE(editor.createKey(""));
+    EXPECT_FALSE(editor.createKey("HKXX\\A"));
+    EXPECT_FALSE(editor.write("HKLM\\A", "n", "\xE4"));
+    EXPECT_FALSE(editor.write("HKLM\\A", "\xE4", "t"));
+    EXPECT_FALSE(editor.createKey("HKLM\\\xE4"));
     EXPECT_FALSE(SettingsEditor(std::string("\xFF\xFE[\0", 4)).createKey("HKLM\\A"));
     EXPECT_EQ(editor.result(), "[HKLM\\A]\r\n\"X\"=\"one\"\r\n\"y\"=\"2\"\r\n");
 }
