@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "mime/mime_pieces.h"
 #include "text/outward_strings.h"
@@ -11,8 +12,8 @@
 namespace tessolt {
 
 /// The text of a message on its way to a server, handed out piece by piece: long bodies are read,
-/// or coded a little at a time, from where they stand in the message, which must not change
-/// meanwhile.
+/// or coded a little at a time, from where they stand in the message. That may be encoded anew
+/// meanwhile, which whoever watches the sending could do.
 class WireText {
 public:
     WireText() = default;
@@ -33,7 +34,11 @@ public:
 
     // Filling an empty one.
 
-    void SetWhole(std::string_view whole) { m_whole = whole; }
+    /// `owner` is what the text lives in; null for somebody who outlives this.
+    void SetWhole(std::string_view whole, std::shared_ptr<const void> owner = nullptr) {
+        m_whole = whole;
+        m_owner = std::move(owner);
+    }
     /// Where a whole text may be kept.
     borvik::BvString& Storage() { return m_storage; }
     borvik::MimePieces& Pieces() { return m_pieces; }
@@ -43,6 +48,7 @@ private:
 
     borvik::BvString m_storage;
     std::string_view m_whole;
+    std::shared_ptr<const void> m_owner;
     borvik::MimePieces m_pieces;
     std::unique_ptr<char[]> m_lines;  ///< Base64 of the last piece.
     bool m_wholeGiven = false;

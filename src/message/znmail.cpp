@@ -147,7 +147,7 @@ std::string_view CZnMail::GetSource(borvik::BvString& storage) const {
 
 void CZnMail::GetWireText(WireText& text) const {
     if (m_pLoaded) {
-        text.SetWhole(LoadedWireText(LoadedOutward()->text(), text.Storage()));
+        text.SetWhole(LoadedWireText(LoadedOutward()->text(), text.Storage()), m_pLoaded);
     } else if (borvik::ansiCodePage() != borvik::kUtf8) {
         text.SetWhole(GetSource(text.Storage()));
     } else if (borvik::MimePieces& pieces = text.Pieces();

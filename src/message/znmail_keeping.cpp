@@ -320,7 +320,7 @@ void CZnMail::GetWireText(WireText& text, bool takesEightBit, bool& canTravel) c
     const std::shared_ptr<const LoadedMessage> outward = LoadedOutward();
     canTravel = !m_rules.canonicalText || CanTravel(outward->text(), takesEightBit);
     if (canTravel) {
-        text.SetWhole(LoadedWireText(outward->text(), text.Storage()));
+        text.SetWhole(LoadedWireText(outward->text(), text.Storage()), m_pLoaded);
         return;
     }
     const std::string coded = WithPartsCoded(outward->message, takesEightBit);

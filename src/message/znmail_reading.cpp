@@ -39,7 +39,9 @@ constexpr PriorityWord kPriorityWords[] = {
 /// A zero would end the text for many a caller.
 std::u16string wideText(std::string_view utf8) {
     std::u16string text = borvik::utf8ToWidePaired(utf8);
-    std::ranges::replace(text, u'\0', u' ');
+    if (utf8.find('\0') != std::string_view::npos) {
+        std::ranges::replace(text, u'\0', u' ');
+    }
     text.shrink_to_fit();
     return text;
 }

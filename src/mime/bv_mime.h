@@ -54,7 +54,7 @@ public:
     /// beginning when that is passed.
     bool GetMimeBytes(BvByteData& out);
     /// The same with long bodies left where they stand. `out`, which is empty before, is good until
-    /// the tree is changed or gone. False when there is no memory.
+    /// a node is changed. False when there is no memory.
     bool GetMimePieces(MimePieces& out);
     /// About the length of that text, without making it.
     std::size_t TextSizeEstimate();

@@ -222,7 +222,12 @@ bool ClsMime::getMimeBytes(DataBuffer& out) {
 bool ClsMime::getMimePieces(MimePieces& out) {
     Method method(*this, "GetMimePieces");
     return method.end(tellsMemory([&] {
-        onMyPart([&](const MimeMessage2& part) { part.getMimePieces(out, activeLog()); });
+        onMyPart([&](const MimeMessage2& part) {
+            part.getMimePieces(out, activeLog());
+            if (!out.longBodies.empty()) {
+                out.tree = std::make_shared<const ClsMime>(*tree_, partId_);
+            }
+        });
         return true;
     }));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -41,7 +42,8 @@ public:
     }
 
     DataBuffer rest;
-    std::vector<LongBody> longBodies;  ///< In their order. Good until the message is changed.
+    std::vector<LongBody> longBodies;  ///< In their order. Good until the node is changed.
+    std::shared_ptr<const void> tree;  ///< Keeps them alive.
 };
 
 }  // namespace borvik

@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <mutex>
+#include <string>
+#include <string_view>
 
 #include "platform/wait_hook.h"
 
@@ -16,13 +19,25 @@ constexpr int kSecondsPerMinute = 60;
 constexpr int kMillisPerSecond = 1000;
 constexpr long kNanosPerMilli = 1'000'000;
 
+/// Stands for a TZ that is not set.
+constexpr std::string_view kZoneOfSystem = ":/etc/localtime";
+
 /// One thread at a time: the C library's lock for the zone is one that thread checkers don't see.
+/// The zone's file is looked at once in a second, and whenever TZ is another.
 tm localParts(time_t seconds) {
     static std::mutex zone;
+    static time_t known = -1;
+    static std::string knownZone;
+    static tm parts{};
     const std::lock_guard lock(zone);
-    tm parts{};
-    tzset();  // localtime_r alone doesn't look at TZ again
-    localtime_r(&seconds, &parts);
+    const char* const set = std::getenv("TZ");
+    const std::string_view wanted = set ? set : kZoneOfSystem;
+    if (seconds != known || wanted != knownZone) {
+        knownZone = wanted;
+        tzset();  // localtime_r alone doesn't look at TZ again
+        localtime_r(&seconds, &parts);
+        known = seconds;
+    }
     return parts;
 }
 

@@ -141,6 +141,12 @@ void appendQuotedPrintable(std::string_view text, std::string& out) {
     }
 }
 
+bool isCoded(std::string_view transferEncoding) {
+    const std::string_view coding = tokenOf(transferEncoding);
+    return borvik::equalsNoCase(coding, "base64") ||
+           borvik::equalsNoCase(coding, "quoted-printable");
+}
+
 std::string decodedBody(std::string_view body, std::string_view transferEncoding) {
     const std::string_view coding = tokenOf(transferEncoding);
     std::string out;

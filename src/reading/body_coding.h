@@ -5,6 +5,9 @@
 
 namespace tessolt::reading {
 
+/// Whether the bytes of a body under that Content-Transfer-Encoding are others than its text.
+bool isCoded(std::string_view transferEncoding);
+
 /// The bytes of a body under its Content-Transfer-Encoding (RFC 2045 6); those of an unknown one
 /// are the text itself.
 std::string decodedBody(std::string_view body, std::string_view transferEncoding);

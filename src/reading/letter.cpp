@@ -1,5 +1,7 @@
 #include "reading/letter.h"
 
+#include <utility>
+
 #include "base/ascii_text.h"
 #include "reading/body_coding.h"
 #include "reading/charset_text.h"
@@ -37,8 +39,12 @@ bool isLetter(const Message& message, const Part& part) {
     return (isHtml(part) || part.isType("text", "plain")) && nameOf(message, part).empty();
 }
 
-void appendText(const std::string& more, std::string& text) {
-    if (!text.empty() && !text.ends_with('\n') && !more.empty()) {
+void appendText(std::string more, std::string& text) {
+    if (text.empty()) {
+        text = std::move(more);
+        return;
+    }
+    if (!text.ends_with('\n') && !more.empty()) {
         text += "\r\n";
     }
     text += more;
@@ -71,7 +77,9 @@ std::string bodyBytes(const Message& message, const Part& part) {
 
 std::string bodyText(const Message& message, const Part& part) {
     const std::string label = rawParameter(fieldOf(message, part, "Content-Type"), "charset");
-    return textInCharset(bodyBytes(message, part), tokenOf(label));
+    const std::string_view coding = fieldOf(message, part, "Content-Transfer-Encoding");
+    return isCoded(coding) ? textInCharset(decodedBody(part.body, coding), tokenOf(label))
+                           : textInCharset(part.body, tokenOf(label));
 }
 
 std::string nameOf(const Message& message, const Part& part) {

@@ -11,7 +11,8 @@
 namespace tessolt {
 namespace {
 
-constexpr std::size_t kFirstLineBuffer = 1024;
+/// Has room for a small message behind its status line.
+constexpr std::size_t kFirstLineBuffer = 4 * 1024;
 constexpr std::size_t kLargestLineBuffer = kMaxLineBytes + kWireLineEnd.size();
 constexpr std::uint32_t kPortMask = 0xFFFF;
 
