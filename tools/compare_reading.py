@@ -1,18 +1,50 @@
 #!/usr/bin/env python3
-"""Tells where reading under current rules and Python's own reader part on the files that are given.
+"""Tells where reading under current rules and other readers part, with the package `tessolt` in PYTHONPATH.
 
-    compare_reading.py FILE...   with the package `tessolt` in PYTHONPATH"""
+    compare_reading.py FILE...                    on these files, with Python's own reader
+    compare_reading.py --generate N [--gmime P]   on N generated messages, and with GMime too by the program P, the
+                                                  gmime_reading of bench/; fails where a difference has no reason
 
+The messages are those of tests/python/test_reading_rules.py, where the reasons for parting from Python stand."""
+
+import argparse
+import collections
 import contextlib
 import email
 import email.policy
 import os
+import pathlib
+import subprocess
 import sys
 import tempfile
 import unittest.mock
 
 import tessolt
 
+# (what, the row that was drawn): why ours differs from GMime's.
+WORDS_BEFORE = "words in front of a bare address are its name"
+NO_ADDRESS = "what is no address is kept as the name of none"
+UNLABELLED = "text without a charset that is known is read as UTF-8, else as Windows-1252"
+WITHIN = "a message within keeps its bytes, line ends included"
+NOT_FOUND = "a multipart without its boundary is text"
+NAMED_GMIME = {
+    ("subject", "subject: tab fold"): "a fold with a tab is shown as a blank",
+    ("subject", "subject: cut character"): "the bytes of words that follow each other are joined first",
+    ("subject", "subject: gb18030"): "all of GB 18030 is read",
+    **{(what, "from: words before"): WORDS_BEFORE for what in ("sender", "from")},
+    ("to", "to: words before"): WORDS_BEFORE,
+    ("sender", "from: no name"): NO_ADDRESS,
+    ("to", "to: no name"): NO_ADDRESS,
+    ("to", "list: semicolons"): "semicolons separate as commas do",
+    **{(what, row): reason for what in ("plain", "html") for row, reason in (
+        ("charset: None", UNLABELLED), ("charset: x-nothing", UNLABELLED), ("charset: us-ascii", UNLABELLED),
+        ("charset: gb18030", "all of GB 18030 is read"), ("charset: hz-gb-2312", "HZ is read"),
+        ("charset: utf-8", "an ill-formed byte is shown as U+FFFD"), ("shape: not found", NOT_FOUND),
+        ("shape: no header", "a text that begins with no field is a body"))},
+    ("attachments", "shape: not found"): NOT_FOUND,
+    **{("attachments", f"shape: {shape}"): WITHIN for shape in ("rfc822", "nested", "digest")},
+    ("attachments", "name: both"): "filename* wins over filename",
+}
 SETTINGS = '[HKEY_LOCAL_MACHINE\\Software\\Merivane\\Tessolt]\n"Rules"="current"\n'
 
 
@@ -114,6 +146,64 @@ def differences(raw, folder):
     return {what: (ours[what], theirs[what]) for what in ours if ours[what] != theirs[what]}
 
 
+class GMime:
+    """The reader of bench/gmime_reading, a process that is asked path by path."""
+
+    def __init__(self, program):
+        self.process = subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+
+    def read(self, path):
+        self.process.stdin.write(path + "\n")
+        self.process.stdin.flush()
+        found = {"plain": "", "html": "", "subject": "", "sender": "", "from": [], "to": [], "attachments": []}
+        while (line := self.process.stdout.readline().rstrip("\n")) != "end":
+            what, *values = line.split(" ")
+            data = [bytes.fromhex(value) for value in values]
+            text = data[0].decode("utf-8", "replace")
+            if what == "attachment":
+                found["attachments"].append((text, data[1]))
+            elif what in ("from", "to"):
+                found[what].append(text)
+            elif what in ("plain", "html"):
+                text, before = same_lines(text), found[what]
+                found[what] += ("\n" if before and text and not before.endswith("\n") else "") + text
+            else:
+                found[what] = text
+        return found
+
+    def differences(self, ours, path):
+        theirs = self.read(path)
+        return {what: (ours[what], theirs[what]) for what in theirs if ours[what] != theirs[what]}
+
+
+def generate(count, gmime):
+    """True when each difference on that many messages has a reason."""
+    sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" / "python"))
+    from test_reading_rules import NAMED, Drawn
+    peers = [("Python", NAMED)] + ([("GMime", NAMED_GMIME)] if gmime else [])
+    counts = collections.Counter()
+    unnamed = 0
+    with tempfile.TemporaryDirectory() as folder, current_rules(folder):
+        for seed in range(count):
+            message = Drawn(seed)
+            found = {"Python": differences(message.raw, folder)}
+            if gmime:
+                found["GMime"] = gmime.differences(read_by_us(message.raw, folder),
+                                                   os.path.join(folder, "message.eml"))
+            for peer, named in peers:
+                for what, (ours, theirs) in found[peer].items():
+                    rows = [(what, row) for row in sorted(message.rows) if (what, row) in named]
+                    counts.update((peer, *row, named[row]) for row in rows)
+                    if not rows:
+                        unnamed += 1
+                        print(f"{seed} {peer} {what} {sorted(message.rows)}\n  ours   {str(ours)[:300]!r}\n"
+                              f"  theirs {str(theirs)[:300]!r}")
+    for (peer, what, row, reason), number in sorted(counts.items()):
+        print(f"{number:6} {peer:6} {what:11} {row:25} {reason}")
+    print(f"{count} messages, {unnamed} differences without a reason")
+    return not unnamed
+
+
 def tell(paths):
     with tempfile.TemporaryDirectory() as folder, current_rules(folder):
         for path in paths:
@@ -128,5 +218,17 @@ def tell(paths):
                 print(f"{path} {what}\n  ours   {str(ours)[:300]!r}\n  theirs {str(theirs)[:300]!r}")
 
 
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--generate", type=int)
+    parser.add_argument("--gmime")
+    parser.add_argument("files", nargs="*")
+    options = parser.parse_args()
+    if options.generate:
+        return 0 if generate(options.generate, GMime(options.gmime) if options.gmime else None) else 1
+    tell(options.files)
+    return 0
+
+
 if __name__ == "__main__":
-    tell(sys.argv[1:])
+    sys.exit(main())

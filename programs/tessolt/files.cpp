@@ -82,7 +82,7 @@ private:
 
 void failFile(const std::string& path, int error) {
     const Status status =
-        detail::fileFailure(Stage::save, detail::kAttachmentUnwritable, path, error);
+        detail::fileFailure(Stage::save, TESSOLT_ERROR_SAVE_ATTACHMENT_FAILED, path, error);
     throw Problem{kFile, status.description};
 }
 

@@ -307,6 +307,14 @@ int renameReplace(const std::string& from, const std::string& to) {
     return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
+bool isReplaceable(const std::string& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        return errno == ENOENT && !isLink(path);
+    }
+    return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == geteuid();
+}
+
 int replaceFile(const std::string& path, std::string_view content, unsigned mode, bool lasting) {
     std::error_code unresolved;
     const std::filesystem::path place = std::filesystem::weakly_canonical(path, unresolved);

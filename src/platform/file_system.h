@@ -94,6 +94,9 @@ int removeFile(const std::string& path);
 int renameNoReplace(const std::string& from, const std::string& to);
 /// Renames, replacing `to`.
 int renameReplace(const std::string& from, const std::string& to);
+/// Whether nobody can tell a file from a new one put in its place: one of this user with a single
+/// name, or none at all.
+bool isReplaceable(const std::string& path);
 /// Puts a file with `content` in the place of `path` in one step: whoever reads it finds the old
 /// one or the new one, whole. A link stays a link, and a file keeps its permissions; `mode` is that
 /// of a file that is new. `lasting` has it on the device before. Returns 0 or an errno number.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <new>
 #include <utility>
 
 #include "mail/smtp.h"
@@ -91,8 +92,12 @@ Courier::Courier(const ServerSettings& server, const SessionOptions& options,
     : server_(server), options_(options), goesOn_(std::move(goesOn)) {}
 
 Courier::~Courier() {
-    if (smtp_) {
-        smtp_->Disconnect();
+    try {
+        if (smtp_) {
+            smtp_->Disconnect();
+        }
+    } catch (const std::bad_alloc&) {
+        return;  // the connection ends without a farewell
     }
 }
 

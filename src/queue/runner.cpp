@@ -1,6 +1,7 @@
 #include "queue/runner.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "platform/clock.h"
@@ -18,6 +19,7 @@ constexpr std::size_t kInspectedAtOnce = 64;
 /// How often whoever watches a drain hears of it.
 constexpr std::uint32_t kProgressMs = 200;
 constexpr std::size_t kLargestBatch = 32;
+constexpr std::uint32_t kMemoryPauseMs = 1000;
 /// A batch that took longer is followed by a small one.
 constexpr std::uint32_t kQuickBatchMs = 500;
 
@@ -58,7 +60,13 @@ void Runner::finish() {
     workers_.clear();
 }
 
-void Runner::work() {
+void Runner::tellMemory() const {
+    if (isOutOfMemory_) {
+        throw std::bad_alloc();
+    }
+}
+
+void Runner::work() try {
     std::unique_lock lock(mutex_);
     while (!isStopping_) {
         if (const auto lane = backlog_.openLane(platform::unixTime())) {
@@ -67,23 +75,27 @@ void Runner::work() {
             changed_.wait(lock);
         }
     }
+} catch (const std::bad_alloc&) {
+    // Its own lists may be wrong now. All that counts lies in the folder, for the next runner.
+    isOutOfMemory_ = true;
+    stop();
 }
 
-/// Holds one conversation: sends what waits for the server until nothing is left.
+/// Holds one conversation, and gives the server free for others.
 void Runner::visit(Backlog::Lane lane, std::unique_lock<std::mutex>& lock) {
-    const ServerSettings server = backlog_.server(lane);
-    lock.unlock();
-    {
-        Courier courier(server, options_.session, [this] { return !isStopping_; });
-        std::size_t most = 1;
-        bool goesOn = true;
-        while (goesOn && !isStopping_) {
-            const std::uint32_t start = platform::tickCount();
-            goesOn = visitBatch(lane, courier, most);
-            // Only quick ones are claimed in advance: nobody else can touch a claimed message.
-            const bool isQuick = platform::tickCount() - start < kQuickBatchMs;
-            most = isQuick ? std::min(2 * most, kLargestBatch) : 1;
-        }
+    bool isShort = false;
+    try {
+        const ServerSettings server = backlog_.server(lane);
+        lock.unlock();
+        converse(lane, server);
+    } catch (const std::bad_alloc&) {
+        isShort = true;
+    }
+    if (isShort) {
+        // What waits for the server has its turn when others have given memory back.
+        lock = {};
+        platform::sleepFor(kMemoryPauseMs);
+        lock = std::unique_lock(mutex_, std::defer_lock);
     }
     lock.lock();
     backlog_.closeLane(lane);
@@ -91,10 +103,40 @@ void Runner::visit(Backlog::Lane lane, std::unique_lock<std::mutex>& lock) {
     wakeup_.ring();
 }
 
+/// Sends what waits for the server until nothing is left.
+void Runner::converse(Backlog::Lane lane, const ServerSettings& server) {
+    Courier courier(server, options_.session, [this] { return !isStopping_; });
+    std::size_t most = 1;
+    bool goesOn = true;
+    while (goesOn && !isStopping_) {
+        const std::uint32_t start = platform::tickCount();
+        goesOn = visitBatch(lane, courier, most);
+        // Only quick ones are claimed in advance: nobody else can touch a claimed message.
+        const bool isQuick = platform::tickCount() - start < kQuickBatchMs;
+        most = isQuick ? std::min(2 * most, kLargestBatch) : 1;
+    }
+}
+
 /// Claims up to `most` messages with one wait for the device, and sends them. False when the
 /// conversation is over.
 bool Runner::visitBatch(Backlog::Lane lane, Courier& courier, std::size_t most) {
     std::vector<std::string> names;
+    names.reserve(most);
+    try {
+        return sendBatch(lane, courier, most, names);
+    } catch (const std::bad_alloc&) {
+        // Their claims are gone. The next look at the folder finds them, as those of a runner that
+        // was killed.
+        const std::lock_guard guard(mutex_);
+        for (const std::string& name : names) {
+            backlog_.forget(name);
+        }
+        throw;
+    }
+}
+
+bool Runner::sendBatch(Backlog::Lane lane, Courier& courier, std::size_t most,
+                       std::vector<std::string>& names) {
     ServerHistory history;
     {
         const std::lock_guard guard(mutex_);
@@ -312,6 +354,7 @@ Tally Runner::drain(const std::function<void(const Tally&)>& progress) {
     }
     finish();
     delivery_.reset();  // removes what was sent
+    tellMemory();
     // What was put back, or came in between, waits too.
     std::vector<QueueEntry> entries;
     Tally result = tally();
@@ -384,6 +427,7 @@ Request Runner::serve() {
     }
     platform::notifyServiceManager(request == Request::kReload ? "RELOADING=1" : "STOPPING=1");
     finish();
+    tellMemory();
     return request;
 }
 

@@ -47,6 +47,8 @@ public:
     Runner(const Runner&) = delete;
     Runner& operator=(const Runner&) = delete;
 
+    // Both throw `std::bad_alloc`; what was begun is ended before, and the folder is in order.
+
     /// Sends all that is due, once. `progress` hears now and then how far it came.
     Tally drain(const std::function<void(const Tally&)>& progress = {});
     /// Sends whatever comes, until a signal asks for something else, which it returns.
@@ -58,8 +60,12 @@ private:
     void start();
     void finish();
     void work();
+    void tellMemory() const;
     void visit(Backlog::Lane lane, std::unique_lock<std::mutex>& lock);
+    void converse(Backlog::Lane lane, const ServerSettings& server);
     bool visitBatch(Backlog::Lane lane, Courier& courier, std::size_t most);
+    bool sendBatch(Backlog::Lane lane, Courier& courier, std::size_t most,
+                   std::vector<std::string>& names);
     void settle(Backlog::Lane lane, const std::string& name, const Delivered& result);
     bool scan();
     void openWatch();
@@ -85,6 +91,7 @@ private:
     bool isFolderReadable_ = true;
 
     std::atomic<bool> isStopping_{false};
+    std::atomic<bool> isOutOfMemory_{false};
     platform::Wakeup wakeup_;
     std::vector<std::thread> workers_;
 

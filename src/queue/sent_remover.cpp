@@ -1,5 +1,6 @@
 #include "queue/sent_remover.h"
 
+#include <new>
 #include <utility>
 
 #include "platform/file_system.h"
@@ -38,14 +39,22 @@ void SentRemover::work() {
         const std::vector<std::string> names = std::exchange(names_, {});
         changed_.notify_all();
         lock.unlock();
-        if (!names.empty()) {
-            platform::syncFolderOf(folder_.sentPath(names.front()));
-        }
-        for (const std::string& name : names) {
-            platform::removeFile(folder_.statePath(name));
-            platform::removeFile(folder_.sentPath(name));
+        try {
+            remove(names);
+        } catch (const std::bad_alloc&) {
+            // What stays has the name of a sent one, by which the next runner knows it.
         }
         lock.lock();
+    }
+}
+
+void SentRemover::remove(const std::vector<std::string>& names) const {
+    if (!names.empty()) {
+        platform::syncFolderOf(folder_.sentPath(names.front()));
+    }
+    for (const std::string& name : names) {
+        platform::removeFile(folder_.statePath(name));
+        platform::removeFile(folder_.sentPath(name));
     }
 }
 

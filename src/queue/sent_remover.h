@@ -27,6 +27,7 @@ public:
 
 private:
     void work();
+    void remove(const std::vector<std::string>& names) const;
 
     const QueueFolder& folder_;
     std::mutex mutex_;

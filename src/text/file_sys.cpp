@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "platform/clock.h"
@@ -147,6 +149,33 @@ std::unique_ptr<BorvikHandle> newHandle(XString& path, OpenMode mode, OpenErrorC
     return handle;
 }
 
+/// Puts a new file in the place of the one of that name, so that a reader, and whoever comes after
+/// a crash, finds the old bytes or the new ones. Returns 0 or an errno number, and nothing where
+/// the file has to be written as it lies there.
+std::optional<int> replaceWhole(XString& given, std::string_view content) {
+    constexpr unsigned kNewFileMode = 0666;
+    XString path;
+    path.appendXString(given);
+    FileSys::sanitiseFileName(path, nullptr);
+    const std::string native = nativePath(path);
+    if (native.empty() || !platform::isReplaceable(native)) {
+        return std::nullopt;
+    }
+    const unsigned flags = platform::kOpenWrite | platform::kOpenRegularOnly;
+    platform::File file;
+    int error = openTrying(file, native, flags);
+    if (error != 0 && makeWritable(native)) {
+        error = openTrying(file, native, flags);
+    }
+    if (error != 0 && error != ENOENT) {
+        return std::nullopt;
+    }
+    error = platform::replaceFile(native, content, kNewFileMode, false);
+    const bool isFolderClosed =
+        error == EACCES || error == EPERM || error == EROFS || error == ENOENT || error == ENOTDIR;
+    return isFolderClosed ? std::nullopt : std::optional(error);
+}
+
 bool failWriting(XString& path, LogBase* log, const char* text) {
     if (log != nullptr) {
         log->logData("filename", path.getUtf8());
@@ -261,12 +290,19 @@ bool FileSys::writeFile(XString& path, const void* bytes, std::size_t count, Log
     if (path.empty()) {
         return false;
     }
+    const bool hasBytes = bytes != nullptr && count != 0;
+    const std::string_view content(static_cast<const char*>(bytes), hasBytes ? count : 0);
+    if (const std::optional<int> error = replaceWhole(path, content)) {
+        if (*error != 0 && log != nullptr) {
+            log->logData("WriteFileError", platform::errorText(*error).c_str());
+        }
+        return *error == 0 || failWriting(path, log, "Failed to write complete file (1)");
+    }
     BorvikHandle handle;
     OpenErrorClass errorClass;
     if (!openForWriteInto(handle, path, errorClass, log)) {
         return failWriting(path, log, "Failed to write complete file (7)");
     }
-    const bool hasBytes = bytes != nullptr && count != 0;
     if ((hasBytes && !handle.write(bytes, count, nullptr, log)) || !handle.close()) {
         return failWriting(path, log, "Failed to write complete file (1)");
     }

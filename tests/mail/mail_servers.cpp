@@ -65,7 +65,9 @@ bool converse(ServerPart& part, support::ServerStream& stream, bool welcomes) {
             return false;
         }
         reply = replyTo(part, verb);
-        stream.delay(part.pause);
+        if (part.slowVerb == nullptr || verb == part.slowVerb) {
+            stream.delay(part.pause);
+        }
         if (breaksOff(reply)) {
             stream.send(reply.substr(0, reply.size() - 3));
             stream.drop();

@@ -25,7 +25,8 @@ struct ServerPart {
     std::map<std::string, std::vector<std::string>> replies;  ///< In turn; the last one stays.
     /// Done in place of the reply, as the end of the connection.
     std::map<std::string, std::function<void(support::ServerStream&)>> faults = {};
-    std::chrono::milliseconds pause{0};  ///< In front of each reply.
+    std::chrono::milliseconds pause{0};  ///< In front of each reply, or of those to one verb.
+    const char* slowVerb = nullptr;
     /// Gets the lines that came, as `linesOf` has them, and "<text>" for that of a message.
     std::string* heard = nullptr;
 };

@@ -3,9 +3,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mail/scramble.h"
@@ -159,18 +161,27 @@ TEST(SmtpSend, UnderUtf8EachPartGoesOutInTheCharsetOfItsLabel) {
 }
 
 TEST(SmtpSend, AServerThatTakesNothingIsGivenUp) {
-    const ScriptedServer server([](support::ScriptedConnection& c) {
-        c.send("220 hi\r\n"), c.readLine(), c.send("250 ok\r\n");
-        c.readLine(), c.send("354 go\r\n"), c.readNothing();
-    });
-    CZnSmtp smtp;
-    smtp.m_strHost = "localhost";
-    smtp.m_lHostPort = server.port();
-    ASSERT_EQ(smtp.Connect(), 0);
-    smtp.m_lTimeoutCommand = 200;
     std::string text;
     text.resize(30'000'000, 'x');
-    EXPECT_EQ(smtp.Data(text), -2010);
+    // By the limit of the command, or when nothing moves for three seconds.
+    for (const auto& [limit, least] : {std::pair(200U, 199), std::pair(600'000U, 2999)}) {
+        const ScriptedServer server([](support::ScriptedConnection& c) {
+            c.send("220 hi\r\n"), c.readLine(), c.send("250 ok\r\n");
+            c.readLine(), c.send("354 go\r\n"), c.readNothing();
+        });
+        CZnSmtp smtp;
+        smtp.m_strHost = "localhost";
+        smtp.m_lHostPort = server.port();
+        ASSERT_EQ(smtp.Connect(), 0);
+        smtp.m_lTimeoutCommand = limit;
+        smtp.m_lTimeoutQuit = 1;
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(smtp.Data(text), -2010);
+        const auto time = std::chrono::steady_clock::now() - start;
+        EXPECT_GE(time, std::chrono::milliseconds(least));
+        EXPECT_LT(time, std::chrono::milliseconds(300'000));
+        smtp.CloseSecure();
+    }
 }
 
 TEST(Scramble, WritesTheFormOfTheQueue) {

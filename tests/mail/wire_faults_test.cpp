@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mail_servers.h"
@@ -77,7 +79,8 @@ struct Step {
 };
 
 constexpr const char* kLogin =
-    "EHLO:250 AUTH LOGIN|AUTH:334 VXNlcm5hbWU6|DQ==:334 UGFzc3dvcmQ6|CA==:235 in|";
+    "EHLO:250-x~250 AUTH LOGIN|AUTH:334 VXNlcm5hbWU6|DQ==:334 UGFzc3dvcmQ6|CA==:235 in|";
+constexpr const char* kCram = "EHLO:250-x~250 AUTH CRAM-MD5|AUTH:334 PDE+|DSAY:235 in";
 const Step kSmtpSteps[] = {
     {"", "", "", always(37404)},
     {"", "220-hello\r\n", "", always(37404)},
@@ -189,6 +192,120 @@ TEST(WireFaults, RepliesMayComeInAnyPiecesAndLate) {
             const ScriptedServer server(served(part, client.tls()), delivery);
             EXPECT_EQ(client.talk(server.port()), 0);
         }
+    }
+}
+
+using Limit = std::uint32_t CZnMailSession::*;
+constexpr Limit kConnect = &CZnMailSession::m_lTimeoutConnect;
+constexpr Limit kAuthentication = &CZnMailSession::m_lTimeoutAuthentication;
+constexpr Limit kCommand = &CZnMailSession::m_lTimeoutCommand;
+constexpr Limit kData = &CZnMailSession::m_lTimeoutData;
+constexpr Limit kQuit = &CZnMailSession::m_lTimeoutQuit;
+constexpr Limit kLimits[] = {kConnect, kAuthentication, kCommand, kData, kQuit};
+
+/// A wait of a session, and which limit is its own.
+struct Wait {
+    MailClient::Route route;
+    const char* verb;
+    Limit limit;
+    const char* changes = "";
+    const char* begun = "";  ///< What of the reply comes in time.
+    bool isCurrent = false;
+};
+
+const Wait kWaitsOfSessions[] = {
+    {MailClient::kSmtp, "", kConnect},
+    {MailClient::kSmtp, "EHLO", kCommand},
+    {MailClient::kSmtp, "HELO", kCommand, "EHLO:500 no|HELO:250 hi"},
+    {MailClient::kStartTls, "STAR", kCommand},
+    {MailClient::kStartTls, "STAR", kConnect, "", "220 go\r\n"},
+    {MailClient::kSmtp, "AUTH", kAuthentication},
+    {MailClient::kSmtp, "AUTH", kCommand, kLogin},
+    {MailClient::kSmtp, "DQ==", kAuthentication, kLogin},
+    {MailClient::kSmtp, "CA==", kAuthentication, kLogin},
+    {MailClient::kSmtp, "AUTH", kCommand, kCram},
+    {MailClient::kSmtp, "DSAY", kAuthentication, kCram},
+    {MailClient::kSmtp, "RSET", kCommand},
+    {MailClient::kSmtp, "MAIL", kCommand},
+    {MailClient::kSmtp, "RCPT", kCommand},
+    {MailClient::kSmtp, "DATA", kCommand},
+    {MailClient::kSmtp, ".", kData},
+    {MailClient::kSmtp, "QUIT", kQuit},
+    {MailClient::kSmtp, "AUTH", kAuthentication, kLogin, "", true},
+    {MailClient::kSmtp, "MAIL", kCommand, "", "", true},
+    {MailClient::kSmtp, "RCPT", kCommand, "EHLO:250-x~250-AUTH PLAIN~250 PIPELINING", "", true},
+    {MailClient::kSmtp, ".", kData, "", "", true},
+    {MailClient::kPop3, "", kConnect},
+    {MailClient::kPop3, "APOP", kCommand, ":+OK <1.2@x>"},
+    {MailClient::kPop3, "USER", kCommand},
+    {MailClient::kPop3, "PASS", kCommand},
+    {MailClient::kPop3, "CAPA", kCommand},
+    {MailClient::kPop3, "CAPA", kCommand, "", "+OK\r\n"},
+    {MailClient::kPop3, "STAT", kCommand},
+    {MailClient::kPop3, "RETR", kData},
+    {MailClient::kPop3, "RETR", kData, "", "+OK\r\nSubject"},
+    {MailClient::kPop3, "TOP ", kData},
+    {MailClient::kPop3, "DELE", kCommand},
+    {MailClient::kPop3, "QUIT", kQuit},
+    {MailClient::kPop3, "AUTH", kAuthentication, "CAPA:+OK~SASL PLAIN~.|AUTH:+OK in", "", true},
+};
+
+/// A talk whose wait is as long as `act` makes it: its number, and how long it took.
+std::pair<std::int32_t, std::chrono::milliseconds> talkWaiting(
+    const Wait& wait, std::uint32_t own, std::uint32_t others,
+    const std::function<void(ServerPart&)>& act) {
+    MailClient client(wait.route);
+    client.setRules(wait.isCurrent ? MailRules::current() : MailRules::classic());
+    for (CZnMailSession* const engine :
+         {static_cast<CZnMailSession*>(&client.smtp), static_cast<CZnMailSession*>(&client.pop3)}) {
+        for (const Limit limit : kLimits) {
+            engine->*limit = limit == wait.limit ? own : others;
+        }
+        // What follows a failure isn't looked at.
+        engine->m_lTimeoutQuit = std::min(engine->m_lTimeoutQuit, own);
+    }
+    ServerPart part = client.part(wait.changes);
+    act(part);
+    const ScriptedServer server(served(part, client.tls()));
+    const auto start = std::chrono::steady_clock::now();
+    const std::int32_t number = client.talk(server.port());
+    return {number, std::chrono::duration_cast<std::chrono::milliseconds>(
+                        std::chrono::steady_clock::now() - start)};
+}
+
+TEST(WireFaults, EachWaitEndsAtItsOwnLimit) {
+    constexpr std::uint32_t kVeryLong = 60'000;
+    for (const Wait& wait : kWaitsOfSessions) {
+        if (wait.verb == std::string("STAR") && *wait.begun == '\0') {
+            continue;  // the login goes on, which waits for something else
+        }
+        SCOPED_TRACE(std::string(wait.verb) + " " + wait.changes + wait.begun);
+        const auto [number, time] = talkWaiting(wait, kShort, kVeryLong, [&](ServerPart& part) {
+            part.faults[wait.verb] = [&](ServerStream& stream) {
+                stream.send(wait.begun);
+                stream.stall();
+            };
+        });
+        EXPECT_GE(time, std::chrono::milliseconds(kShort - 1));
+        EXPECT_LT(time, std::chrono::milliseconds(kVeryLong / 2));
+    }
+}
+
+TEST(WireFaults, AndAtNoOther) {
+    for (const Wait& wait : kWaitsOfSessions) {
+        if (*wait.begun != '\0' || wait.limit == kQuit) {
+            continue;
+        }
+        SCOPED_TRACE(std::string(wait.verb) + " " + wait.changes);
+        expectWithin(kShort, [&](std::uint32_t limit) {
+            const auto [number, time] = talkWaiting(wait, 40 * limit, limit, [&](ServerPart& part) {
+                part.pause = std::chrono::milliseconds(3 * limit);
+                part.slowVerb = wait.verb;
+            });
+            return number == 0 && time >= std::chrono::milliseconds(3 * limit)
+                       ? ""
+                       : std::to_string(number);
+        });
     }
 }
 

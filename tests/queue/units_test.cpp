@@ -6,6 +6,7 @@
 #include "mail/scramble.h"
 #include "mail/smtp.h"
 #include "message/znmail.h"
+#include "platform/code_page.h"
 #include "platform/file_system.h"
 #include "queue/backlog.h"
 #include "queue/envelope.h"
@@ -13,7 +14,6 @@
 #include "queue/queue_folder.h"
 #include "queue/queued_message.h"
 #include "queue/retry_plan.h"
-#include "support/scoped_settings.h"
 #include "support/temporary_folder.h"
 
 namespace tessolt::queue {
@@ -80,9 +80,7 @@ TEST(QueueUnitsTest, HeaderIsTakenApartAndNothingElse) {
 }
 
 TEST(QueueUnitsTest, ReadsWhatQueueWrites) {
-    const support::ScopedSettings settings(
-        "[HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Nls\\CodePage]\n"
-        "\"ACP\"=\"1252\"\n");
+    const platform::ScopedAnsiCodePage page(1252);
     const support::TemporaryFolder folder;
     const std::string longText(200, 'x');
     const char* kAccounts[][2] = {{"", ""},

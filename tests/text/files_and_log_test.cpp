@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -112,6 +113,42 @@ TEST(FileSys, WritesAndReadsFiles) {
     XString empty;
     EXPECT_FALSE(FileSys::writeFile(empty, "x", 1, nullptr));
     EXPECT_FALSE(FileSys::fileExists(empty, nullptr));
+}
+
+TEST(FileSys, ReplacesAFileAsAWholeWhereItMay) {
+    const TemporaryFolder folder;
+    const std::string path = folder.write("file", "old");
+    std::filesystem::permissions(path, std::filesystem::perms(0640));
+    std::filesystem::create_symlink(path, folder.file("link"));
+    std::filesystem::create_symlink(folder.file("none"), folder.file("dangling"));
+    for (const char* name : {"file", "link", "dangling"}) {
+        XString named_ = named(folder.file(name));
+        EXPECT_TRUE(FileSys::writeFile(named_, "whole", 5, nullptr));
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.file("link")));
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.file("dangling")));
+    EXPECT_EQ(TemporaryFolder::read(folder.file("none")), "whole");
+    EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0640));
+
+    // A disk that is full costs what is new, and not what was there.
+    const auto writeOverTheLimit = [&] {
+        rlimit limit{};
+        getrlimit(RLIMIT_FSIZE, &limit);
+        const rlimit small{.rlim_cur = 4, .rlim_max = limit.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
+        XString name = named(path);
+        Logger log;
+        EXPECT_FALSE(FileSys::writeFile(name, "too long", 8, &log));
+        EXPECT_NE(textOf(log).find("Failed to write complete file (1)"), std::string::npos);
+        setrlimit(RLIMIT_FSIZE, &limit);
+    };
+    writeOverTheLimit();
+    EXPECT_EQ(TemporaryFolder::read(path), "whole");
+    // Other names of a file stay names of it, so it is written as it lies there.
+    std::filesystem::create_hard_link(path, folder.file("other"));
+    writeOverTheLimit();
+    EXPECT_EQ(TemporaryFolder::read(folder.file("other")), "too ");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 5);
 }
 
 TEST(FileSys, TellsWhyAFileCantBeOpened) {
