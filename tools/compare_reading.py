@@ -223,7 +223,7 @@ def main():
     parser.add_argument("--generate", type=int)
     parser.add_argument("--gmime")
     parser.add_argument("files", nargs="*")
-    options = parser.parse_args()
+    options = parser.parse_intermixed_args()
     if options.generate:
         return 0 if generate(options.generate, GMime(options.gmime) if options.gmime else None) else 1
     tell(options.files)
