@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <string>
+#include <string_view>
 
 #include "base/ascii_text.h"
 #include "charset/ansi_text.h"
 #include "harness.h"
+#include "message/wire_text.h"
 #include "message/znmail.h"
 #include "reading/field_text.h"
 #include "reading/letter.h"
@@ -152,8 +154,13 @@ void fuzzCompose(Input input) {
     if (isFieldName(fieldName)) {
         checkReading(source, content, isUtf8);
     }
-    borvik::BvString wire;
+    WireText wire;
     mail.GetWireText(wire);
+    std::size_t given = 0;
+    for (std::string_view piece = wire.Next(); !piece.empty(); piece = wire.Next()) {
+        given += piece.size();
+    }
+    require(given == wire.Size());
 }
 
 }  // namespace fuzz
