@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "base/ascii_text.h"
 #include "charset/ansi_text.h"

@@ -17,6 +17,9 @@
 namespace tessolt::test {
 namespace {
 
+constexpr int kMany = 1000;
+constexpr int kManyLimitMs = 200'000;
+
 void runJobs(const std::string& jobs, const std::string& ending) {
     const MailServers& servers = MailServers::shared();
     if (!servers.problem().empty()) {
@@ -53,6 +56,22 @@ void runJobs(const std::string& jobs, const std::string& ending) {
     run("fetch_and_delete " + saved);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(saved), {}), 6);
     EXPECT_EQ(run("fetch_and_delete " + saved), "") << "what was saved is gone";
+
+    const std::string letter = "$(grep -l 'A picture' " + saved + "/*)";
+    const std::string read = run("read_bytes <" + letter);
+    EXPECT_NE(read.find("<ann@example.org>: A picture\n"), std::string::npos) << read;
+    EXPECT_NE(read.find("table.csv, application/octet-stream, 10 bytes\n"), std::string::npos)
+        << read;
+    const std::string files = folder.file("files");
+    std::filesystem::create_directory(files);
+    EXPECT_NE(run("save_attachments " + letter + " " + files).find(files + "/table.csv\n"),
+              std::string::npos);
+    EXPECT_EQ(folder.read(files + "/table.csv"), "a;b\r\n1;2\r\n");
+
+    EXPECT_NE(run("many_messages").find("\nsent 1000\n"), std::string::npos);
+    ASSERT_TRUE(servers.waitForMessages(kMany, kManyLimitMs));
+    const std::string all = run("fetch_and_delete " + saved);
+    EXPECT_EQ(std::ranges::count(all, '\n'), kMany);
 }
 
 TEST(Jobs, RunAgainstRealServers) {
