@@ -83,6 +83,13 @@ struct ITransfer : IUnknown {
     virtual HRESULT SendBytes(const void* bytes, size_t size, TextArgument sender,
                               TextArgument recipients) = 0;
 
+    /// Asks the server a question that changes nothing of mail or mailbox, and waits for the reply,
+    /// which `GetLastReply` tells: NOOP, and for `Smtp` also HELP, VRFY and EXPN with what stands
+    /// behind them. Sets `LastError`, to 0 whatever the reply. E_INVALIDARG for another command.
+    virtual HRESULT Ask(TextArgument command) = 0;
+    /// The words by which the server welcomed the last connection; for POP3 they begin with "+OK".
+    virtual HRESULT GetWelcome(BSTR* text) = 0;
+
 protected:
     ~ITransfer() = default;
 };

@@ -1,9 +1,11 @@
 #include "automation/pop3.h"
 
 #include <cstdint>
+#include <string>
 #include <utility>
 
 #include "automation/email_message.h"
+#include "charset/ansi_text.h"
 
 namespace tessolt {
 
@@ -67,6 +69,21 @@ HRESULT CPop3::ListMessages(LONG* count) {
 HRESULT CPop3::SendBytes(const void*, size_t, TextArgument, TextArgument) {
     m_nLastError = kErrorInvalidArgument;
     return S_OK;
+}
+
+HRESULT CPop3::Ask(TextArgument command) {
+    return guarded([&] {
+        const std::string line = borvik::wideToUtf8Paired(platform::bstrView(command));
+        if (!m_pEngine->MayAsk(line)) {
+            return E_INVALIDARG;
+        }
+        m_nLastError = MapPop3Error(m_pEngine->Ask(line));
+        m_reply = {};
+        if (m_nLastError == 0) {
+            keepReply(m_pEngine->m_strLastResponse);
+        }
+        return S_OK;
+    });
 }
 
 void CPop3::keepReply(const CZncString& line) {

@@ -24,6 +24,7 @@ public:
     HRESULT ListMessages(LONG* count) override;
     HRESULT SendBytes(const void* bytes, size_t size, TextArgument sender,
                       TextArgument recipients) override;
+    HRESULT Ask(TextArgument command) override;
 
 private:
     /// Keeps what the server said last for `GetLastReply`.

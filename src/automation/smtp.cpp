@@ -141,6 +141,18 @@ HRESULT CSmtp::SendBytes(const void* bytes, size_t size, TextArgument sender,
     });
 }
 
+HRESULT CSmtp::Ask(TextArgument command) {
+    return guarded([&] {
+        const std::string line = borvik::wideToUtf8Paired(platform::bstrView(command));
+        if (!m_pEngine->MayAsk(line)) {
+            return E_INVALIDARG;
+        }
+        m_nLastError = MapSmtpError(m_pEngine->Ask(line));
+        m_reply = m_nLastError == 0 ? m_pEngine->LastReply() : SmtpReply();
+        return S_OK;
+    });
+}
+
 HRESULT CSmtp::ListMessages(LONG* count) {
     return giving(count, [&] {
         m_nLastError = 0;

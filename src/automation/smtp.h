@@ -22,6 +22,7 @@ public:
     HRESULT ListMessages(LONG* count) override;
     HRESULT SendBytes(const void* bytes, size_t size, TextArgument sender,
                       TextArgument recipients) override;
+    HRESULT Ask(TextArgument command) override;
     HRESULT Queue(VARIANT* newVal, TextArgument strHost, LONG lPort, LONG bSecure,
                   TextArgument strLogin, TextArgument strPassword) override;
 

@@ -134,6 +134,10 @@ HRESULT TransferObject::GetCertificate(BSTR* issuer, BSTR* lastDay) {
     return firstFailure({giveUtf8(names.issuer, issuer), giveUtf8(names.lastDay, lastDay)});
 }
 
+HRESULT TransferObject::GetWelcome(BSTR* text) {
+    return text ? giveUtf8(session().Welcome(), text) : E_POINTER;
+}
+
 void TransferObject::dropForeignReply() {
     const Trouble& trouble = session().LastTrouble();
     if (trouble.cause != TESSOLT_CAUSE_NONE && !trouble.isTheReplys) {

@@ -30,6 +30,7 @@ public:
     HRESULT GetListed(LONG index, LONG* number, uint64_t* size, BSTR* uniqueId) override;
     HRESULT GetFailure(LONG* cause, BSTR* text, BSTR* advice) override;
     HRESULT GetCertificate(BSTR* issuer, BSTR* lastDay) override;
+    HRESULT GetWelcome(BSTR* text) override;
 
 protected:
     virtual ~TransferObject() = default;

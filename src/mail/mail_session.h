@@ -22,6 +22,12 @@ public:
     /// `m_lTimeoutCommand`.
     virtual std::int32_t SendCommand(std::string_view text, std::uint32_t timeoutMs = 0) = 0;
 
+    /// Whether `Ask` takes that command: a question with one reply, after which the conversation
+    /// stands where it stood.
+    virtual bool MayAsk(std::string_view command) const = 0;
+    /// Sends such a command and reads the reply; 0 whatever that says.
+    virtual std::int32_t Ask(std::string_view command) = 0;
+
     CZncString m_strAccount;
     CZncString m_strPassword;
     CZncString m_strLastResponse;  ///< The last reply.
@@ -38,6 +44,8 @@ public:
 
     /// The lines in which the server last told what it can do, without codes; joined by LF.
     const std::string& Offers() const { return m_offers; }
+    /// The words by which the server welcomed the last connection; by POP3 they begin with "+OK".
+    const std::string& Welcome() const { return m_welcome; }
     /// Why the last operation failed, as far as that is known; no cause after one that succeeded.
     const Trouble& LastTrouble() const { return m_trouble; }
     /// What became of the last operation counts no more.
@@ -99,6 +107,7 @@ protected:
     std::uint32_t m_lReadLimit = 0;
     std::string m_mechanism;
     std::string m_offers;
+    std::string m_welcome;
 
 private:
     std::int32_t Fail(const Failure& failure);

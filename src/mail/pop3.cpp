@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "base/ascii_text.h"
 #include "mail/command_line.h"
 
 namespace tessolt {
@@ -24,6 +25,17 @@ CZnPop3::~CZnPop3() = default;
 std::int32_t CZnPop3::SendCommand(std::string_view text, std::uint32_t timeoutMs) {
     const bool secret = CZncString(text).StartsWith("PASS", false);
     return Exchange(text, secret ? "PASS xxxxx" : text, timeoutMs);
+}
+
+bool CZnPop3::MayAsk(std::string_view command) const {
+    return borvik::equalsNoCase(command, "NOOP");
+}
+
+std::int32_t CZnPop3::Ask(std::string_view command) {
+    ForgetTrouble();
+    const std::int32_t result = SendCommand(command);
+    BlameResult(result);
+    return Told(result);
 }
 
 std::int32_t CZnPop3::Exchange(std::string_view text, std::string_view logged,

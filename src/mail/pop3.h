@@ -80,6 +80,8 @@ public:
     /// is not sent: the result is that of a broken connection. QUIT, which `Disconnect` sends, lets
     /// the server delete what was marked.
     std::int32_t SendCommand(std::string_view text, std::uint32_t timeoutMs = 0) override;
+    bool MayAsk(std::string_view command) const override;
+    std::int32_t Ask(std::string_view command) override;
     /// Reads one status line; empty lines in front of it are skipped.
     std::int32_t ReadResponse(std::uint32_t timeoutMs);
 

@@ -74,6 +74,7 @@ std::int32_t CZnPop3::OpenConversation() {
         Blame(WelcomeTrouble(m_strLastResponse.View()));
         return kPop3NoWelcome;
     }
+    m_welcome = m_strLastResponse.View();
     result = PrepareLogIn();
     result = result == 0 ? CheckChannel() : result;
     if (result != 0) {

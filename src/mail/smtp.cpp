@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <string>
 
+#include "base/ascii_text.h"
 #include "foundation/timeout.h"
 #include "mail/command_line.h"
 #include "mail/outgoing_text.h"
@@ -91,6 +92,7 @@ std::int32_t CZnSmtp::OpenConversation() {
         Log(kLogProtocol, "Unexpected response while connecting");
         return kSmtpBadWelcome;
     }
+    m_welcome = LastReply().text;
     m_bNeedsReset = false;
     result = GreetServer();
     if (result == 0 && m_bUseStartTls != 0 && !UsesChannel() && OffersStartTls()) {
@@ -185,6 +187,21 @@ std::int32_t CZnSmtp::SendCommand(std::string_view text, std::uint32_t timeoutMs
     std::string line(text);
     line += kWireLineEnd;
     return Exchange({line}, text, timeoutMs);
+}
+
+bool CZnSmtp::MayAsk(std::string_view command) const {
+    constexpr const char* kQuestions[] = {"NOOP", "HELP", "VRFY", "EXPN"};
+    const std::string_view word = command.substr(0, command.find(' '));
+    return IsSingleLine(command) && std::ranges::any_of(kQuestions, [word](const char* question) {
+               return borvik::equalsNoCase(word, question);
+           });
+}
+
+std::int32_t CZnSmtp::Ask(std::string_view command) {
+    ForgetTrouble();
+    const std::int32_t result = SendCommand(command);
+    BlameLost(result);
+    return Told(result);
 }
 
 std::int32_t CZnSmtp::Exchange(std::initializer_list<std::string_view> pieces,

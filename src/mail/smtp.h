@@ -73,6 +73,8 @@ public:
 
     /// The code of the reply is left in `m_lLastCode`, whatever it is.
     std::int32_t SendCommand(std::string_view text, std::uint32_t timeoutMs = 0) override;
+    bool MayAsk(std::string_view command) const override;
+    std::int32_t Ask(std::string_view command) override;
     /// Reads one reply of any number of lines into `m_strLastResponse`, a blank behind each, and
     /// `m_lLastCode`.
     std::int32_t ReadResponse(std::uint32_t timeoutMs = 0);

@@ -55,7 +55,8 @@ TEST(FurtherInterfaces, RefuseWhatHasNoPlace) {
           data->AddAttachmentBytes(nullptr, 1, nullptr, nullptr),
           data->GetField(1, text.put(), nullptr, &view), transfer->IsOpen(nullptr),
           transfer->GetLastReply(&number, text.put(), nullptr), transfer->GetMechanism(nullptr),
-          transfer->GetTls(nullptr, text.put(), text.put()), transfer->ListMessages(nullptr)}) {
+          transfer->GetTls(nullptr, text.put(), text.put()), transfer->ListMessages(nullptr),
+          transfer->GetWelcome(nullptr)}) {
         EXPECT_EQ(status, E_POINTER);
     }
     EXPECT_EQ(data->GetField(1, text.put(), text.put(), &view), E_INVALIDARG);

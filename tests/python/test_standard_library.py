@@ -4,6 +4,7 @@ get the same mail, and scripts the same answers."""
 import email.message
 import poplib
 import smtplib
+import socket
 import tempfile
 import time
 import unittest
@@ -51,6 +52,7 @@ def send_all(library, host, port, to, password="secret", start_tls=False):
         for message in letters(to):
             told.append(server.send_message(message))
         told.append(server.send_message(next(letters(to)), from_addr="x@example.org", to_addrs=[to]))
+        told += [server.noop(), server.docmd("noop")]
     return told
 
 
@@ -61,6 +63,7 @@ def fetch_all(library, host, port, user, secure=False):
     mailbox.pass_("secret")
     count, size = mailbox.stat()
     told = [count, size, mailbox.list()[1:], mailbox.list(1)[3:], mailbox.uidl()[1:], mailbox.uidl(2)]
+    told += [mailbox.noop(), mailbox.getwelcome()]
     told += [mailbox.top(1, 0)[1:], mailbox.top(2, 3)[1:], sorted(mailbox.capa())]
     messages = [mailbox.retr(number + 1)[1:] for number in range(count)]
     mailbox.dele(1)
@@ -133,7 +136,8 @@ class Scripts(unittest.TestCase):
 
     def test_failures(self):
         replies = {**SMTP, b"RCPT TO:<NO": b"550 5.1.1 nobody\r\n", b"MAIL FROM:<NO": b"553 5.7.1 not you\r\n",
-                   b"AUTH": b"535 5.7.8 wrong\r\n"}
+                   b"AUTH": b"535 5.7.8 wrong\r\n", b"VRFY": b"252 2.1.5 perhaps\r\n", b"HELP": b"214-a\r\n214 b\r\n",
+                   b"NOOP": lambda connection, _: connection.shutdown(socket.SHUT_RDWR) or b""}
 
         def outcome(library, call):
             with library.SMTP("127.0.0.1", port) as server:
@@ -145,6 +149,8 @@ class Scripts(unittest.TestCase):
                     return "sender", error.smtp_code, error.smtp_error
                 except library.SMTPAuthenticationError as error:
                     return "login", error.smtp_code, error.smtp_error
+                except library.SMTPServerDisconnected:
+                    return "gone"
                 except library.SMTPNotSupportedError:
                     return "not supported"
 
@@ -155,8 +161,23 @@ class Scripts(unittest.TestCase):
                 (("sender", 553, b"5.7.1 not you"), lambda s: s.sendmail("no@b", "c@d", "x")),
                 (("login", 535, b"5.7.8 wrong"), lambda s: s.login("a", "b")),
                 ("not supported", lambda s: s.starttls()),
+                ((252, b"2.1.5 perhaps"), lambda s: s.verify("Ann <a@b>")),
+                (b"a\nb", lambda s: s.help()),
+                ("gone", lambda s: s.noop()),
             ):
                 self.assertEqual(self.same(lambda ours, _: outcome(ours, call)), expected)
+            for command in ("DATA", "QUIT", "NOOP\r\nDATA"):
+                with self.assertRaises(NotImplementedError), tessolt.smtplib.SMTP("127.0.0.1", port) as server:
+                    server.docmd(command)
+        replies = {b"NOOP": b"-ERR no\r\n", b"STAT": b"+OK 0 0\r\n", b"CAPA": b"-ERR\r\n"}
+        with serving(scripted(b"+OK x", replies)) as port:
+            for _, library in LIBRARIES:
+                mailbox = library.POP3("127.0.0.1", port)
+                mailbox.user("a")
+                mailbox.pass_("b")
+                with self.assertRaisesRegex(library.error_proto, "-ERR no"):
+                    mailbox.noop()
+                mailbox.quit()
 
 
 if __name__ == "__main__":

@@ -16,8 +16,8 @@ class MailError(OSError):
 
     #: One of ErrorNumber.
     number: int
-    #: What was being done: "compose", "load", "save", "connect", "send", "queue", "list", "fetch"
-    #: or "delete".
+    #: What was being done: "compose", "load", "save", "connect", "send", "queue", "list", "fetch",
+    #: "delete" or "ask".
     stage: str
     #: The server's code, 0 when there was none.
     code: int
@@ -142,6 +142,7 @@ _BY_STAGE: dict[str, type[MailError]] = {
     "list": MailboxError,
     "fetch": MailboxError,
     "delete": MailboxError,
+    "ask": ConnectError,
 }
 
 

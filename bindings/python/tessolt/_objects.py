@@ -24,8 +24,8 @@ _TYPES = {
 #: Operations that take their time: these let go of the interpreter. The others keep it, which is
 #: quicker.
 _LONG = frozenset(
-    "AddAttachment AddAttachmentBytes Clear Connect CountFields CountMessages Decode DeleteMessage"
-    " Disconnect Encode GetAttachmentBytes GetEmailHeader GetEmailMessage GetMimeBytes ListMessages"
+    "AddAttachment AddAttachmentBytes Ask Clear Connect CountFields CountMessages Decode"
+    " DeleteMessage Disconnect Encode GetAttachmentBytes GetEmailHeader GetEmailMessage GetMimeBytes ListMessages"
     " LoadBytes LoadMIME Queue SaveAttachment SaveMIME Send SendBytes Sleep".split()
 )
 

@@ -6,6 +6,7 @@ from typing import Any, List, Tuple
 
 from . import _objects as objects
 from ._constants import Pop3Auth
+from ._mail_errors import MailError
 from ._mailbox import Mailbox
 from ._objects import POP3, RULES_CURRENT
 
@@ -96,6 +97,17 @@ class PoplibMethods(Mailbox):
             POP3.further.UseRules(self._further, RULES_CURRENT)
             self._open()
         return self._answer()
+
+    def noop(self) -> bytes:
+        """Asks whether the server is still there. Raises ConnectError where it isn't."""
+        reply = self._ask("NOOP")
+        if not reply.text.startswith("+"):
+            raise MailError("noop: the server said: " + reply.text, stage="ask", said=reply)
+        return self._answer()
+
+    def getwelcome(self) -> bytes:
+        """The server's welcome. Before `pass_` or `apop`, which connect, it is "+OK" alone."""
+        return self._welcome() or b"+OK"
 
     def set_debuglevel(self, level: int) -> None:
         """Writes each step to the standard error output; 0 ends that."""

@@ -147,6 +147,23 @@ class Session(Handle):
         with self._guard:
             return self._reply()
 
+    def _welcome(self) -> bytes:
+        with self._guard:
+            return self._read_further("GetWelcome").encode()
+
+    def _ask(self, command: str) -> Reply:
+        """What the server says to a command that changes nothing. Where there is no connection, none
+        is made; NotImplementedError for a command of another kind."""
+        with self._guard:
+            try:
+                objects.call_long(self._kind.further.Ask, self._further, command)
+            except ValueError:
+                raise NotImplementedError(
+                    "%s: the library itself conducts the session" % command.partition(" ")[0]
+                ) from None
+            self._check("ask", command.partition(" ")[0].lower())
+            return self._reply()
+
     # How calls are made; each within the guard.
 
     def _has_connection(self) -> bool:

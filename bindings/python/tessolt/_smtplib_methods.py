@@ -13,6 +13,7 @@ from . import _objects as objects
 from ._mail_errors import RecipientsRefused, refusals
 from ._objects import SMTP
 from ._session import Ports, Session
+from ._values import Reply
 
 #: Options of smtplib that the library chooses by itself, as the message and the server want them.
 _CHOSEN = re.compile(r"SMTPUTF8|BODY=(8BITMIME|7BIT)|SIZE=\d+", re.IGNORECASE)
@@ -38,7 +39,7 @@ class SmtplibMethods(Session):
             host, port = name, int(number)
         self.host, self.port = host, port or self.port
         self.open()
-        return _READY, b""
+        return _READY, self._welcome()
 
     def ehlo(self, name: str = "") -> tuple[int, bytes]:
         """Says what the server can do. The library has greeted it already."""
@@ -138,6 +139,29 @@ class SmtplibMethods(Session):
         )
         return refused
 
+    def docmd(self, cmd: str, args: str = "") -> tuple[int, bytes]:
+        """What the server says to a command: NOOP, HELP, VRFY or EXPN. Others raise
+        NotImplementedError: the library itself conducts the session, and would lose its place."""
+        return _pair(self._ask("%s %s" % (cmd, args) if args else cmd))
+
+    def noop(self) -> tuple[int, bytes]:
+        """Asks whether the server is still there. Raises ConnectError where it isn't."""
+        return self.docmd("NOOP")
+
+    def help(self, args: str = "") -> bytes:
+        """The server's help."""
+        return self.docmd("HELP", args)[1]
+
+    def verify(self, address: str) -> tuple[int, bytes]:
+        """Asks whether the server knows an address; most don't tell."""
+        return self.docmd("VRFY", _address(address))
+
+    vrfy = verify
+
+    def expn(self, address: str) -> tuple[int, bytes]:
+        """Asks who is on a list; most don't tell."""
+        return self.docmd("EXPN", _address(address))
+
     def set_debuglevel(self, debuglevel: int) -> None:
         """Writes each step to the standard error output; 0 ends that."""
         self._log_to("/dev/stderr" if debuglevel else "")
@@ -146,6 +170,10 @@ class SmtplibMethods(Session):
         """Takes leave of the server."""
         self.close()
         return _LEAVE, b""
+
+
+def _pair(reply: Reply) -> tuple[int, bytes]:
+    return reply.code, " ".join(filter(None, reply[1:])).encode()
 
 
 def _address(text: str) -> str:

@@ -4,7 +4,8 @@
 
 The mail goes through the library: certificates are checked, and no password leaves without TLS but
 to this very machine; `context` isn't used, since the library checks certificates by its settings.
-The methods are those of tessolt.Pop3; the connection is made by `pass_`."""
+The methods are those of tessolt.Pop3. The connection is made by `pass_` or `apop`: the server's
+welcome is known from then on."""
 
 from __future__ import annotations
 

@@ -5,7 +5,8 @@
 The mail goes through the library: certificates are checked, no password leaves without TLS but to
 this very machine, and login or STARTTLS connects anew. The library chooses by itself what it calls
 itself, and checks certificates by its settings: `local_hostname` and `context` aren't used. The
-methods are those of tessolt.Smtp."""
+methods are those of tessolt.Smtp. `docmd` takes NOOP, HELP, VRFY and EXPN: other commands raise
+NotImplementedError, since the library itself conducts the session."""
 
 from __future__ import annotations
 
