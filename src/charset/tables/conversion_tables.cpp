@@ -61,7 +61,8 @@ const Table* load(Slot<Table>& slot, Make make) {
 /// Puts rows where they belong. A page of memory that has none is never touched.
 template <typename Listed, typename Entry>
 void spread(MappedTable::Rows rows, std::span<const Listed> list, std::span<Entry> entries) {
-    for (const MappedRow& row : mappedTables().rows.subspan(rows.first, rows.count)) {
+    const std::span<const MappedRow> listed = mappedTables().rows.subspan(rows.first, rows.count);
+    for (const MappedRow& row : listed) {
         std::ranges::copy(list.subspan(row.offset, row.count), entries.begin() + row.place);
     }
 }
