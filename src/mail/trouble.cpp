@@ -6,6 +6,7 @@
 #include <cctype>
 
 #include "mail/smtp.h"
+#include "platform/ascii_text.h"
 #include "platform/socket.h"
 
 namespace tessolt {
@@ -135,13 +136,6 @@ unsigned SetOf(SmtpStep step) {
     }
 }
 
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return lower;
-}
-
 bool SpeaksOfTls(std::string_view lower) {
     return std::any_of(std::begin(kTlsWords), std::end(kTlsWords), [&](const char* word) {
         return lower.find(word) != std::string_view::npos;
@@ -224,7 +218,7 @@ Trouble ChannelTrouble(const TlsTrouble& trouble, std::uint32_t limitMs) {
 Trouble WelcomeTrouble(std::string_view line) {
     constexpr std::int32_t kTemporary = 4;
     constexpr std::int32_t kPermanent = 5;
-    const std::string lower = Lower(line);
+    const std::string lower = platform::loweredText(line);
     const int kind = line.size() >= 3 && std::isdigit(static_cast<unsigned char>(line[1])) != 0
                          ? line[0] - '0'
                          : 0;
@@ -239,7 +233,7 @@ Trouble WelcomeTrouble(std::string_view line) {
 
 Trouble RefusalTrouble(const SmtpReply& reply, SmtpStep step) {
     if ((reply.code == kWantsLogInFirst || reply.code == kMailboxUnavailable) &&
-        SpeaksOfTls(Lower(reply.text)) && step == SmtpStep::kSender) {
+        SpeaksOfTls(platform::loweredText(reply.text)) && step == SmtpStep::kSender) {
         return {TESSOLT_CAUSE_LOGIN_NEEDS_TLS, kWantsTls, true};
     }
     for (const RefusalRow& row : kRefusals) {
@@ -252,7 +246,7 @@ Trouble RefusalTrouble(const SmtpReply& reply, SmtpStep step) {
 }
 
 Trouble LogInTrouble(const SmtpReply& reply) {
-    const std::string lower = Lower(reply.text);
+    const std::string lower = platform::loweredText(reply.text);
     if (reply.code == kWantsTlsFirst || (reply.code == kWantsLogInFirst && SpeaksOfTls(lower))) {
         return {TESSOLT_CAUSE_LOGIN_NEEDS_TLS, kWantsTls, true};
     }
@@ -267,7 +261,7 @@ Trouble LogInTrouble(const SmtpReply& reply) {
 }
 
 Trouble LogInTrouble(std::string_view line, bool isSafe) {
-    const std::string lower = Lower(line);
+    const std::string lower = platform::loweredText(line);
     for (const Word& row : kLogInWords) {
         if (lower.find(row.word) != std::string::npos) {
             return {row.cause, row.text, true};
