@@ -16,7 +16,7 @@ else()
                  ${tables}/stored_tables_data.cpp ${tables}/borvik_bzip2.cpp ${tables}/table_rows.cpp
                  ${tables}/table_maker.cpp ${base}/data_buffer.cpp ${base}/string_buffer.cpp
                  ${base}/string_buffer_edit.cpp ${base}/ascii_text.cpp
-                 ${PROJECT_SOURCE_DIR}/src/platform/large_pages.cpp)
+                 ${PROJECT_SOURCE_DIR}/src/platform/memory_pages.cpp)
   target_include_directories(make_mapped_tables PRIVATE ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(make_mapped_tables PRIVATE BZip2::BZip2)
 endif()

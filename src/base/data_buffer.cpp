@@ -8,7 +8,7 @@
 
 #include "base/ascii_text.h"
 #include "base/string_buffer.h"
-#include "platform/large_pages.h"
+#include "platform/memory_pages.h"
 
 namespace borvik {
 

@@ -12,7 +12,7 @@
 
 #include "base/ascii_text.h"
 #include "base/data_buffer.h"
-#include "platform/large_pages.h"
+#include "platform/memory_pages.h"
 
 namespace borvik {
 

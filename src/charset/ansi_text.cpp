@@ -10,7 +10,7 @@
 #include "charset/tables/conversion_tables.h"
 #include "charset/utf_pairs.h"
 #include "platform/code_page.h"
-#include "platform/large_pages.h"
+#include "platform/memory_pages.h"
 
 namespace borvik {
 namespace {

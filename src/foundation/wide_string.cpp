@@ -2,7 +2,7 @@
 
 #include "charset/ansi_text.h"
 #include "platform/automation_string.h"
-#include "platform/large_pages.h"
+#include "platform/memory_pages.h"
 
 namespace tessolt {
 

@@ -4,7 +4,7 @@
 #include <new>
 #include <string_view>
 
-#include "platform/large_pages.h"
+#include "platform/memory_pages.h"
 
 namespace tessolt {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "base/ascii_text.h"
-#include "platform/large_pages.h"
+#include "platform/memory_pages.h"
 
 namespace tessolt {
 

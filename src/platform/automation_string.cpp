@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/large_pages.h"
+#include "platform/memory_pages.h"
 
 namespace platform {
 namespace {
