@@ -164,7 +164,7 @@ bool askSecret(const std::string& question, std::string& answer) {
     return true;
 }
 
-ProgressBar::ProgressBar(std::string what)
+ProgressBar::ProgressBar(std::string_view what)
     : what_(printable(what)), isWanted_(::isatty(STDERR_FILENO) == 1) {}
 
 ProgressBar::~ProgressBar() {

@@ -31,7 +31,7 @@ bool askSecret(const std::string& question, std::string& answer);
 /// line is gone when this goes.
 class ProgressBar {
 public:
-    explicit ProgressBar(std::string what);
+    explicit ProgressBar(std::string_view what);
     ~ProgressBar();
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
