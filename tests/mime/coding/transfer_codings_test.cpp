@@ -25,6 +25,12 @@ std::string encode(std::string_view bytes) {
     return std::string(out.view());
 }
 
+std::string encodePlainly(std::string_view bytes) {
+    DataBuffer out;
+    EXPECT_TRUE(scalar::appendQuotedPrintable(bytes, out));
+    return std::string(out.view());
+}
+
 std::string decode(std::string_view text) {
     DataBuffer out;
     EXPECT_TRUE(appendDecodedQuotedPrintable(text, out));
@@ -115,6 +121,29 @@ TEST_P(QuotedPrintableTest, EncodesInRunsAsByteByByte) {
     // Across the chunks of the output, with the longest output that there can be.
     const std::string high(100'001, '\xE9');
     EXPECT_EQ(encode(high), encodeByByte(high));
+}
+
+// At every place of a line, of a block and of what the vector code takes at a time.
+TEST_P(QuotedPrintableTest, EncodesLineEndsAtEveryPlace) {
+    const std::string_view ends[] = {"\r\n", " \r\n",    "\t\r\n.",           "\r",   "\n",
+                                     " ",    "\r\n\r\n", "\r\nFrom \r\nFrom", "\r\n."};
+    for (const std::string_view filler : {"a", "\xE9", "b\xE9."}) {
+        for (const std::string_view end : ends) {
+            for (const std::size_t from : {0, 1920}) {
+                for (std::size_t place = from; place < from + 200; ++place) {
+                    std::string bytes;
+                    while (bytes.size() < place) {
+                        bytes += filler;
+                    }
+                    bytes.resize(place);
+                    bytes += end;
+                    EXPECT_EQ(encode(bytes), encodePlainly(bytes)) << bytes;
+                    bytes.append(place % 90, 'c').append(end).append(filler);
+                    EXPECT_EQ(encode(bytes), encodePlainly(bytes)) << bytes;
+                }
+            }
+        }
+    }
 }
 
 TEST_P(QuotedPrintableTest, DecodesAndMends) {
