@@ -183,13 +183,17 @@ TEST_P(QuotedPrintableTest, DecodesBlocksAsLineByLine) {
     const std::string_view pieces[] = {"a",    "word ", "=41", "=\r\n", "=\n",  " ",         "\r\n",
                                        "\n",   "\r",    "\t",  "=",     "=FF",  "=FFFFFFE9", "\x8D",
                                        "\x8A", "\xBD",  "=\r", "\xA0",  "\x01", "=e",        "F9"};
+    const std::string_view coded[] = {"=41", "=e9", "=C3=A9", "=00", "=\r\n", "a", "=D0=B6 "};
     const std::string filler(50, 'x');
     std::mt19937 random(7);
     for (int round = 0; round < 2000; ++round) {
         std::string text;
         while (text.size() < static_cast<std::size_t>(round)) {
-            text += random() % 8 == 0 ? filler.substr(random() % 50)
-                                      : pieces[random() % (round % 2 == 0 ? 7 : std::size(pieces))];
+            const bool dense = round % 3 == 0 && random() % 16 != 0;
+            text += dense ? coded[random() % std::size(coded)]
+                    : random() % 8 == 0
+                        ? filler.substr(random() % 50)
+                        : pieces[random() % (round % 2 == 0 ? 7 : std::size(pieces))];
         }
         if (round % 5 == 0) {
             text.insert(random() % (text.size() + 1), 1, '\0');
