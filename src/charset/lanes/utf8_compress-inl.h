@@ -201,6 +201,22 @@ HWY_INLINE bool readUtf16Bits(__m512i all, Utf16Bits& bits) {
     return bits.low == bits.high << 1;
 }
 
+constexpr unsigned kByteBits = 8;
+
+/// 32 units under 0x800, those of the mask `many` as two bytes. Returns the place behind them.
+HWY_INLINE std::uint8_t* encodeShort(__m512i all, __mmask32 many, std::uint8_t* out) {
+    constexpr std::uint64_t kLowBytes = 0x5555555555555555;
+    const __m512i lead = _mm512_srli_epi16(all, 6);
+    const __m512i trail =
+        _mm512_slli_epi16(_mm512_and_si512(all, _mm512_set1_epi16(0x3F)), kByteBits);
+    const __m512i marks = _mm512_set1_epi16(static_cast<short>(0x80C0));
+    const __m512i both = _mm512_or_si512(_mm512_or_si512(lead, trail), marks);
+    const __m512i made = _mm512_mask_mov_epi16(all, many, both);
+    const std::uint64_t kept = kLowBytes | _pdep_u64(many, ~kLowBytes);
+    _mm512_storeu_si512(out, _mm512_maskz_compress_epi8(kept, made));
+    return out + kBlock / 2 + countBits(many);
+}
+
 /// A block that begins with a character; `kPairs` when surrogates and zeros may be in it. False,
 /// with nothing done, where they may not, and where half a pair stands alone.
 template <bool kPairs>
@@ -210,6 +226,11 @@ HWY_INLINE bool encodeBlock(TextCursor& c) {
     Utf16Bits bits;
     if (!readUtf16Bits<kPairs>(all, bits)) {
         return false;
+    }
+    if ((bits.three | bits.high) == 0) {
+        c.out = encodeShort(all, bits.many, c.out);
+        c.in += kBlock;
+        return true;
     }
     const auto write = [&](unsigned from) HWY_ATTR {
         const auto maskOf = [from](__mmask32 places) {

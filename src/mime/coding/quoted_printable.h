@@ -11,4 +11,9 @@ class DataBuffer;
 /// the start of a line, which relays tend to change. False when memory ran out.
 bool appendQuotedPrintable(std::string_view bytes, DataBuffer& out);
 
+namespace scalar {
+/// The same byte by byte, for any processor.
+bool appendQuotedPrintable(std::string_view bytes, DataBuffer& out);
+}  // namespace scalar
+
 }  // namespace borvik

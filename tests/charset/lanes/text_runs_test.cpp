@@ -153,6 +153,14 @@ TEST_P(TextRunsTest, PairSurrogatesAsCharacterByCharacter) {
     }
 }
 
+// Longer than what a vector counts before it is full.
+TEST_P(TextRunsTest, CountLongTexts) {
+    std::u16string units(1'200'000, u'a');
+    EXPECT_EQ(utf8Length(units), units.size());
+    units.replace(units.size() / 2, 4, u"\xE9\x3042\xD83D\xDE00");
+    EXPECT_EQ(utf8Length(units), units.size() + 1 + 2 + 2);
+}
+
 // Text of a page's own letters, with the others here and there.
 TEST_P(TextRunsTest, GiveTheSameForTextOfEveryPage) {
     for (const std::uint32_t page : tablePages(false)) {

@@ -25,6 +25,12 @@ std::string encode(std::string_view bytes) {
     return std::string(out.view());
 }
 
+std::string encodePlainly(std::string_view bytes) {
+    DataBuffer out;
+    EXPECT_TRUE(scalar::appendQuotedPrintable(bytes, out));
+    return std::string(out.view());
+}
+
 std::string decode(std::string_view text) {
     DataBuffer out;
     EXPECT_TRUE(appendDecodedQuotedPrintable(text, out));
@@ -117,6 +123,29 @@ TEST_P(QuotedPrintableTest, EncodesInRunsAsByteByByte) {
     EXPECT_EQ(encode(high), encodeByByte(high));
 }
 
+// At every place of a line, of a block and of what the vector code takes at a time.
+TEST_P(QuotedPrintableTest, EncodesLineEndsAtEveryPlace) {
+    const std::string_view ends[] = {"\r\n", " \r\n",    "\t\r\n.",           "\r",   "\n",
+                                     " ",    "\r\n\r\n", "\r\nFrom \r\nFrom", "\r\n."};
+    for (const std::string_view filler : {"a", "\xE9", "b\xE9."}) {
+        for (const std::string_view end : ends) {
+            for (const std::size_t from : {0, 1920}) {
+                for (std::size_t place = from; place < from + 200; ++place) {
+                    std::string bytes;
+                    while (bytes.size() < place) {
+                        bytes += filler;
+                    }
+                    bytes.resize(place);
+                    bytes += end;
+                    EXPECT_EQ(encode(bytes), encodePlainly(bytes)) << bytes;
+                    bytes.append(place % 90, 'c').append(end).append(filler);
+                    EXPECT_EQ(encode(bytes), encodePlainly(bytes)) << bytes;
+                }
+            }
+        }
+    }
+}
+
 TEST_P(QuotedPrintableTest, DecodesAndMends) {
     const std::string run(40, 'x');
     const std::pair<std::string, std::string> cases[] = {
@@ -154,13 +183,17 @@ TEST_P(QuotedPrintableTest, DecodesBlocksAsLineByLine) {
     const std::string_view pieces[] = {"a",    "word ", "=41", "=\r\n", "=\n",  " ",         "\r\n",
                                        "\n",   "\r",    "\t",  "=",     "=FF",  "=FFFFFFE9", "\x8D",
                                        "\x8A", "\xBD",  "=\r", "\xA0",  "\x01", "=e",        "F9"};
+    const std::string_view coded[] = {"=41", "=e9", "=C3=A9", "=00", "=\r\n", "a", "=D0=B6 "};
     const std::string filler(50, 'x');
     std::mt19937 random(7);
     for (int round = 0; round < 2000; ++round) {
         std::string text;
         while (text.size() < static_cast<std::size_t>(round)) {
-            text += random() % 8 == 0 ? filler.substr(random() % 50)
-                                      : pieces[random() % (round % 2 == 0 ? 7 : std::size(pieces))];
+            const bool dense = round % 3 == 0 && random() % 16 != 0;
+            text += dense ? coded[random() % std::size(coded)]
+                    : random() % 8 == 0
+                        ? filler.substr(random() % 50)
+                        : pieces[random() % (round % 2 == 0 ? 7 : std::size(pieces))];
         }
         if (round % 5 == 0) {
             text.insert(random() % (text.size() + 1), 1, '\0');
