@@ -254,7 +254,7 @@ void sendAndFetchOverTls(const loopback::LoopbackHost& host, const Options& opti
                          const Workspace& files) {
     writeFile(files / "certificate.pem", host.certificatePem());
     tessolt::SessionOptions server;
-    server.host = "localhost";
+    server.host = "127.0.0.1";  // some machines know no "localhost"
     server.port = host.smtpsPort();
     server.security = tessolt::Security::tls;
     server.user = options.user;

@@ -21,7 +21,7 @@
 /// the settings say: certificates are checked, and no password leaves without TLS but to this very
 /// machine.
 ///
-/// Sessions and messages can be moved, not copied, and belong to one thread at a time.
+/// Sessions can be moved, messages copied too. Each belongs to one thread at a time.
 #pragma once
 
 #include <tessolt/mail_message.h>

@@ -42,8 +42,22 @@ public:
     explicit Message(ComPtr<IEMailMessage> message)
         : message_(std::move(message)), data_(message_.as<IMessageData>()) {}
     Message(Message&&) = default;
-    /// Takes over the message of the other.
-    Message& operator=(Message&&) = default;
+    /// A copy of all of it, blind copies, attachments and bytes as they came included. It costs no
+    /// copy of a text that was loaded.
+    Message(const Message& other) : uniqueId_(other.uniqueId_) {
+        if (other.data_) {
+            detail::requireMemory(other.data_->Copy(message_.put()));
+            data_ = message_.as<IMessageData>();
+        }
+    }
+    /// Takes over the message of the other, which is a copy where that one stays.
+    Message& operator=(Message other) noexcept {
+        message_ = std::move(other.message_);
+        data_ = std::move(other.data_);
+        uniqueId_ = std::move(other.uniqueId_);
+        return *this;
+    }
+    ~Message() = default;
 
     /// The message in these bytes.
     static Message parse(std::string_view bytes) {

@@ -14,6 +14,8 @@ enum : LONG {
     TESSOLT_RULES_CURRENT = 1,
 };
 
+struct IEMailMessage;
+
 /// Bytes that belong to somebody else.
 struct ByteView {
     const char* data;  ///< The first of them; null or any for none.
@@ -79,6 +81,12 @@ struct IMessageData : IUnknown {
     /// content as it is sent. E_INVALIDARG beyond the last.
     virtual HRESULT GetPart(LONG number, LONG* depth, BSTR* contentType, BSTR* name,
                             uint64_t* size) = 0;
+
+    /// A new message that is equal to this one: its fields, those that get a blind copy,
+    /// attachments, rules, number in the mailbox, and its MIME text as it stands. What is done to
+    /// one of the two later doesn't show in the other, and each may be used by a thread of its own.
+    /// Bytes that were loaded aren't copied. The caller releases it. E_POINTER, or E_OUTOFMEMORY.
+    virtual HRESULT Copy(IEMailMessage** copy) = 0;
 
 protected:
     ~IMessageData() = default;

@@ -105,6 +105,7 @@ public:
     HRESULT CountParts(LONG* count) override;
     HRESULT GetPart(LONG number, LONG* depth, BSTR* contentType, BSTR* name,
                     uint64_t* size) override;
+    HRESULT Copy(IEMailMessage** copy) override;
 
 private:
     /// Runs an operation of the record and keeps the number that stands for its result.

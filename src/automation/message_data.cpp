@@ -242,6 +242,16 @@ HRESULT CEMailMessage::GetPart(LONG number, LONG* depth, BSTR* contentType, BSTR
     });
 }
 
+HRESULT CEMailMessage::Copy(IEMailMessage** copy) {
+    return giving(copy, [&] {
+        *copy = nullptr;
+        auto record = std::make_unique<CZnMail>();
+        record->CopyFrom(*m_pMail);
+        return createObject<CComObject<CEMailMessage>>(
+            IID_IEMailMessage, reinterpret_cast<void**>(copy), std::move(record));
+    });
+}
+
 HRESULT CEMailMessage::SetField(TextArgument name, TextArgument value) {
     return runChecked([&] {
         const std::u16string_view field = argumentText(name);

@@ -82,6 +82,9 @@ public:
 
     /// Empties fields and tree. `m_strMailer` and `m_uID` stay.
     void Clear();
+    /// Makes this record equal to the other, rules and tree included; neither then sees a change of
+    /// the other. Throws `std::bad_alloc`, and is of no use then.
+    void CopyFrom(const CZnMail& other);
 
     // Composing.
 

@@ -151,6 +151,10 @@ std::unique_ptr<BvMime> BvMime::Share() {
     return std::make_unique<BvMime>(impl_->share());
 }
 
+std::unique_ptr<BvMime> BvMime::Copy() const {
+    return std::make_unique<BvMime>(impl_->copy());
+}
+
 void BvMime::SetBody(const char* text) {
     impl_->setBody(Argument(text, utf8_).view());
 }

@@ -100,6 +100,9 @@ public:
     void ReadBody(const std::function<void(std::string_view)>& take);
     /// A further handle on the same node.
     std::unique_ptr<BvMime> Share();
+    /// A handle on the root of a new tree: a copy of this node with everything below it, which
+    /// shares long bodies.
+    std::unique_ptr<BvMime> Copy() const;
     /// Stores the text; no header field changes.
     void SetBody(const char* text);
     /// Stores the bytes and sets the transfer encoding to base64. Always true.

@@ -417,6 +417,13 @@ std::unique_ptr<ClsMime> ClsMime::share() {
         [&](const MimeMessage2&) { return std::make_unique<ClsMime>(*tree_, partId_); });
 }
 
+std::unique_ptr<ClsMime> ClsMime::copy() {
+    auto made = std::make_unique<ClsMime>();
+    // Nobody else knows the new tree, so it needs no lock.
+    onMyPart([&](const MimeMessage2& part) { made->tree_->root().copyFrom(part); });
+    return made;
+}
+
 void ClsMime::setBody(std::string_view text) {
     Method method(*this, "SetBody");
     changeMyPart([&](MimeMessage2& part) { part.setBodyRaw(text); });

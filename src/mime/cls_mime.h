@@ -89,6 +89,8 @@ public:
     bool readBody(const std::function<void(std::string_view)>& take);
     /// Another reference to the same node.
     std::unique_ptr<ClsMime> share();
+    /// The root of a new tree that holds a copy of the node.
+    std::unique_ptr<ClsMime> copy();
     void setBody(std::string_view text);
     void setBodyFromBinary(DataBuffer&& bytes);
 

@@ -1,6 +1,7 @@
 #include "mime/mime_message2.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "base/ascii_text.h"
@@ -236,6 +237,27 @@ std::shared_ptr<DataBuffer> MimeMessage2::sharedBody() const {
         body_.borrow(bodyStorage_->getData(), bodyStorage_->getSize());
     }
     return bodyStorage_;
+}
+
+void MimeMessage2::copyFrom(const MimeMessage2& source) {
+    header_ = source.header_;
+    if (source.fields_ != nullptr) {
+        fields_ = std::make_shared<ContentFields>(*source.fields_);
+    }
+    if (source.rawSignedText_ != nullptr) {
+        setRawSignedText(source.rawSignedText_->view());
+    }
+    bodyStorage_ = source.sharedBody();
+    if (bodyStorage_ != nullptr) {
+        body_.borrow(source.body_.getData(), source.body_.getSize());
+    } else if (!body_.assign(source.body_.view())) {
+        throw std::bad_alloc();
+    }
+    for (const auto& part : source.parts_) {
+        auto copy = std::make_unique<MimeMessage2>();
+        copy->copyFrom(*part);
+        addPart(std::move(copy));
+    }
 }
 
 void MimeMessage2::newMultipartMixed() {

@@ -110,6 +110,8 @@ public:
     /// `storage`, unless it is null, is what the text stands in: the node may keep it.
     bool LoadMimeComplete2(std::string_view text, bool fromText, LogBase* log, bool bodyIsUtf8,
                            std::shared_ptr<DataBuffer> storage = nullptr);
+    /// Adds copies of all that `source` holds to this node, which is new.
+    void copyFrom(const MimeMessage2& source);
     /// Makes the node what reading the text of `source` gives.
     void loadCopy(const MimeMessage2& source, LogBase* log);
 

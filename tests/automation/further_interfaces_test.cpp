@@ -43,6 +43,66 @@ TEST(FurtherInterfaces, ARuleHoldsUpToClear) {
     EXPECT_EQ(make<IPop3>("Pop3").as<ITransfer>()->UseRules(-1), E_INVALIDARG);
 }
 
+std::string mimeOf(IMessageData& data) {
+    ByteView view = {};
+    EXPECT_EQ(data.GetMimeBytes(&view), S_OK);
+    return {view.data, view.size};
+}
+
+// By both rules: composed, loaded, and loaded and changed since; what is done to one stays there.
+TEST(FurtherInterfaces, ACopyIsAMessageOfItsOwn) {
+    const std::string source =
+        "From mbox\nFrom: A <a@b>\nBcc: x@y\nX-Own: 1\nContent-Type: multipart/mixed; "
+        "boundary=b\n\n--b\nContent-Type: text/plain\n\nT\xC3\xBCr\n--b\nContent-Type: text/x; "
+        "name=n.bin\n\n\x01\xFF\n--b--\n";
+    for (const LONG rules : {TESSOLT_RULES_CLASSIC, TESSOLT_RULES_CURRENT}) {
+        for (const bool isLoaded : {false, true}) {
+            const auto message = make<IEMailMessage>("EMailMessage");
+            const auto data = message.as<IMessageData>();
+            data->UseRules(rules);
+            if (isLoaded) {
+                data->LoadBytes(source.data(), source.size());
+            }
+            message->put_Subject(Text("Gr\xC3\xBC\xC3\x9F"));
+            message->put_BodyHtml(Text("<p>\xF0\x9F\x91\x8B"));
+            message->put_Priority(1);
+            message->AddTo(Text("t@u"), Text("T"));
+            message->AddBcc(Text("secret@u"), Text("S"));
+            data->SetField(Text("X-Two"), Text("2"));
+            data->AddAttachmentBytes("a\0b", 3, Text("a.png"));
+            data->SetInline(isLoaded ? 2 : 1, Text("id"));
+            for (const bool isEncoded : {false, true}) {
+                if (isEncoded) {
+                    message->Encode();
+                }
+                const std::string before = mimeOf(*data);
+                ComPtr<IEMailMessage> copy;
+                ASSERT_EQ(data->Copy(copy.put()), S_OK);
+                const auto copied = copy.as<IMessageData>();
+                EXPECT_EQ(mimeOf(*copied), before);
+                EXPECT_EQ(text(*copy, &IEMailMessage::get_BccAddress),
+                          isLoaded ? "x@y;secret@u" : "secret@u");
+                ByteView view = {};
+                copied->GetAttachmentBytes(isLoaded ? 2 : 1, &view);
+                EXPECT_EQ(std::string(view.data, view.size), std::string("a\0b", 3));
+                copied->SetInline(isLoaded ? 2 : 1, Text("other"));
+                copy->put_Subject(Text("other"));
+                copy->AddTo(Text("o@p"));
+                copy->Encode();
+                for (const char* kept : {"o@p", "X-Two: 2", "8J+Riw=="}) {
+                    EXPECT_NE(mimeOf(*copied).find(kept), std::string::npos) << kept;
+                }
+                EXPECT_EQ(mimeOf(*data), before);
+                Text type, id, disposition;
+                data->GetAttachmentType(isLoaded ? 2 : 1, type.put(), id.put(), disposition.put());
+                EXPECT_EQ(id, u"id");
+                EXPECT_EQ(text(*message, &IEMailMessage::get_ToAddress), "t@u");
+            }
+        }
+    }
+    EXPECT_EQ(make<IEMailMessage>("EMailMessage").as<IMessageData>()->Copy(nullptr), E_POINTER);
+}
+
 TEST(FurtherInterfaces, RefuseWhatHasNoPlace) {
     const auto message = make<IEMailMessage>("EMailMessage");
     const auto data = message.as<IMessageData>();

@@ -91,6 +91,23 @@ TEST_F(Front, SendsHtmlWithImageAndAttachmentFromMemory) {
     EXPECT_EQ(std::ranges::count_if(read.headers(), [](auto& h) { return h.name == "Date"; }), 1);
 }
 
+TEST_F(Front, SendsACopyToEach) {
+    Message common = letter("to all");
+    common.bcc("hidden@example.org").attach("bytes of it", "data.bin");
+    SmtpSession session(smtp());
+    for (const char* name : {"one@example.org", "two@example.org"}) {
+        Message own = common;
+        session.send(own.to(name));
+        EXPECT_EQ(session.recipients().size(), 3U);
+        EXPECT_EQ(Message::parse(delivered()).to(),
+                  (std::vector<std::string>{"bob@example.org", name}));
+    }
+    EXPECT_EQ(common.to().size(), 1U);
+    Message moved = std::move(common);
+    common = moved;
+    EXPECT_EQ(common.attachments().at(0).bytes(), "bytes of it");
+}
+
 TEST_F(Front, ReadsBytesInMemory) {
     const std::string source =
         "From mbox\nSubject: =?utf-8?q?Gr=C3=BC=C3=9Fe?=\nX:  a\n b\n\nhello\n";

@@ -47,7 +47,7 @@ class Composing(unittest.TestCase):
         m.embed(b"\x89PNG\0", "logo.png", "logo")
         m.attach(bytearray(b"a\0b"), "Отчёт.bin", "application/x-own")
         identity = m.message_id
-        for read in (m, tessolt.Message.parse(m.as_bytes()), tessolt.Message.from_email(m.as_email())):
+        for read in (m, tessolt.Message.parse(m.as_bytes()), tessolt.Message.from_email(m.as_email()), copy.copy(m)):
             self.assertEqual((read.sender, read.to, read.cc),
                              ('"Jörg \\"J\\" Müller" <j@example.org>', ("bob@example.org", "c@d.org"),
                               ("joe@example.org", "e@f.org")))
@@ -56,6 +56,10 @@ class Composing(unittest.TestCase):
             self.assertEqual((read.date, read.header("x-note"), read.reply_to, read.priority),
                              (written, "Größe", "r@s.org", 2))
             self.assertEqual((read.message_id, read.header("Nothing", "none")), (identity, "none"))
+        other = copy.deepcopy(m)
+        self.assertEqual(other.bcc, ("g@h.org",))
+        other.subject = "other"
+        self.assertEqual(m.subject, "Grüße 👋")
         read = tessolt.Message.parse(bytes(m))
         facts = {a.name: (a.content, a.content_type, a.content_id, a.is_inline) for a in read.attachments}
         self.assertEqual(facts.pop("logo.png"), (b"\x89PNG\0", "image/png", "logo", True))
@@ -102,7 +106,7 @@ class Composing(unittest.TestCase):
         copied = pickle.loads(pickle.dumps(raised.exception))
         self.assertEqual((str(copied), copied.number, copied.stage), (str(raised.exception), 36002, "compose"))
         self.assertRaises(TypeError, tessolt.Message().attach, b"without a name")
-        self.assertRaises(TypeError, copy.copy, tessolt.Message())
+        self.assertRaises(TypeError, pickle.dumps, tessolt.Message())
         with self.assertRaises(ValueError):
             tessolt.Message().date = datetime.datetime(1800, 1, 1, tzinfo=UTC)
 

@@ -39,7 +39,8 @@ class Message(Handle):
 
     What is given is written into the message at once; what can't be raises MessageError. A message
     that was loaded or fetched keeps every byte that isn't changed. Made by current rules, whatever the
-    settings say. It belongs to one thread at a time, and can't be copied."""
+    settings say. It belongs to one thread at a time. `copy.copy` makes another that is equal to it,
+    blind copies included."""
 
     __slots__ = ("_unique_id", "_is_changed")
 
@@ -99,6 +100,17 @@ class Message(Handle):
         message._take(pointer)
         message._unique_id = unique_id
         return message
+
+    def __copy__(self) -> Message:
+        made = c_void_p()
+        with self._guard:
+            objects.call(MESSAGE.further.Copy, self._further, byref(made))
+            copy = self._fetched(made.value or 0, self._unique_id)
+            copy._is_changed = self._is_changed
+        return copy
+
+    def __deepcopy__(self, memo: object) -> Message:
+        return self.__copy__()
 
     # Where a message comes from.
 

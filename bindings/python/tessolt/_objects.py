@@ -24,7 +24,7 @@ _TYPES = {
 #: Operations that take their time: these let go of the interpreter. The others keep it, which is
 #: quicker.
 _LONG = frozenset(
-    "AddAttachment AddAttachmentBytes Ask Clear Connect CountFields CountMessages Decode"
+    "AddAttachment AddAttachmentBytes Ask Clear Connect Copy CountFields CountMessages Decode"
     " DeleteMessage Disconnect Encode GetAttachmentBytes GetEmailHeader GetEmailMessage GetMimeBytes ListMessages"
     " LoadBytes LoadMIME Queue SaveAttachment SaveMIME Send SendBytes Sleep".split()
 )
