@@ -11,6 +11,10 @@ function(tessolt_target_options target)
                                              -fno-sanitize-recover=all)
     target_link_options(${target} PRIVATE -fsanitize=${TESSOLT_SANITIZE})
   endif()
+  if(TESSOLT_FUZZ)
+    # Blocks of code are counted as they run, by the harness.
+    target_compile_options(${target} PRIVATE -fsanitize-coverage=trace-pc)
+  endif()
 endfunction()
 
 # tessolt_subsystem(ROOM LINK ...): static library of all sources that lie in src/ROOM itself; charset/tables becomes

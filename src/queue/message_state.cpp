@@ -2,6 +2,7 @@
 
 #include <time.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -59,8 +60,18 @@ constexpr std::string_view kTimeName = "Time";
 constexpr std::string_view kDelivered = "Delivered";
 constexpr std::string_view kRefused = "Refused";
 
+/// The text with blanks for control characters, and none at its end.
+std::string withoutControls(std::string_view text) {
+    std::string line(text);
+    std::replace_if(
+        line.begin(), line.end(),
+        [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F'; }, ' ');
+    line.resize(line.find_last_not_of(' ') + 1);
+    return line;
+}
+
 void addLine(std::string& text, std::string_view name, std::string_view value) {
-    text.append(name).append(": ").append(oneLine(value)) += '\n';
+    text.append(name).append(": ").append(value) += '\n';
 }
 
 template <typename Number>
@@ -113,14 +124,16 @@ std::string formatState(const MessageState& state) {
     }
     for (const TextEntry& entry : kTexts) {
         if (!(state.*entry.field).empty()) {
-            addLine(text, entry.name, state.*entry.field);
+            addLine(text, entry.name, oneLine(state.*entry.field));
         }
     }
+    // Addresses stay whole, however long: one that is cut isn't known again and gets the message
+    // once more.
     for (const RefusedRecipient& refused : state.refused) {
-        addLine(text, kRefused, refused.address + " " + refused.reply);
+        addLine(text, kRefused, withoutControls(refused.address + " " + oneLine(refused.reply)));
     }
     for (const std::string& address : state.delivered) {
-        addLine(text, kDelivered, address);
+        addLine(text, kDelivered, withoutControls(address));
     }
     for (const CountEntry& entry : kCounts) {
         if (state.*entry.field != 0) {
@@ -201,16 +214,7 @@ std::string formatTime(std::int64_t seconds) {
 }
 
 std::string oneLine(std::string_view text) {
-    std::string line(text.substr(0, kLongestLine));
-    for (char& c : line) {
-        if (static_cast<unsigned char>(c) < ' ' || c == '\x7F') {
-            c = ' ';
-        }
-    }
-    while (line.ends_with(' ')) {
-        line.pop_back();
-    }
-    return line;
+    return withoutControls(text.substr(0, kLongestLine));
 }
 
 }  // namespace tessolt::queue
