@@ -28,7 +28,8 @@ ObjectMapEntry entries[] = {
 bool ObjectMapEntry::isNamed(std::u16string_view name) const {
     const std::u16string_view className = description().className;
     const std::size_t bareSize = kVendor.size() + className.size();
-    return compareNames(name.substr(0, kVendor.size()), kVendor) == 0 &&
+    return name.size() >= bareSize && name.size() <= bareSize + kVersion.size() &&
+           compareNames(name.substr(0, kVendor.size()), kVendor) == 0 &&
            compareNames(name.substr(kVendor.size(), className.size()), className) == 0 &&
            (name.size() == bareSize || name.substr(bareSize) == kVersion);
 }

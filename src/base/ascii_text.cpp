@@ -133,11 +133,17 @@ bool isAscii(std::string_view text) {
             return false;
         }
     }
+    std::uint64_t tail = 0;
+    for (; text.size() - at >= kWord; at += kWord) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, text.data() + at, kWord);
+        tail |= word;
+    }
     unsigned char seen = 0;
     for (; at < text.size(); ++at) {
         seen |= static_cast<unsigned char>(text[at]);
     }
-    return seen < 0x80;
+    return (tail & kHighBits) == 0 && seen < 0x80;
 }
 
 std::string_view trimmed(std::string_view text, std::string_view set) {

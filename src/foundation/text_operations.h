@@ -60,12 +60,16 @@ std::basic_string_view<Unit> ViewOf(const Unit* text) {
 /// `text` without CR, LF, tab and blank at both ends.
 template <typename Unit>
 std::basic_string_view<Unit> TrimmedText(std::basic_string_view<Unit> text) {
-    constexpr Unit kTrimmed[] = {'\r', '\n', '\t', ' ', 0};
-    const std::size_t first = text.find_first_not_of(kTrimmed);
-    if (first == text.npos) {
-        return {};
+    const auto isTrimmed = [](Unit unit) {
+        return unit == ' ' || unit == '\t' || unit == '\r' || unit == '\n';
+    };
+    while (!text.empty() && isTrimmed(text.front())) {
+        text.remove_prefix(1);
     }
-    return text.substr(first, text.find_last_not_of(kTrimmed) - first + 1);
+    while (!text.empty() && isTrimmed(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
 }
 
 /// Replaces in one pass; returns false when `find` doesn't occur and `text` stands.

@@ -1,6 +1,8 @@
 #include "message/address_text.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 
 #include "foundation/text_operations.h"
 #include "message/ansi_units.h"
@@ -9,6 +11,19 @@ namespace tessolt {
 namespace {
 
 constexpr std::u16string_view kForbiddenInAddress = u"~ \\%;,|<>";
+
+/// The forbidden characters, which are ASCII, as bits.
+constexpr std::array<std::uint64_t, 2> kForbiddenBits = [] {
+    std::array<std::uint64_t, 2> bits{};
+    for (const char16_t unit : kForbiddenInAddress) {
+        bits[unit / 64] |= std::uint64_t{1} << unit % 64;
+    }
+    return bits;
+}();
+
+bool isForbiddenInAddress(char16_t unit) {
+    return unit < kFirstBeyondAscii && (kForbiddenBits[unit / 64] >> unit % 64 & 1) != 0;
+}
 
 template <typename View>
 std::vector<View> tokensOf(View text, typename View::value_type separator) {
@@ -62,8 +77,9 @@ std::string without(std::string_view text, std::string_view piece, bool matchCas
 bool IsValidEmailAddress(std::u16string_view address) {
     // In UTF-16, since bytes of double-byte pages look like forbidden characters.
     if (address.empty() || address.size() > kMaxAddressLength ||
-        AnsiOf(address).size() > kMaxAddressLength ||
-        address.find_first_of(kForbiddenInAddress) != std::u16string_view::npos) {
+        std::ranges::any_of(address, isForbiddenInAddress) ||
+        (borvik::bitsOfUnits(address) >= kFirstBeyondAscii &&
+         borvik::wideToAnsi(address).size() > kMaxAddressLength)) {
         return false;
     }
     const std::size_t lastAt = address.rfind(u'@');

@@ -13,10 +13,9 @@
 
 namespace tessolt {
 
-/// The 8-bit form of a text below U+0080, which is the same in every ANSI page.
-inline std::string NarrowAscii(std::u16string_view ascii) {
+/// Writes a text below U+0080 as bytes.
+inline void NarrowInto(std::u16string_view ascii, char* out) {
     constexpr std::size_t kBlock = 32;
-    std::string narrow(ascii.size(), '\0');
     std::size_t at = 0;
     for (; ascii.size() - at >= kBlock; at += kBlock) {
         std::array<char16_t, kBlock> units;
@@ -25,12 +24,25 @@ inline std::string NarrowAscii(std::u16string_view ascii) {
         for (std::size_t i = 0; i < kBlock; ++i) {
             bytes[i] = static_cast<char>(units[i]);
         }
-        std::memcpy(narrow.data() + at, bytes.data(), kBlock);
+        std::memcpy(out + at, bytes.data(), kBlock);
     }
     for (; at < ascii.size(); ++at) {
-        narrow[at] = static_cast<char>(ascii[at]);
+        out[at] = static_cast<char>(ascii[at]);
     }
+}
+
+/// The 8-bit form of a text below U+0080, which is the same in every ANSI page.
+inline std::string NarrowAscii(std::u16string_view ascii) {
+    std::string narrow(ascii.size(), '\0');
+    NarrowInto(ascii, narrow.data());
     return narrow;
+}
+
+/// Appends the 8-bit form of a text below U+0080.
+inline void AppendNarrow(std::u16string_view ascii, std::string& out) {
+    const std::size_t begin = out.size();
+    out.resize(begin + ascii.size());
+    NarrowInto(ascii, out.data() + begin);
 }
 
 /// The wide form of a text below U+0080.
@@ -59,6 +71,14 @@ constexpr char16_t kFirstBeyondAscii = 0x80;
 inline std::string AnsiOf(std::u16string_view text) {
     return borvik::bitsOfUnits(text) < kFirstBeyondAscii ? NarrowAscii(text)
                                                          : borvik::wideToAnsi(text);
+}
+
+inline void AppendAnsi(std::u16string_view text, std::string& out) {
+    if (borvik::bitsOfUnits(text) < kFirstBeyondAscii) {
+        AppendNarrow(text, out);
+    } else {
+        out += borvik::wideToAnsi(text);
+    }
 }
 
 /// The same of a text that has a form without substitutes there, as a path must; else nothing.

@@ -20,8 +20,15 @@ constexpr std::size_t kDateCapacity = 40;
 constexpr int kYearDigits = 4;
 constexpr int kZoneDigits = 4;
 
+constexpr int kTen = 10;
+
 /// Decimal digits with zeros in front, up to a width that counts a sign.
 void appendNumber(int number, int width, std::string& text) {
+    if (width == 2 && number >= 0 && number < kTen * kTen) {
+        text += static_cast<char>('0' + number / kTen);
+        text += static_cast<char>('0' + number % kTen);
+        return;
+    }
     char digits[std::numeric_limits<int>::digits10 + 2];
     const char* const begin = number < 0 ? digits + 1 : digits;
     const char* const end = std::to_chars(digits, std::end(digits), number).ptr;

@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "base/ascii_text.h"
 #include "charset/ansi_text.h"
 #include "charset/tables/code_pages.h"
 #include "foundation/text_operations.h"
@@ -26,14 +27,12 @@ std::string_view AnsiTextOf(borvik::BvString& text) {
     return UpToZero(text.x().ansiView());
 }
 
-CZnMail::CZnMail(const char* objectName) : CZncBase(objectName) {
-    Clear();
-}
+CZnMail::CZnMail(const char* objectName) : CZncBase(objectName) {}
 
 void CZnMail::Clear() {
-    m_pMime = std::make_unique<borvik::BvMime>();
+    m_pMime = MailTree();
     m_pLoaded.reset();
-    m_strKeptSource.clear();
+    m_pKept.reset();
     ClearFields();
 }
 
@@ -92,9 +91,9 @@ void CZnMail::AddHeader(std::string_view name, std::string_view value) {
 }
 
 void CZnMail::RemoveHeaders(std::string_view prefix) {
-    m_strKeptSource.clear();
     auto entry = m_mapHeaders.lower_bound(prefix);
     while (entry != m_mapHeaders.end() && entry->first.starts_with(prefix)) {
+        m_pKept.reset();
         if (m_pLoaded) {
             SetLoadedField(entry->first, {});
         } else {
@@ -130,19 +129,49 @@ std::string_view CZnMail::GetSource(borvik::BvString& storage) const {
     if (m_pLoaded) {
         return m_pLoaded->text();
     }
-    if (!m_strKeptSource.empty()) {
-        return m_strKeptSource;
-    }
     try {
-        const std::string_view source =
-            m_pMime->GetMime(storage) ? AnsiTextOf(storage) : std::string_view();
-        if (source.size() <= kMostKeptSource) {
-            m_strKeptSource = source;
+        if (const auto kept = Kept()) {
+            return kept->text;
         }
-        return source;
+        return m_pMime->GetMime(storage) ? AnsiTextOf(storage) : std::string_view();
     } catch (const std::bad_alloc&) {
         return {};
     }
+}
+
+std::shared_ptr<const CZnMail::KeptText> CZnMail::Kept() const {
+    if (m_pKept) {
+        return m_pKept;
+    }
+    const auto& draft = m_pMime.Draft();
+    if (draft) {
+        if (draft->bodySize() > kMostKeptSource) {
+            return nullptr;
+        }
+        auto text = std::make_shared<KeptText>();
+        text->isBytes = draft->writeText(text->text, text->headSize);
+        if (text->isBytes) {
+            m_pKept = std::move(text);
+            return m_pKept;
+        }
+    }
+    if (m_pMime->TextSizeEstimate() > kMostKeptSource) {
+        return nullptr;
+    }
+    borvik::BvString storage;
+    bool isBytes = false;
+    auto text = std::make_shared<KeptText>();
+    text->text = m_pMime->GetMime(storage, isBytes) ? AnsiTextOf(storage) : std::string_view();
+    text->isBytes = isBytes && borvik::isAscii(storage.x().utf8View());
+    m_pKept = text->text.empty() ? nullptr : std::move(text);
+    return m_pKept;
+}
+
+std::shared_ptr<const CZnMail::KeptText> CZnMail::KeptBytes() const try {
+    const auto kept = Kept();
+    return kept && kept->isBytes ? kept : nullptr;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 void CZnMail::GetWireText(WireText& text) const {
@@ -150,11 +179,22 @@ void CZnMail::GetWireText(WireText& text) const {
         text.SetWhole(LoadedWireText(LoadedOutward()->text(), text.Storage()), m_pLoaded);
     } else if (borvik::ansiCodePage() != borvik::kUtf8) {
         text.SetWhole(GetSource(text.Storage()));
+    } else if (const auto kept = KeptBytes()) {
+        text.SetWhole(kept->text, kept);
     } else if (borvik::MimePieces& pieces = text.Pieces();
                // The text form would be UTF-8 throughout, whatever the labels of 8-bit parts say.
-               !m_pMime->GetMimePieces(pieces) || pieces.size() > borvik::StringBuffer::kMaxSize) {
+               !FillPieces(pieces) || pieces.size() > borvik::StringBuffer::kMaxSize) {
         pieces = {};
     }
+}
+
+bool CZnMail::FillPieces(borvik::MimePieces& pieces) const {
+    const std::shared_ptr<const borvik::MimeDraft> draft = m_pMime.Draft();
+    if (draft && draft->writePieces(pieces)) {
+        pieces.tree = draft;
+        return true;
+    }
+    return m_pMime->GetMimePieces(pieces);
 }
 
 std::size_t CZnMail::GetSourceSize() const {
@@ -167,6 +207,12 @@ CZncString& CZnMail::GetHead(CZncString& out) const {
         std::string_view head = m_pLoaded->message.root().header;
         head = head.substr(0, head.find_last_not_of("\r\n") + 1);
         return out.Assign(head);
+    }
+    if (m_pMime.Draft()) {
+        const auto kept = Kept();
+        if (kept && kept->headSize > 0) {
+            return out.Assign(std::string_view(kept->text).substr(0, kept->headSize));
+        }
     }
     borvik::BvString text;
     m_pMime->GetEntireHead(text);
@@ -235,11 +281,12 @@ std::int32_t CZnMail::SaveToFile(std::u16string_view path) const {
         if (!ansi) {
             return kMailFileSaveFailed;
         }
-        if (!m_pLoaded) {
+        const auto kept = m_pLoaded ? nullptr : KeptBytes();
+        if (!m_pLoaded && !kept) {
             return m_pMime->SaveMime(ansi->c_str()) ? kMailOk : kMailFileSaveFailed;
         }
-        const std::shared_ptr<const LoadedMessage> outward = LoadedOutward();
-        const std::string_view text = outward->text();
+        const std::shared_ptr<const LoadedMessage> outward = kept ? nullptr : LoadedOutward();
+        const std::string_view text = kept ? std::string_view(kept->text) : outward->text();
         borvik::BvByteData bytes;
         bytes.data().borrow(text.data(), text.size());
         return bytes.getSize() == text.size() && bytes.saveFile(ansi->c_str())

@@ -14,6 +14,7 @@
 #include "foundation/wide_string.h"
 #include "message/boundary_maker.h"
 #include "message/mail_result.h"
+#include "message/mail_tree.h"
 #include "message/znmail_attachment.h"
 #include "message/znmail_header.h"
 #include "message/znmail_recipient.h"
@@ -210,23 +211,22 @@ public:
     std::int32_t m_nPriority = kNormalPriority;  ///< 1 (highest) to 5; others act as 3.
     AttachmentList m_lstAttachments;
     HeaderMap m_mapHeaders;
-    std::unique_ptr<borvik::BvMime> m_pMime;  ///< Root of the tree, never null.
-    CZncString m_strBoundary;                 ///< What the boundaries of the last `Encode` end in.
-    std::uint32_t m_uBoundaryCount = 0;       ///< Boundaries made by the last `Encode`.
-    std::uint32_t m_uContentId = 0;           ///< Last number used for a Content-ID.
+    MailTree m_pMime;                    ///< Root of the tree.
+    CZncString m_strBoundary;            ///< What the boundaries of the last `Encode` end in.
+    std::uint32_t m_uBoundaryCount = 0;  ///< Boundaries made by the last `Encode`.
+    std::uint32_t m_uContentId = 0;      ///< Last number used for a Content-ID.
 
 private:
-    /// What `GetSource` gave, while the tree is as it was then. Empty when it wasn't asked for yet.
-    mutable std::string m_strKeptSource;
-
-    /// A text body in the form in which it travels.
-    struct EncodedText {
-        std::string bytes;
-        std::string contentType;
-        bool isBinary = false;  ///< Goes as base64.
-        /// Of a text that isn't binary.
-        const char* coding = "7bit";
+    /// A short text of the message, once written.
+    struct KeptText {
+        std::string text;          ///< As `GetSource` gives it.
+        bool isBytes = false;      ///< It is 7-bit, and the bytes of the message too.
+        std::size_t headSize = 0;  ///< Of one that was drafted: the header without its line end.
     };
+    /// Null when it wasn't asked for since the tree was changed, or isn't short.
+    mutable std::shared_ptr<const KeptText> m_pKept;
+
+    using EncodedText = borvik::TextBody;
 
     /// 8-bit text with what it is to be called.
     struct LabelledText {
@@ -258,21 +258,29 @@ private:
     static std::string LoadedAttachmentBytes(const CZnMailAttachment& attachment);
     static std::string_view LoadedAttachmentSource(const CZnMailAttachment& attachment);
 
+    /// The kept text, which is written first if need be; null for a long one. Throws
+    /// `std::bad_alloc`.
+    std::shared_ptr<const KeptText> Kept() const;
+    /// The same where its text is the bytes of the message; else, or without memory, null.
+    std::shared_ptr<const KeptText> KeptBytes() const;
+    /// `GetMimePieces` of the tree, which isn't made for a draft with a long body.
+    bool FillPieces(borvik::MimePieces& pieces) const;
     /// Everything but the tree. Takes no memory.
     void ClearFields();
     std::int32_t LoadAnew(const std::function<bool()>& load, std::int32_t failure);
     /// Builds the tree from the fields and the attachments given.
     void BuildTree(const AttachmentList& attachments);
-    void AddAddressFields();
+    void AddAddressFields(borvik::MimeDraft& draft) const;
     bool HasHeader(std::string_view name) const;
-    void AddDate();
-    void AddMessageId();
-    void AddPriorityFields();
-    void AddCustomHeaders();
-    void AddField(const char* name, const std::string& value);
-    std::string FormatMailbox(const CZncStringW& name, const CZncStringW& address) const;
+    void AddDate(borvik::MimeDraft& draft) const;
+    void AddMessageId(borvik::MimeDraft& draft) const;
+    void AddPriorityFields(borvik::MimeDraft& draft) const;
+    void AddCustomHeaders(borvik::MimeDraft& draft) const;
+    void AppendMailbox(std::u16string_view name, std::u16string_view address,
+                       std::string& out) const;
+    void AppendHeaderText(std::u16string_view text, bool quoted, std::string& out) const;
     std::string FormatRecipients(const RecipientList& list) const;
-    void BuildContent(const AttachmentList& attachments);
+    void BuildContent(borvik::MimeDraft&& draft, const AttachmentList& attachments);
     void DrawBoundary(const EncodedText& plain, const EncodedText& html,
                       const AttachmentList& attachments);
     std::string NextBoundary();
@@ -283,8 +291,6 @@ private:
     EncodedText EncodeText(std::u16string_view text, std::string_view contentType) const;
     LabelledText LabelText(std::u16string_view text) const;
     EncodedText EncodeCanonicalText(std::u16string_view text, std::string_view contentType) const;
-    /// Fills body and content fields of a node.
-    static void SetTextBody(borvik::BvMime& node, const EncodedText& text);
     static void AppendText(borvik::BvMime& parent, const EncodedText& text);
     static void MakeMultipart(borvik::BvMime& node, const char* contentType,
                               const std::string& boundary);

@@ -62,6 +62,7 @@ bool CZnMail::SetInline(std::int32_t number, std::string_view contentId) {
     if (!found || !found->m_pPart) {
         return false;
     }
+    m_pKept.reset();  // the part may stand in the tree
     CZnMailAttachment& attachment = *m_lstAttachments[static_cast<std::size_t>(number) - 1];
     borvik::BvMime& part = *attachment.m_pPart;
     part.SetHeaderField("Content-ID", ("<" + std::string(contentId) + ">").c_str());

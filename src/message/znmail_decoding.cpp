@@ -67,7 +67,7 @@ std::int32_t CZnMail::Decode() {
     ParseAddressField("To", m_lstTo);
     ParseAddressField("Cc", m_lstCc);
     ParseAddressField("Bcc", m_lstBcc);
-    WalkParts(m_pMime, 0);
+    WalkParts(m_pMime.Handle(), 0);
     return kMailOk;
 }
 

@@ -38,8 +38,10 @@ constexpr PriorityText kPriorityTexts[] = {
 };
 constexpr std::int32_t kLowestPriority = std::size(kPriorityTexts);
 
-std::string bracketed(const CZncStringW& address) {
-    return "<" + AnsiOf(address.View()) + ">";
+void appendBracketed(std::u16string_view address, std::string& out) {
+    out += '<';
+    AppendAnsi(address, out);
+    out += '>';
 }
 
 /// Whether the body of a node is base64 or quoted-printable: ASCII in short lines.
@@ -94,17 +96,15 @@ std::int32_t CZnMail::Encode() {
     if (m_pLoaded) {
         return EncodeLoaded();
     }
-    std::unique_ptr<borvik::BvMime> before;
+    MailTree before;
     try {
-        m_strKeptSource.clear();
-        before = std::exchange(m_pMime, std::make_unique<borvik::BvMime>());
+        m_pKept.reset();
+        before = std::exchange(m_pMime, MailTree());
         BuildTree(m_lstAttachments);
         return kMailOk;
     } catch (const std::bad_alloc&) {
         // Half a message must not be saved or sent.
-        if (before != nullptr) {
-            m_pMime = std::move(before);
-        }
+        m_pMime = std::move(before);
         return kMailNotBuilt;
     }
 }
@@ -113,49 +113,49 @@ void CZnMail::BuildTree(const AttachmentList& attachments) {
     if (m_nEncoding == kShiftJisPage) {
         m_nEncoding = kJapaneseMailPage;
     }
-    AddAddressFields();
-    AddField("Subject", EncodeHeaderText(m_wstrSubject.View(), false));
-    AddDate();
-    AddMessageId();
-    AddField("Organization", EncodeHeaderText(m_wstrOrganization.View(), false));
-    AddField("MIME-Version", "1.0");
-    AddPriorityFields();
-    AddField("X-Mailer", m_strMailer.GetString());
-    AddField("Disposition-Notification-To", AnsiOf(m_wstrReadReceiptAddress.View()));
-    AddCustomHeaders();
-    BuildContent(attachments);
+    borvik::MimeDraft draft;
+    AddAddressFields(draft);
+    draft.addHeaderField("Subject", EncodeHeaderText(m_wstrSubject.View(), false));
+    AddDate(draft);
+    AddMessageId(draft);
+    draft.addHeaderField("Organization", EncodeHeaderText(m_wstrOrganization.View(), false));
+    draft.addHeaderField("MIME-Version", "1.0");
+    AddPriorityFields(draft);
+    draft.addHeaderField("X-Mailer", m_strMailer.View());
+    draft.addHeaderField("Disposition-Notification-To", AnsiOf(m_wstrReadReceiptAddress.View()));
+    AddCustomHeaders(draft);
+    BuildContent(std::move(draft), attachments);
 }
 
-void CZnMail::AddField(const char* name, const std::string& value) {
-    m_pMime->AddHeaderField(name, value.c_str());
-}
-
-void CZnMail::AddAddressFields() {
+void CZnMail::AddAddressFields(borvik::MimeDraft& draft) const {
+    std::string sender;
+    AppendMailbox(m_wstrFromName.View(), m_wstrFromAddress.View(), sender);
     if (!m_wstrReplyAddress.IsEmpty()) {
-        AddField("Reply-To", bracketed(m_wstrReplyAddress));
+        std::string reply;
+        appendBracketed(m_wstrReplyAddress.View(), reply);
+        draft.addHeaderField("Reply-To", reply);
     } else if (!m_rules.onlyFieldsThatAreSet) {
-        AddField("Reply-To", EncodeHeaderText(m_wstrFromName.View(), true) + " " +
-                                 bracketed(m_wstrFromAddress));
+        draft.addHeaderField("Reply-To", m_wstrFromName.IsEmpty() ? "\"\" " + sender : sender);
     }
-    AddField("From", FormatMailbox(m_wstrFromName, m_wstrFromAddress));
-    AddField("To", FormatRecipients(m_lstTo));
-    AddField("Cc", FormatRecipients(m_lstCc));
+    draft.addHeaderField("From", sender);
+    draft.addHeaderField("To", FormatRecipients(m_lstTo));
+    draft.addHeaderField("Cc", FormatRecipients(m_lstCc));
     if (!m_rules.bccInEnvelopeOnly) {
-        AddField(kBlindCopyField, FormatRecipients(m_lstBcc));
+        draft.addHeaderField(kBlindCopyField, FormatRecipients(m_lstBcc));
     }
 }
 
 void CZnMail::AddBlindCopies() {
-    m_strKeptSource.clear();
+    m_pKept.reset();
     if (m_pLoaded) {
         SetLoadedField(kBlindCopyField, FormatRecipients(m_lstBcc));
     } else {
-        AddField(kBlindCopyField, FormatRecipients(m_lstBcc));
+        m_pMime->AddHeaderField(kBlindCopyField, FormatRecipients(m_lstBcc).c_str());
     }
 }
 
 void CZnMail::RemoveBlindCopies() {
-    m_strKeptSource.clear();
+    m_pKept.reset();
     if (m_pLoaded) {
         SetLoadedField(kBlindCopyField, {});
     } else {
@@ -182,51 +182,67 @@ bool CZnMail::HasHeader(std::string_view name) const {
     });
 }
 
-void CZnMail::AddDate() {
+void CZnMail::AddDate(borvik::MimeDraft& draft) const {
     if (!m_rules.onlyFieldsThatAreSet || !HasHeader(kDateField)) {
-        AddField(kDateField, FormatDate(platform::localTime(), platform::timeZoneBias()));
+        int bias = 0;
+        const platform::LocalTime now = platform::localTime(bias);
+        draft.addHeaderField(kDateField, FormatDate(now, bias));
     }
 }
 
-void CZnMail::AddMessageId() {
+void CZnMail::AddMessageId(borvik::MimeDraft& draft) const {
     if (m_rules.messageId && !HasHeader(kMessageIdField)) {
-        AddField(kMessageIdField, MakeMessageId(m_wstrFromAddress.GetAnsi()));
+        draft.addHeaderField(kMessageIdField, MakeMessageId(m_wstrFromAddress.GetAnsi()));
     }
 }
 
-void CZnMail::AddPriorityFields() {
+void CZnMail::AddPriorityFields(borvik::MimeDraft& draft) const {
     const bool isKnown = m_nPriority >= 1 && m_nPriority <= kLowestPriority;
     const PriorityText& text = kPriorityTexts[(isKnown ? m_nPriority : kNormalPriority) - 1];
-    AddField("X-Priority", text.priority);
-    AddField("X-MSMail-Priority", text.mailPriority);
+    draft.addHeaderField("X-Priority", text.priority);
+    draft.addHeaderField("X-MSMail-Priority", text.mailPriority);
 }
 
-void CZnMail::AddCustomHeaders() {
+void CZnMail::AddCustomHeaders(borvik::MimeDraft& draft) const {
     for (const auto& [name, header] : m_mapHeaders) {
-        AddField(header->m_wstrName.GetAnsi(), AnsiOf(header->m_wstrValue.View()));
+        draft.addHeaderField(header->m_wstrName.GetAnsi(), AnsiOf(header->m_wstrValue.View()));
     }
 }
 
-std::string CZnMail::FormatMailbox(const CZncStringW& name, const CZncStringW& address) const {
-    return name.IsEmpty() ? bracketed(address)
-                          : EncodeHeaderText(name.View(), true) + " " + bracketed(address);
+void CZnMail::AppendMailbox(std::u16string_view name, std::u16string_view address,
+                            std::string& out) const {
+    if (!name.empty()) {
+        AppendHeaderText(name, true, out);
+        out += ' ';
+    }
+    appendBracketed(address, out);
 }
 
 std::string CZnMail::FormatRecipients(const RecipientList& list) const {
     std::string text;
-    for (const auto& recipient : list) {
+    for (std::size_t i = 0; i < list.size(); ++i) {
         if (!text.empty()) {
             text += ", ";
         }
-        text += FormatMailbox(recipient->m_wstrName, recipient->m_wstrAddress);
+        AppendMailbox(list.nameAt(i), list.addressAt(i), text);
     }
     return text;
 }
 
-void CZnMail::BuildContent(const AttachmentList& attachments) {
-    const EncodedText plain = EncodeText(m_wstrBodyPlainText.View(), "text/plain");
-    const EncodedText html = EncodeText(m_wstrBodyHtml.View(), "text/html");
+void CZnMail::BuildContent(borvik::MimeDraft&& draft, const AttachmentList& attachments) {
+    EncodedText plain = EncodeText(m_wstrBodyPlainText.View(), "text/plain");
+    EncodedText html = EncodeText(m_wstrBodyHtml.View(), "text/html");
     DrawBoundary(plain, html, attachments);
+    const bool hasBoth = !plain.bytes.empty() && !html.bytes.empty();
+    if (attachments.empty() && !hasBoth) {
+        ++m_uBoundaryCount;  // though it isn't needed
+        if (!plain.bytes.empty() || !html.bytes.empty()) {
+            draft.setBody(std::move(plain.bytes.empty() ? html : plain));
+        }
+        m_pMime = MailTree(std::move(draft));
+        return;
+    }
+    m_pMime = draft.makeTree();
     const std::string boundary = NextBoundary();
     PartList images;
     PartList others;
@@ -238,16 +254,14 @@ void CZnMail::BuildContent(const AttachmentList& attachments) {
         MakeMultipart(*m_pMime, "multipart/mixed", boundary);
         AppendTextParts(plain, html, images);
         AppendParts(*m_pMime, others);
-    } else if (!plain.bytes.empty() && !html.bytes.empty()) {
+    } else if (hasBoth) {
         MakeMultipart(*m_pMime, "multipart/alternative", boundary);
         AppendText(*m_pMime, plain);
         AppendHtml(*m_pMime, html, images);
-    } else if (!images.empty()) {
+    } else {
         MakeMultipart(*m_pMime, kRelatedType, boundary);
         AppendText(*m_pMime, html);
         AppendParts(*m_pMime, images);
-    } else if (!plain.bytes.empty() || !html.bytes.empty()) {
-        SetTextBody(*m_pMime, plain.bytes.empty() ? html : plain);
     }
 }
 
@@ -320,7 +334,7 @@ void CZnMail::AppendParts(borvik::BvMime& parent, const PartList& parts) const {
 
 void CZnMail::AppendText(borvik::BvMime& parent, const EncodedText& text) {
     borvik::BvMime part;
-    SetTextBody(part, text);
+    borvik::setTextBody(part, text);
     parent.AppendPart(&part);
 }
 

@@ -75,11 +75,22 @@ CZnMail::LabelledText CZnMail::LabelText(std::u16string_view text) const {
 }
 
 std::string CZnMail::EncodeHeaderText(std::u16string_view text, bool quoted) const {
-    LabelledText labelled = LabelText(text);
-    const std::string encoded = labelled.isAscii ? std::move(labelled.bytes)
-                                                 : "=?" + std::string(labelled.charset) + "?B?" +
-                                                       base64Of(labelled.bytes) + "?=";
-    return quoted ? "\"" + encoded + "\"" : encoded;
+    std::string encoded;
+    AppendHeaderText(text, quoted, encoded);
+    return encoded;
+}
+
+void CZnMail::AppendHeaderText(std::u16string_view text, bool quoted, std::string& out) const {
+    const std::string_view quote = quoted ? "\"" : "";
+    out += quote;
+    if (ClassifyText(text) == TextAscii) {
+        AppendNarrow(text, out);
+    } else {
+        const LabelledText labelled = LabelText(text);
+        out.append("=?").append(labelled.charset).append("?B?");
+        out.append(base64Of(labelled.bytes)).append("?=");
+    }
+    out += quote;
 }
 
 CZnMail::EncodedText CZnMail::EncodeText(std::u16string_view text,
@@ -104,20 +115,6 @@ CZnMail::EncodedText CZnMail::EncodeCanonicalText(std::u16string_view text,
         encoded.coding = "quoted-printable";
     }
     return encoded;
-}
-
-void CZnMail::SetTextBody(borvik::BvMime& node, const EncodedText& text) {
-    if (text.isBinary) {
-        borvik::BvByteData bytes;
-        if (!bytes.append(text.bytes.data(), text.bytes.size())) {
-            throw std::bad_alloc();
-        }
-        node.SetBodyFromBinary(std::move(bytes));
-    } else {
-        node.SetBody(text.bytes.c_str());
-    }
-    node.ContentType(text.contentType.c_str());
-    node.Encoding(text.isBinary ? "base64" : text.coding);
 }
 
 }  // namespace tessolt

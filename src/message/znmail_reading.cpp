@@ -156,6 +156,10 @@ std::string_view CZnMail::GetSourceBytes(borvik::BvByteData& storage) const {
     if (m_pLoaded) {
         return m_pLoaded->text();
     }
+    if (const auto kept = KeptBytes()) {
+        return storage.append(kept->text.data(), kept->text.size()) ? storage.view()
+                                                                    : std::string_view();
+    }
     return m_pMime->GetMimeBytes(storage) ? storage.view() : std::string_view();
 }
 

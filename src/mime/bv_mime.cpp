@@ -73,7 +73,12 @@ bool BvMime::SaveBody(const char* path) {
 }
 
 bool BvMime::GetMime(BvString& out) {
-    return impl_->getMime(out.x());
+    bool isBytes = false;
+    return GetMime(out, isBytes);
+}
+
+bool BvMime::GetMime(BvString& out, bool& isBytes) {
+    return impl_->getMime(out.x(), isBytes);
 }
 
 bool BvMime::GetMimeBytes(BvByteData& out) {

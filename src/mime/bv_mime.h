@@ -50,6 +50,8 @@ public:
     /// The node with everything below it. 8-bit bytes are read in the charset of the first 8-bit
     /// text part. False, with `out` empty, when there is no memory for the text, or it has 2 GiB.
     bool GetMime(BvString& out);
+    /// The same; `isBytes` tells whether the UTF-8 of it is what `GetMimeBytes` gives.
+    bool GetMime(BvString& out, bool& isBytes);
     /// The same as bytes, those that `SaveMime` writes. The limit is 4 GiB, and `out` may hold a
     /// beginning when that is passed.
     bool GetMimeBytes(BvByteData& out);

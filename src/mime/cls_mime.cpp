@@ -240,10 +240,11 @@ bool ClsMime::buildText(DataBuffer& out) {
     });
 }
 
-bool ClsMime::getMime(XString& out) {
+bool ClsMime::getMime(XString& out, bool& isBytes) {
     Method method(*this, "GetMime");
+    isBytes = false;
     const bool built = tellsMemory([&] {
-        showText(out);
+        isBytes = showText(out);
         return true;
     });
     if (!built) {
@@ -252,7 +253,8 @@ bool ClsMime::getMime(XString& out) {
     return method.end(built);
 }
 
-void ClsMime::showText(XString& out) {
+/// True when the text is the bytes of the node.
+bool ClsMime::showText(XString& out) {
     DataBuffer text;
     StringBuffer charset;
     onMyPart([&](const MimeMessage2& part) {
@@ -276,14 +278,16 @@ void ClsMime::showText(XString& out) {
         }
     });
     if (charset.empty()) {
+        const std::size_t size = text.getSize();
         moveIntoText(text, out);
-        return;
+        return out.utf8Length() == size;
     }
     if (!text.appendByte('\0')) {
         throw std::bad_alloc();
     }
     out.clear();
     out.appendInCharset(text.getData(), charset.getString());
+    return false;
 }
 
 std::size_t ClsMime::textSizeEstimate() {

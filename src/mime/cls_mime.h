@@ -57,7 +57,8 @@ public:
     /// False, with `out` empty or a beginning, when there is no memory for the text or it passes
     /// what a string or buffer holds. All other operations throw `std::bad_alloc` then, but for
     /// loading and saving files, which fail.
-    bool getMime(XString& out);
+    /// `isBytes` tells whether the text is what `getMimeBytes` gives.
+    bool getMime(XString& out, bool& isBytes);
     bool getMimeBytes(DataBuffer& out);
     /// The same as pieces, which stand in the tree.
     bool getMimePieces(MimePieces& out);
@@ -117,7 +118,7 @@ private:
     template <class Work>
     bool tellsMemory(Work&& work);
     bool buildText(DataBuffer& out);
-    void showText(XString& out);
+    bool showText(XString& out);
     bool parseInto(std::string_view text, bool fromText, bool bodyIsUtf8,
                    std::shared_ptr<DataBuffer> storage = nullptr);
     void leaveTree();

@@ -41,6 +41,10 @@ tm localParts(time_t seconds) {
     return parts;
 }
 
+int biasOf(const tm& parts) {
+    return -static_cast<int>(parts.tm_gmtoff / kSecondsPerMinute);
+}
+
 /// The clocks of the operating system.
 class SystemClock : public Clock {
 public:
@@ -75,6 +79,11 @@ public:
     }
 
     LocalTime localTime() override {
+        int bias = 0;
+        return localTime(bias);
+    }
+
+    LocalTime localTime(int& bias) override {
         timespec now{};
         clock_gettime(CLOCK_REALTIME, &now);
         const tm parts = localParts(now.tv_sec);
@@ -87,12 +96,11 @@ public:
         result.minute = parts.tm_min;
         result.second = parts.tm_sec;
         result.millisecond = static_cast<int>(now.tv_nsec / kNanosPerMilli);
+        bias = biasOf(parts);
         return result;
     }
 
-    int timeZoneBias() override {
-        return -static_cast<int>(localParts(time(nullptr)).tm_gmtoff / kSecondsPerMinute);
-    }
+    int timeZoneBias() override { return biasOf(localParts(time(nullptr))); }
 
     std::int64_t unixTime() override { return time(nullptr); }
 };

@@ -33,6 +33,11 @@ public:
     virtual LocalTime localTime() = 0;
     /// Minutes to add to local time to get UTC, daylight time included: -60 in Paris in winter.
     virtual int timeZoneBias() = 0;
+    /// Both for one moment.
+    virtual LocalTime localTime(int& bias) {
+        bias = timeZoneBias();
+        return localTime();
+    }
     /// Seconds since 1970 in UTC.
     virtual std::int64_t unixTime() = 0;
 };
@@ -51,6 +56,9 @@ inline void sleepFor(std::uint32_t milliseconds) {
 }
 inline LocalTime localTime() {
     return currentClock().localTime();
+}
+inline LocalTime localTime(int& bias) {
+    return currentClock().localTime(bias);
 }
 inline int timeZoneBias() {
     return currentClock().timeZoneBias();

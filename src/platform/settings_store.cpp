@@ -47,14 +47,29 @@ void pauseMicros(std::int64_t micros) {
     nanosleep(&time, nullptr);
 }
 
+constexpr const char* kPlaceVariables[] = {"TESSOLT_SETTINGS", "XDG_CONFIG_HOME", "HOME"};
+
 /// What decides where the settings are; a change of it counts at once.
 std::string placeNames() {
     std::string names;
-    for (const char* name : {"TESSOLT_SETTINGS", "XDG_CONFIG_HOME", "HOME"}) {
+    for (const char* name : kPlaceVariables) {
         const char* text = environmentText(name);
         names.append(text ? text : "").push_back('\0');
     }
     return names;
+}
+
+/// The same without memory for it, as most look-ups find what is known.
+bool areNames(std::string_view names) {
+    for (const char* name : kPlaceVariables) {
+        const char* set = environmentText(name);
+        const std::string_view text = set ? set : "";
+        if (names.size() <= text.size() || !names.starts_with(text) || names[text.size()] != '\0') {
+            return false;
+        }
+        names.remove_prefix(text.size() + 1);
+    }
+    return names.empty();
 }
 
 bool isAbsence(int error) {
@@ -241,18 +256,18 @@ std::optional<std::string> SettingsState::text(std::string_view key, std::string
 }
 
 std::shared_ptr<const SettingsState> currentSettings() {
-    std::string names = placeNames();
     const std::uint64_t refresh = refreshes.load();
     Known last;
     {
         const std::lock_guard lock(knownMutex);
-        const bool isSame = known.names == names;
+        const bool isSame = areNames(known.names);
         if (isSame && known.isSettled &&
             microsNow(CLOCK_MONOTONIC) - known.lookedAt < kLookUpMicros) {
             return known.state;
         }
         last = isSame ? known : Known{};
     }
+    std::string names = placeNames();
     const std::int64_t now = microsNow(CLOCK_MONOTONIC);
     std::string path = settingsPath();
     if (path != last.path) {

@@ -230,7 +230,8 @@ TEST(ClsMime, KeepsTheWholeLogOfAnOperation) {
               "No charset specified.Trying to get HTML charset via META tag..|"
               "Found end-of-header.|Header is entirely 7-bit|FinalCodePageDecision: 0|Success.|");
     XString text;
-    EXPECT_TRUE(mime.getMime(text));
+    bool isBytes = false;
+    EXPECT_TRUE(mime.getMime(text, isBytes));
     EXPECT_EQ(keptLog(mime),
               "BorvikLog:|GetMime:|Language: C++|Appending body with no encoding..|"
               "Converting text from stored utf-8 to target code page.|"

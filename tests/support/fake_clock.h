@@ -19,6 +19,7 @@ public:
         slept += milliseconds;
         ticks += milliseconds;
     }
+    using Clock::localTime;
     platform::LocalTime localTime() override { return local; }
     int timeZoneBias() override { return bias; }
     std::int64_t unixTime() override { return seconds; }
