@@ -76,9 +76,11 @@ std::size_t findShort(std::string_view text, std::string_view wanted, std::size_
 }  // namespace
 
 bool equalsNoCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               return x == y || asciiLower(x) == asciiLower(y);
-           });
+    // Mostly they are the same in case too.
+    return a.size() == b.size() &&
+           (a == b || std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+                return x == y || asciiLower(x) == asciiLower(y);
+            }));
 }
 
 bool beginsWithNoCase(std::string_view text, std::string_view prefix) {
@@ -133,7 +135,13 @@ bool isAscii(std::string_view text) {
             return false;
         }
     }
-    unsigned char seen = 0;
+    std::uint64_t word = 0;
+    for (; text.size() - at >= kWord; at += kWord) {
+        std::uint64_t next = 0;
+        std::memcpy(&next, text.data() + at, kWord);
+        word |= next;
+    }
+    unsigned char seen = (word & kHighBits) == 0 ? 0 : 0x80;
     for (; at < text.size(); ++at) {
         seen |= static_cast<unsigned char>(text[at]);
     }
