@@ -26,12 +26,13 @@ std::string_view AnsiTextOf(borvik::BvString& text) {
     return UpToZero(text.x().ansiView());
 }
 
-CZnMail::CZnMail(const char* objectName) : CZncBase(objectName) {
-    Clear();
-}
+CZnMail::CZnMail(const char* objectName)
+    : CZncBase(objectName), m_pMime(std::make_unique<borvik::BvMime>()) {}
 
 void CZnMail::Clear() {
-    m_pMime = std::make_unique<borvik::BvMime>();
+    if (!m_pMime->IsBlank()) {
+        m_pMime = std::make_unique<borvik::BvMime>();
+    }
     m_pLoaded.reset();
     m_strKeptSource.clear();
     ClearFields();

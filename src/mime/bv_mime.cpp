@@ -43,6 +43,10 @@ BvMime::BvMime(std::unique_ptr<ClsMime> impl) : impl_(std::move(impl)) {}
 
 BvMime::~BvMime() = default;
 
+bool BvMime::IsBlank() const {
+    return impl_->isBlank();
+}
+
 bool BvMime::LoadMime(const char* text) {
     // The bulk of a message is parsed where it stands if it needs no conversion.
     const std::string_view given(text == nullptr ? "" : text);
@@ -95,6 +99,10 @@ bool BvMime::GetEntireHead(BvString& out) {
 
 bool BvMime::GetHeaderField(const char* name, BvString& out) {
     return impl_->getHeaderField(Argument(name, utf8_).view(), out.x());
+}
+
+void BvMime::ReadHeaderField(std::string_view name, std::string& out) {
+    impl_->readHeaderField(name, out);
 }
 
 bool BvMime::AddHeaderField(const char* name, const char* value) {

@@ -34,6 +34,9 @@ public:
     explicit BvMime(std::unique_ptr<ClsMime> impl);
     ~BvMime() override;
 
+    /// Whether it is as a new one: on a root that holds nothing, and the only handle there.
+    bool IsBlank() const;
+
     // Loading and saving. Loading puts the handle on the root of a new tree.
 
     /// Parses message text of any quality. Always true.
@@ -66,6 +69,8 @@ public:
     /// The decoded value of the first field of that name. False, with `out` empty, when there is
     /// none.
     bool GetHeaderField(const char* name, BvString& out);
+    /// The same as UTF-8, up to its first zero byte; empty when there is none.
+    void ReadHeaderField(std::string_view name, std::string& out);
     /// Adds a field at the end, beside any of the same name; nothing for a blank value. Always
     /// true.
     bool AddHeaderField(const char* name, const char* value);
