@@ -76,9 +76,11 @@ std::size_t findShort(std::string_view text, std::string_view wanted, std::size_
 }  // namespace
 
 bool equalsNoCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               return x == y || asciiLower(x) == asciiLower(y);
-           });
+    // Mostly they are the same in case too.
+    return a.size() == b.size() &&
+           (a == b || std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+                return x == y || asciiLower(x) == asciiLower(y);
+            }));
 }
 
 bool beginsWithNoCase(std::string_view text, std::string_view prefix) {

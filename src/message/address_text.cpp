@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 
+#include "base/ascii_text.h"
 #include "foundation/text_operations.h"
 #include "message/ansi_units.h"
 
@@ -62,11 +63,19 @@ std::string_view withoutAngles(std::string_view text) {
 /// The last piece between blanks that stands ahead of the first empty one; empty when the very
 /// first is.
 std::string_view lastCountedToken(std::string_view text) {
-    const std::vector<std::string_view> tokens = ListTokens(text, ' ');
-    return tokens.empty() ? std::string_view() : tokens.back();
+    std::string_view last;
+    while (!text.empty() && text.front() != ' ') {
+        last = text.substr(0, text.find(' '));
+        text.remove_prefix(std::min(last.size() + 1, text.size()));
+    }
+    return last;
 }
 
 std::string without(std::string_view text, std::string_view piece, bool matchCase) {
+    const std::size_t hit = matchCase ? borvik::find(text, piece) : borvik::findNoCase(text, piece);
+    if (hit != std::string_view::npos && hit + piece.size() == text.size()) {
+        return std::string(text.substr(0, hit));
+    }
     std::string rest(text);
     ReplaceText<char>(rest, piece, {}, matchCase);
     return rest;

@@ -33,6 +33,14 @@ public:
         return root_;
     }
 
+    /// A tree of its own that is equal to this one; what was drafted is shared.
+    MailTree Copy() const {
+        MailTree copy;
+        copy.root_ = root_ ? root_->Copy() : nullptr;
+        copy.draft_ = draft_;
+        return copy;
+    }
+
     /// What the tree will be made from; null once there is one, and for an empty root.
     const std::shared_ptr<const borvik::MimeDraft>& Draft() const { return draft_; }
 

@@ -42,11 +42,11 @@ void CZnMail::CopyFrom(const CZnMail& other) {
     for (const auto& [name, header] : other.m_mapHeaders) {
         m_mapHeaders.emplace(name, std::make_unique<CZnMailHeader>(*header));
     }
-    m_pMime = other.m_pMime->Copy();
+    m_pMime = other.m_pMime.Copy();
     m_strBoundary = other.m_strBoundary;
     m_uBoundaryCount = other.m_uBoundaryCount;
     m_uContentId = other.m_uContentId;
-    m_strKeptSource = other.m_strKeptSource;
+    m_pKept = other.m_pKept;
     m_pLoaded = other.m_pLoaded;
 }
 

@@ -19,9 +19,9 @@ void assignUtf8(CZncStringW& field, std::string_view utf8) {
 }
 
 void assignHeader(CZncStringW& field, borvik::BvMime& root, const char* name) {
-    borvik::BvString text;
-    root.GetHeaderField(name, text);
-    field.Assign(WideOf(text.x().utf8View()));
+    std::string text;
+    root.ReadHeaderField(name, text);
+    field.Assign(WideOf(text));
 }
 
 /// The body of a node in a tree that was loaded.
@@ -34,11 +34,23 @@ private:
     std::unique_ptr<borvik::BvMime> node_;
 };
 
+/// The text of a small body.
+class CopiedBody : public TextSource {
+public:
+    explicit CopiedBody(std::string_view text) : text_(text) {}
+    void read(const std::function<void(std::string_view)>& take) override { take(text_); }
+
+private:
+    std::string text_;
+};
+
 void assignBody(CZncStringW& field, borvik::BvMime& node) {
-    // Less takes no more memory as wide text than a tree that is kept for it.
+    // A copy of less takes no more memory than a tree that is kept for it.
     constexpr std::size_t kLarge = std::size_t{1} << 16;
     if (node.BodySize() < kLarge) {
-        node.ReadBody([&field](std::string_view text) { field.AssignBytes(text); });
+        node.ReadBody([&field](std::string_view text) {
+            field.AssignSource(std::make_unique<CopiedBody>(UpToZero(text)));
+        });
     } else {
         field.AssignSource(std::make_unique<LoadedBody>(node.Share()));
     }
@@ -55,14 +67,14 @@ std::int32_t CZnMail::Decode() {
     assignHeader(m_wstrReadReceiptAddress, *m_pMime, "Disposition-Notification-To");
     assignHeader(m_wstrOrganization, *m_pMime, "Organization");
 
-    borvik::BvString text;
-    m_pMime->GetHeaderField("From", text);
-    const NamedAddress sender = SplitDisplayForm(text.x().utf8View());
+    std::string text;
+    m_pMime->ReadHeaderField("From", text);
+    const NamedAddress sender = SplitDisplayForm(text);
     assignUtf8(m_wstrFromAddress, sender.address);
     assignUtf8(m_wstrFromName, sender.name);
 
-    m_pMime->GetHeaderField("Reply-To", text);
-    assignUtf8(m_wstrReplyAddress, AddressOfDisplayForm(text.x().utf8View()));
+    m_pMime->ReadHeaderField("Reply-To", text);
+    assignUtf8(m_wstrReplyAddress, AddressOfDisplayForm(text));
 
     ParseAddressField("To", m_lstTo);
     ParseAddressField("Cc", m_lstCc);
@@ -72,9 +84,9 @@ std::int32_t CZnMail::Decode() {
 }
 
 void CZnMail::ParseAddressField(const char* field, RecipientList& list) {
-    borvik::BvString text;
-    m_pMime->GetHeaderField(field, text);
-    AddressListReader pieces(text.x().utf8View());
+    std::string text;
+    m_pMime->ReadHeaderField(field, text);
+    AddressListReader pieces(text);
     for (std::string piece; pieces.next(piece);) {
         if (!piece.empty()) {
             const NamedAddress entry = SplitListedAddress(piece);

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <string_view>
+
+#include "mime/boundary_index.h"
 
 namespace borvik {
 
@@ -19,20 +22,29 @@ public:
         bool closing = false;
     };
 
-    /// Both views must outlive the object.
-    BoundarySearch(std::string_view text, std::string_view boundary, std::string_view lineEnd)
-        : text_(text), boundary_(boundary), lineEnd_(lineEnd) {}
+    /// Searches the indexed text up to `end`. Index and boundary must outlive the object; the tail
+    /// is one of a separator.
+    BoundarySearch(BoundaryIndex& index, std::size_t end, std::string_view boundary,
+                   BoundaryTail lineEnd)
+        : index_(index),
+          end_(std::min(end, index.text().size())),
+          boundary_(boundary),
+          lineEnd_(lineEnd) {}
 
     /// The first boundary with a line end behind it, at or behind `from`; failing that, the first
     /// closing one. One pass over the text up to the hit.
     Hit next(std::size_t from) const;
 
 private:
+    std::string_view text() const { return index_.text().substr(0, end_); }
+    Hit nextInText(std::size_t from) const;
     Hit nextByWholeLines(std::size_t from) const;
+    std::size_t findWhole(BoundaryTail tail, std::size_t from) const;
 
-    std::string_view text_;
+    BoundaryIndex& index_;
+    std::size_t end_;
     std::string_view boundary_;
-    std::string_view lineEnd_;
+    BoundaryTail lineEnd_;
 };
 
 }  // namespace borvik

@@ -102,6 +102,10 @@ bool BvMime::GetHeaderField(const char* name, BvString& out) {
     return impl_->getHeaderField(Argument(name, utf8_).view(), out.x());
 }
 
+void BvMime::ReadHeaderField(std::string_view name, std::string& out) {
+    impl_->readHeaderField(name, out);
+}
+
 bool BvMime::AddHeaderField(const char* name, const char* value) {
     impl_->addHeaderField(Argument(name, utf8_).view(), Argument(value, utf8_).view());
     return true;

@@ -68,6 +68,8 @@ public:
     /// The decoded value of the first field of that name. False, with `out` empty, when there is
     /// none.
     bool GetHeaderField(const char* name, BvString& out);
+    /// The same as UTF-8, up to its first zero byte; empty when there is none.
+    void ReadHeaderField(std::string_view name, std::string& out);
     /// Adds a field at the end, beside any of the same name; nothing for a blank value. Always
     /// true.
     bool AddHeaderField(const char* name, const char* value);

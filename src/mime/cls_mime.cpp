@@ -150,6 +150,15 @@ void ClsMime::initNew() {
     partId_ = tree_->root().getObjectId();
 }
 
+bool ClsMime::isOnlyOneOnRoot() const {
+    return tree_->getRefCount() == 1 && tree_->root().getObjectId() == partId_;
+}
+
+bool ClsMime::isBlank() {
+    const TreeLock lock(*tree_);
+    return isOnlyOneOnRoot() && tree_->root().isBlank();
+}
+
 bool ClsMime::findBoundaryIfNoHeader(std::string_view text, std::string& boundary) {
     constexpr std::string_view kDashes = "--";
     const std::size_t start = text.find_first_not_of(" \t\r\n");
@@ -176,8 +185,11 @@ bool ClsMime::parseInto(std::string_view text, bool fromText, bool bodyIsUtf8,
         completed = withHeader(boundary, text);
         text = completed;
     }
-    initNew();
+    if (!isBlank()) {
+        initNew();
+    }
     const TreeLock lock(*tree_);
+    tree_->noteChange();
     const bool mayBeUtf8 = bodyIsUtf8 && !isAscii(text.substr(0, kProbeOnLoad));
     return tree_->root().LoadMimeComplete2(text, fromText, activeLog(), mayBeUtf8,
                                            std::move(storage));
@@ -308,6 +320,14 @@ bool ClsMime::getHeaderField(std::string_view name, XString& out) {
         onMyPart([&](const MimeMessage2& part) { return part.getHeaderDecoded(name, value); });
     out.setFromUtf8(value.c_str());
     return method.end(found);
+}
+
+void ClsMime::readHeaderField(std::string_view name, std::string& out) {
+    Method method(*this, "GetHeaderField");
+    method.end(
+        onMyPart([&](const MimeMessage2& part) { return part.getHeaderDecoded(name, out); }));
+    out.resize(std::min(out.find('\0'), out.size()));
+    out.erase(0, out.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
 }
 
 void ClsMime::addHeaderField(std::string_view name, std::string_view value) {

@@ -36,6 +36,8 @@ public:
 
     /// Leaves the tree for a new one, on its root.
     void initNew();
+    /// Whether it is on the root of a tree that holds nothing and that nobody else is on.
+    bool isBlank();
 
     // Loading and saving.
 
@@ -68,6 +70,8 @@ public:
     // Header fields.
 
     bool getHeaderField(std::string_view name, XString& out);
+    /// The text of the same, up to its first zero byte.
+    void readHeaderField(std::string_view name, std::string& out);
     void addHeaderField(std::string_view name, std::string_view value);
     void setHeaderField(std::string_view name, std::string_view value);
 
@@ -122,6 +126,8 @@ private:
     bool parseInto(std::string_view text, bool fromText, bool bodyIsUtf8,
                    std::shared_ptr<DataBuffer> storage = nullptr);
     void leaveTree();
+    /// Call under the tree's lock.
+    bool isOnlyOneOnRoot() const;
 
     SharedMime* tree_ = nullptr;
     std::uint64_t partId_ = 0;

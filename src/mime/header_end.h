@@ -6,21 +6,33 @@
 #include <string_view>
 
 #include "base/log_base.h"
+#include "mime/boundary_index.h"
 #include "mime/header/text_index.h"
 
 namespace borvik {
+
+/// A text that nodes are parsed from, and what was found in it so far.
+class ParsedText : public TextIndex {
+public:
+    explicit ParsedText(std::string_view text) : TextIndex(text), boundaries_(text) {}
+
+    BoundaryIndex& boundaries() { return boundaries_; }
+
+private:
+    BoundaryIndex boundaries_;
+};
 
 /// The text of one node: a range of the text that it is parsed from, until line ends had to be
 /// mended. Then it is a copy, cut at the first zero byte and at the node's own end.
 class NodeText {
 public:
-    NodeText(TextIndex& text, std::size_t begin, std::size_t end)
+    NodeText(ParsedText& text, std::size_t begin, std::size_t end)
         : original_{&text, begin, end}, current_(original_) {}
 
     NodeText(const NodeText&) = delete;
     NodeText& operator=(const NodeText&) = delete;
 
-    TextIndex& text() { return *current_.text; }
+    ParsedText& text() { return *current_.text; }
     std::size_t begin() const { return current_.begin; }
     std::size_t end() const { return current_.end; }
     /// The node's text up to its first zero byte, now and before it was mended.
@@ -35,7 +47,7 @@ public:
 
 private:
     struct Range {
-        TextIndex* text;
+        ParsedText* text;
         std::size_t begin;
         std::size_t end;
 
@@ -45,7 +57,7 @@ private:
     Range original_;
     Range current_;
     std::string mended_;
-    std::optional<TextIndex> mendedText_;
+    std::optional<ParsedText> mendedText_;
 };
 
 /// Where the header of the node ends, with the blank line behind it; `TextIndex::kNone` when there

@@ -113,12 +113,12 @@ struct MessageLoader::PartRange {
     /// Where the first separator stands.
     std::size_t first;
 
-    std::string_view lineEnd() const { return bareLf ? kCrlf.substr(1) : kCrlf; }
-    BoundarySearch search(std::string_view text) const {
-        return {text.substr(0, end), boundary, lineEnd()};
+    BoundaryTail lineEnd() const { return bareLf ? BoundaryTail::kLf : BoundaryTail::kCrLf; }
+    BoundarySearch search(ParsedText& text) const {
+        return {text.boundaries(), end, boundary, lineEnd()};
     }
     /// Finds the first separator; false when there is none.
-    bool find(std::string_view text) {
+    bool find(ParsedText& text) {
         const BoundarySearch::Hit hit = search(text).next(begin);
         first = hit.closing ? npos : hit.position;
         return first != npos;
@@ -133,7 +133,7 @@ bool MessageLoader::load(MimeMessage2& node, std::string_view text,
         return false;
     }
     readAheadLeft_ = kReadAheadFactor * text.size() + kReadAheadBase;
-    TextIndex parsed(text);
+    ParsedText parsed(text);
     NodeText source(parsed, 0, text.size());
     return loadNode(node, source, 1);
 }
@@ -187,7 +187,7 @@ bool MessageLoader::mayReadAhead(NodeText& source) {
     return true;
 }
 
-void MessageLoader::parseMimeBody(MimeMessage2& node, TextIndex& text, std::size_t begin,
+void MessageLoader::parseMimeBody(MimeMessage2& node, ParsedText& text, std::size_t begin,
                                   std::size_t end, int level) {
     const bool asMultipart = level <= kMostLevels && node.isMultipart() && !node.boundary().empty();
     if (asMultipart) {
@@ -200,14 +200,14 @@ void MessageLoader::parseMimeBody(MimeMessage2& node, TextIndex& text, std::size
     parseLeaf(node, text.text().substr(begin, end - begin), nullptr);
 }
 
-bool MessageLoader::parseMultipart(MimeMessage2& node, TextIndex& text, std::size_t begin,
+bool MessageLoader::parseMultipart(MimeMessage2& node, ParsedText& text, std::size_t begin,
                                    std::size_t end, int level) {
     constexpr std::string_view kAlternative = "=_alternative";
     PartRange range{begin, end, std::string(node.boundary().view()), false, npos};
-    bool found = range.find(text.text());
+    bool found = range.find(text);
     if (!found) {
         range.bareLf = true;
-        found = range.find(text.text());
+        found = range.find(text);
     }
     range.bareLf = found && range.bareLf;
     const std::size_t alternative = range.boundary.find(kAlternative);
@@ -231,7 +231,7 @@ bool MessageLoader::parseMultipart(MimeMessage2& node, TextIndex& text, std::siz
                                   range.boundary, raw);
         range.boundary.assign(raw.view());
         fixBoundary = true;
-        found = !range.boundary.empty() && range.find(text.text());
+        found = !range.boundary.empty() && range.find(text);
     }
     if (!found) {
         return false;
@@ -243,14 +243,14 @@ bool MessageLoader::parseMultipart(MimeMessage2& node, TextIndex& text, std::siz
     return true;
 }
 
-void MessageLoader::parseParts(MimeMessage2& node, TextIndex& text, const PartRange& range,
+void MessageLoader::parseParts(MimeMessage2& node, ParsedText& text, const PartRange& range,
                                int level) {
     // Between two separators stand a line end, the part, a line end and "--". A part keeps its last
     // line end when lines end in bare LFs.
-    const std::size_t lineEnd = range.lineEnd().size();
+    const std::size_t lineEnd = boundaryTailText(range.lineEnd()).size();
     constexpr std::size_t kShortestSegment = 5;
 
-    const BoundarySearch search = range.search(text.text());
+    const BoundarySearch search = range.search(text);
     bool isSigned = node.isSignedMultipart();
     std::size_t at = range.first + range.boundary.size();
     while (true) {

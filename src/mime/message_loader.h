@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include "base/log_base.h"
-#include "mime/header/text_index.h"
 #include "mime/header_end.h"
 #include "mime/mime_message2.h"
 
@@ -43,13 +42,13 @@ private:
     bool takeAsHeader(MimeMessage2& node, std::string_view text);
     /// Whether the header of the node may be read behind its end, as far as its blank line stands.
     bool mayReadAhead(NodeText& source);
-    void parseMimeBody(MimeMessage2& node, TextIndex& text, std::size_t begin, std::size_t end,
+    void parseMimeBody(MimeMessage2& node, ParsedText& text, std::size_t begin, std::size_t end,
                        int level);
 
     struct PartRange;
-    bool parseMultipart(MimeMessage2& node, TextIndex& text, std::size_t begin, std::size_t end,
+    bool parseMultipart(MimeMessage2& node, ParsedText& text, std::size_t begin, std::size_t end,
                         int level);
-    void parseParts(MimeMessage2& node, TextIndex& text, const PartRange& range, int level);
+    void parseParts(MimeMessage2& node, ParsedText& text, const PartRange& range, int level);
 
     struct Leaf;
     void parseLeaf(MimeMessage2& node, std::string_view text, const std::string_view* decoded);

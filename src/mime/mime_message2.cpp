@@ -113,6 +113,11 @@ void MimeMessage2::clear() {
     parts_.clear();
 }
 
+bool MimeMessage2::isBlank() const {
+    return fields_ == nullptr && header_.fields().empty() && parts_.empty() && body_.empty() &&
+           rawSignedText_ == nullptr;
+}
+
 bool MimeMessage2::isMultipart() const {
     return contentType().beginsWithNoCase("multipart");
 }

@@ -69,6 +69,8 @@ public:
     const StringBuffer& encoding() const { return fields().encoding; }
     const StringBuffer& contentId() const { return fields().contentId; }
 
+    /// Whether it is as a new one.
+    bool isBlank() const;
     /// By the first nine characters of the media type alone.
     bool isMultipart() const;
     /// A multipart/signed (RFC 1847) other than PGP's.

@@ -287,20 +287,29 @@ BoundarySearch::Hit slowNext(const std::string& text, const std::string& boundar
 
 TEST(BoundarySearch, EqualsTheDefinition) {
     std::mt19937 random(1);
-    const std::string_view pieces[] = {"a", "aa", "ab", "\r\n", "\n", "--", "b"};
-    for (int round = 0; round < 3000; ++round) {
+    const std::string filler(400, '.');
+    const std::string_view pieces[] = {"a", "aa", "ab", "\r\n", "\n", "--", "b", filler};
+    for (int round = 0; round < 6000; ++round) {
+        const int kinds[] = {2, 7, 8, 8};
         std::string text;
         const int length = round % 300;
         for (int i = 0; i < length; ++i) {
-            text += pieces[random() % (round % 2 == 0 ? 2 : 7)];
+            text += pieces[random() % kinds[round % 4]];
         }
         const std::string boundary(pieces[random() % 3]);
-        const std::string lineEnd(pieces[3 + random() % 2]);
+        const auto tail = random() % 2 == 0 ? BoundaryTail::kCrLf : BoundaryTail::kLf;
         const std::size_t from = random() % (text.size() + 1);
-        const auto fast = BoundarySearch(text, boundary, lineEnd).next(from);
-        const auto slow = slowNext(text, boundary, lineEnd, from);
-        EXPECT_EQ(fast.position, slow.position) << text;
-        EXPECT_EQ(fast.closing, slow.closing) << text;
+        const std::size_t end = from + random() % (text.size() - from + 1);
+        BoundaryIndex index(text);
+        const BoundarySearch search(index, end, boundary, tail);
+        const auto slow =
+            slowNext(text.substr(0, end), boundary, std::string(boundaryTailText(tail)), from);
+        for (const std::size_t searchedBefore : {0U, 1U << 20U}) {
+            index.noteSearch(searchedBefore);
+            const auto fast = search.next(from);
+            EXPECT_EQ(fast.position, slow.position) << text;
+            EXPECT_EQ(fast.closing, slow.closing) << text;
+        }
     }
 }
 

@@ -1,5 +1,7 @@
 #include "mime/header/header_charset_detector.h"
 
+#include <algorithm>
+
 #include "base/ascii_text.h"
 #include "base/data_buffer.h"
 #include "charset/ansi_text.h"
@@ -52,11 +54,12 @@ constexpr TextMark markBehind(TextMark mark, std::uint32_t steps) {
 }  // namespace
 
 HeaderCharsetDetector::Result HeaderCharsetDetector::detect() {
-    if (findWordMark(header_, "q") != kNone) {
+    const bool hasWords = findWordMark(header_, "qb") != kNone;
+    if (hasWords && findWordMark(header_, "q") != kNone) {
         logInfo("Header contains Q-encoding.");
         return {pageOfEncodedWord("q", "DetectedCodePageQ"), false};
     }
-    if (findWordMark(header_, "b") != kNone) {
+    if (hasWords) {
         logInfo("Header contains B-encoding.");
         return {pageOfEncodedWord("b", "DetectedCodePageB"), false};
     }
@@ -65,7 +68,8 @@ HeaderCharsetDetector::Result HeaderCharsetDetector::detect() {
         return {detect8BitCodePage(), false};
     }
     logInfo("Header is entirely 7-bit");
-    if (find(header_, "\x1B$B") != kNone || find(header_, "\x1B(B") != kNone) {
+    const std::string_view escaped = header_.substr(std::min(header_.find('\x1B'), header_.size()));
+    if (find(escaped, "\x1B$B") != kNone || find(escaped, "\x1B(B") != kNone) {
         logInfo("Detected iso-2022-jp in 7bit header.");
         return {kUtf8, true};
     }

@@ -24,6 +24,10 @@ void logInfo(LogBase* log, const char* text) {
     }
 }
 
+/// Room for fields is made at once: so many bytes are one, and more than the most come with time.
+constexpr std::size_t kUsualFieldBytes = 48;
+constexpr std::size_t kMostReserved = 64;
+
 /// Position of the first CRLF. Lines are short and mostly end in it, so the search is for the LF.
 std::size_t findLineEnd(std::string_view text) {
     std::size_t feed = text.find('\n');
@@ -232,6 +236,7 @@ void MimeHeader::readBlock(std::string_view block, TextIndex& index, std::size_t
         EncodingConvert().convert(kIso2022Jp2, kUtf8, block, converted);
         block = converted.view();
     }
+    fields_.reserve(std::min(block.size() / kUsualFieldBytes + 1, kMostReserved));
     FieldReader(detectedCodePage_, fields_, log).read(block);
 }
 
