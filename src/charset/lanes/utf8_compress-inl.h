@@ -222,6 +222,8 @@ HWY_INLINE std::uint8_t* encodeShort(__m512i all, __mmask32 many, std::uint8_t* 
 template <bool kPairs>
 HWY_INLINE bool encodeBlock(TextCursor& c) {
     constexpr unsigned kHalf = 16;
+    // The bit of the last byte of each lane.
+    constexpr std::uint64_t kLasts = 0x4444444444444444;
     const __m512i all = _mm512_loadu_si512(c.in);
     Utf16Bits bits;
     if (!readUtf16Bits<kPairs>(all, bits)) {
@@ -250,12 +252,10 @@ HWY_INLINE bool encodeBlock(TextCursor& c) {
             made = withPairs(made, units, widened(previous, from != 0), maskOf(bits.high),
                              maskOf(bits.low));
         }
-        __m512i kept = _mm512_set1_epi32(0x00800000);
-        kept = _mm512_mask_or_epi32(kept, maskOf(bits.many), kept, _mm512_set1_epi32(0x8000));
-        kept = _mm512_mask_or_epi32(kept, maskOf(bits.three), kept, _mm512_set1_epi32(0x80));
-        const auto counted = static_cast<std::uint64_t>(_mm512_movepi8_mask(kept));
-        _mm512_storeu_si512(c.out, _mm512_maskz_compress_epi8(counted, made));
-        c.out += __builtin_popcountll(counted);
+        const std::uint64_t kept = kLasts | _pdep_u64(maskOf(bits.many), kLasts >> 1) |
+                                   _pdep_u64(maskOf(bits.three), kLasts >> 2);
+        _mm512_storeu_si512(c.out, _mm512_maskz_compress_epi8(kept, made));
+        c.out += kHalf + countBits(maskOf(bits.many)) + countBits(maskOf(bits.three));
     };
     write(0);
     write(kHalf);
