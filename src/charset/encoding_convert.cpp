@@ -95,7 +95,8 @@ bool pageToUtf8(std::uint32_t from, std::string_view input, DataBuffer& out) {
     }
     const std::size_t expected = input.size() + input.size() / 4;
     return appendConverted(input.data(), input.size(), out, expected, [table](TextCursor& c) {
-        return kernels::pipe(c, decoder(*table), writeUtf8);
+        return table->isMultiByte() ? kernels::pipe(c, decoder(*table), writeUtf8)
+                                    : kernels::singleByteToUtf8(nativeRuns(), *table, c);
     });
 }
 

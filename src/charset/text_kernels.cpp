@@ -14,6 +14,9 @@ constexpr std::size_t kStep = 16;
 constexpr std::size_t kLongStep = 64;
 constexpr unsigned kUnrolled = 8;
 
+/// Bytes that go by way of UTF-16 before a lane that goes straight is tried again.
+constexpr std::size_t kStretch = 2048;
+
 const std::uint8_t* stepEnd(const TextCursor& c, std::size_t bytes) {
     return c.in + std::min(c.left(), bytes);
 }
@@ -187,6 +190,23 @@ bool utf8ToUnicode(const TextRuns& runs, TextCursor& c) {
         }
     }
     return true;
+}
+
+bool singleByteToUtf8(const TextRuns& runs, const DecodeTable& table, TextCursor& c) {
+    bool complete = true;
+    while (c.goesOn()) {
+        runs.singleByteToUtf8(table, c);
+        TextCursor stretch{c.in, stepEnd(c, kStretch), c.out, c.outLimit};
+        const auto decode = [&](TextCursor& d) { return singleByteToUnicode(runs, table, d); };
+        const auto encode = [&](TextCursor& e) { return unicodeToUtf8(runs, e); };
+        complete = pipe(stretch, decode, encode) && complete;
+        if (stretch.in == c.in) {
+            break;
+        }
+        c.in = stretch.in;
+        c.out = stretch.out;
+    }
+    return complete;
 }
 
 }  // namespace borvik::kernels

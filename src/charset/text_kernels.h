@@ -33,6 +33,9 @@ bool unicodeToUtf8(const TextRuns& runs, TextCursor& c);
 /// UTF-8 to UTF-16. Each byte that begins no sequence of 1 to 3 bytes is dropped without a report.
 bool utf8ToUnicode(const TextRuns& runs, TextCursor& c);
 
+/// A single-byte page to UTF-8, by way of UTF-16 where no lane goes straight.
+bool singleByteToUtf8(const TextRuns& runs, const DecodeTable& table, TextCursor& c);
+
 /// Runs `first` into `second` through a small buffer, so that the units between the two never leave
 /// the cache. `first` writes UTF-16 and `second` at most 3 bytes a unit.
 template <typename First, typename Second>

@@ -13,10 +13,7 @@ namespace borvik::HWY_NAMESPACE {
 namespace {
 
 void copyAscii(TextCursor& c) {
-    while (c.has(kBlock) && isPlainBlock(c.in)) {
-        std::memcpy(c.out, c.in, kBlock);
-        c.in += kBlock;
-        c.out += kBlock;
+    while (c.has(kBlock) && copyPlainBlock(c)) {
     }
 }
 
@@ -29,6 +26,7 @@ constexpr TextRuns kRuns = {
     .copyAscii = copyAscii,
     .utf16ToAscii = utf16ToAscii,
     .singleByteToUtf16 = singleByteToUtf16,
+    .singleByteToUtf8 = singleByteToUtf8,
     .doubleByteToUtf16 = doubleByteToUtf16,
     .utf16ToSingleByte = utf16ToSingleByte,
     .utf16ToDoubleByte = utf16ToDoubleByte,

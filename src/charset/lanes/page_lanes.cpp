@@ -5,6 +5,7 @@
 #include "charset/lanes/shuffle_tables.h"
 #include "charset/lanes/text_lanes-inl.h"
 #include "charset/lanes/utf8_bytes.h"
+#include "charset/lanes/utf8_compress-inl.h"
 #include "charset/lanes/vectors-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -79,7 +80,113 @@ HWY_INLINE bool shiftBlock(const DecodeTable& table, const std::uint8_t* in, std
 
 }  // namespace
 
+#if BORVIK_HAS_COMPRESS
+
+namespace {
+
+/// The characters of the bytes from 0x80 up, all in vectors.
+class UpperHalf {
+public:
+    HWY_INLINE explicit UpperHalf(const DecodeTable& table) {
+        const char16_t* const upper = table.single.data() + 0x80;
+        first_ = _mm512_loadu_si512(upper);
+        second_ = _mm512_loadu_si512(upper + kUnitsOfVector);
+        third_ = _mm512_loadu_si512(upper + 2 * kUnitsOfVector);
+        fourth_ = _mm512_loadu_si512(upper + 3 * kUnitsOfVector);
+    }
+
+    /// The units of 32 bytes: ASCII, and what the table has; 0 where it has none.
+    HWY_INLINE __m512i unitsOf(const std::uint8_t* in) const {
+        const __m256i text = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in));
+        const __m512i bytes = _mm512_cvtepu8_epi16(text);
+        const __m512i low = _mm512_permutex2var_epi16(first_, bytes, second_);
+        const __m512i high = _mm512_permutex2var_epi16(third_, bytes, fourth_);
+        const __mmask32 isHigh = _mm512_test_epi16_mask(bytes, _mm512_set1_epi16(0x40));
+        const auto isUpper = static_cast<__mmask32>(_mm256_movepi8_mask(text));
+        return _mm512_mask_mov_epi16(bytes, isUpper, _mm512_mask_mov_epi16(low, isHigh, high));
+    }
+
+private:
+    static constexpr std::size_t kUnitsOfVector = kBlock / 2;
+
+    __m512i first_;
+    __m512i second_;
+    __m512i third_;
+    __m512i fourth_;
+};
+
+/// Bytes that are taken at a time, and after how many such steps without others than ASCII more of
+/// them are expected.
+constexpr std::size_t kHalfBlock = kBlock / 2;
+constexpr unsigned kSurelyPlain = 4;
+
+/// Pages with ASCII.
+HWY_INLINE void lookUpUpperHalf(const DecodeTable& table, TextCursor& cursor) {
+    const UpperHalf upper(table);
+    TextCursor c = cursor;
+    while (c.has(kHalfBlock)) {
+        const __m512i units = upper.unitsOf(c.in);
+        if (_mm512_testn_epi16_mask(units, units) != 0) {
+            break;
+        }
+        _mm512_storeu_si512(c.out, units);
+        c.in += kHalfBlock;
+        c.out += kBlock;
+    }
+    cursor = c;
+}
+
+/// 32 bytes, of which none is 0 and each has a character; false, with nothing done, for others.
+/// `plain` is how many such steps had nothing but ASCII.
+HWY_INLINE bool encodeHalfBlock(const UpperHalf& upper, TextCursor& c, unsigned& plain) {
+    const __m512i units = upper.unitsOf(c.in);
+    Utf16Bits bits;
+    if (!readUtf16Bits<false>(units, bits)) {
+        return false;
+    }
+    c.out = bits.three == 0 ? encodeShort(units, bits.many, c.out)
+                            : encodeLong<false>(units, bits, c.out);
+    c.in += kHalfBlock;
+    plain = bits.many == 0 ? plain + 1 : 0;
+    return true;
+}
+
+}  // namespace
+
+void singleByteToUtf8(const DecodeTable& table, TextCursor& cursor) {
+    if (!table.asciiCompatible) {
+        return;
+    }
+    const UpperHalf upper(table);
+    TextCursor c = cursor;
+    bool going = true;
+    while (going && c.has(kBlock)) {
+        if (copyPlainBlock(c)) {
+            continue;
+        }
+        for (unsigned plain = 0; going && plain < kSurelyPlain && c.has(kBlock);) {
+            going = encodeHalfBlock(upper, c, plain);
+        }
+    }
+    cursor = c;
+}
+
+#else
+
+void singleByteToUtf8(const DecodeTable& table, TextCursor& c) {
+    while (table.asciiCompatible && c.has(kBlock) && copyPlainBlock(c)) {
+    }
+}
+
+#endif
+
 void singleByteToUtf16(const DecodeTable& table, TextCursor& c) {
+#if BORVIK_HAS_COMPRESS
+    if (table.asciiCompatible) {
+        lookUpUpperHalf(table, c);
+        return;
+    }
+#endif
     while (c.has(kBlock)) {
         if (table.asciiCompatible && widenPlainBlock(c)) {
             continue;

@@ -15,6 +15,7 @@
 namespace borvik::HWY_NAMESPACE {
 
 void singleByteToUtf16(const DecodeTable& table, TextCursor& c);
+void singleByteToUtf8(const DecodeTable& table, TextCursor& c);
 void doubleByteToUtf16(const DecodeTable& table, TextCursor& c);
 void utf16ToSingleByte(const EncodeTable& table, TextCursor& c);
 void utf16ToDoubleByte(const EncodeTable& table, TextCursor& c);

@@ -61,6 +61,12 @@ void singleByteToUtf16(const DecodeTable& table, TextCursor& c) {
     }
 }
 
+void singleByteToUtf8(const DecodeTable& table, TextCursor& c) {
+    if (table.asciiCompatible) {
+        copyAscii(c);
+    }
+}
+
 void doubleByteToUtf16(const DecodeTable&, TextCursor& c) {
     asciiToUtf16(c);
 }
@@ -83,6 +89,7 @@ constexpr TextRuns kPortable = {
     .copyAscii = copyAscii,
     .utf16ToAscii = utf16ToAscii,
     .singleByteToUtf16 = singleByteToUtf16,
+    .singleByteToUtf8 = singleByteToUtf8,
     .doubleByteToUtf16 = doubleByteToUtf16,
     .utf16ToSingleByte = utf16ToSingleByte,
     .utf16ToDoubleByte = utf16ToDoubleByte,

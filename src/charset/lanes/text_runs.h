@@ -29,8 +29,9 @@ struct TextRuns {
     /// ASCII to ASCII, and UTF-16 to ASCII.
     void (*copyAscii)(TextCursor& c);
     void (*utf16ToAscii)(TextCursor& c);
-    /// Pages of one byte and of two bytes a character to UTF-16.
+    /// Pages of one byte and of two bytes a character to UTF-16, the former to UTF-8 too.
     void (*singleByteToUtf16)(const DecodeTable& table, TextCursor& c);
+    void (*singleByteToUtf8)(const DecodeTable& table, TextCursor& c);
     void (*doubleByteToUtf16)(const DecodeTable& table, TextCursor& c);
     /// UTF-16 to pages of one byte and of two bytes a character.
     void (*utf16ToSingleByte)(const EncodeTable& table, TextCursor& c);

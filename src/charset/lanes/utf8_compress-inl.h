@@ -217,21 +217,12 @@ HWY_INLINE std::uint8_t* encodeShort(__m512i all, __mmask32 many, std::uint8_t* 
     return out + kBlock / 2 + countBits(many);
 }
 
-/// A block that begins with a character; `kPairs` when surrogates and zeros may be in it. False,
-/// with nothing done, where they may not, and where half a pair stands alone.
+/// 32 units of any length. Returns the place behind them.
 template <bool kPairs>
-HWY_INLINE bool encodeBlock(TextCursor& c) {
+HWY_INLINE std::uint8_t* encodeLong(__m512i all, const Utf16Bits& bits, std::uint8_t* out) {
     constexpr unsigned kHalf = 16;
-    const __m512i all = _mm512_loadu_si512(c.in);
-    Utf16Bits bits;
-    if (!readUtf16Bits<kPairs>(all, bits)) {
-        return false;
-    }
-    if ((bits.three | bits.high) == 0) {
-        c.out = encodeShort(all, bits.many, c.out);
-        c.in += kBlock;
-        return true;
-    }
+    // The bit of the last byte of each lane.
+    constexpr std::uint64_t kLasts = 0x4444444444444444;
     const auto write = [&](unsigned from) HWY_ATTR {
         const auto maskOf = [from](__mmask32 places) {
             return static_cast<__mmask16>(places >> from);
@@ -250,15 +241,31 @@ HWY_INLINE bool encodeBlock(TextCursor& c) {
             made = withPairs(made, units, widened(previous, from != 0), maskOf(bits.high),
                              maskOf(bits.low));
         }
-        __m512i kept = _mm512_set1_epi32(0x00800000);
-        kept = _mm512_mask_or_epi32(kept, maskOf(bits.many), kept, _mm512_set1_epi32(0x8000));
-        kept = _mm512_mask_or_epi32(kept, maskOf(bits.three), kept, _mm512_set1_epi32(0x80));
-        const auto counted = static_cast<std::uint64_t>(_mm512_movepi8_mask(kept));
-        _mm512_storeu_si512(c.out, _mm512_maskz_compress_epi8(counted, made));
-        c.out += __builtin_popcountll(counted);
+        const std::uint64_t kept = kLasts | _pdep_u64(maskOf(bits.many), kLasts >> 1) |
+                                   _pdep_u64(maskOf(bits.three), kLasts >> 2);
+        _mm512_storeu_si512(out, _mm512_maskz_compress_epi8(kept, made));
+        out += kHalf + countBits(maskOf(bits.many)) + countBits(maskOf(bits.three));
     };
     write(0);
     write(kHalf);
+    return out;
+}
+
+/// A block that begins with a character; `kPairs` when surrogates and zeros may be in it. False,
+/// with nothing done, where they may not, and where half a pair stands alone.
+template <bool kPairs>
+HWY_INLINE bool encodeBlock(TextCursor& c) {
+    const __m512i all = _mm512_loadu_si512(c.in);
+    Utf16Bits bits;
+    if (!readUtf16Bits<kPairs>(all, bits)) {
+        return false;
+    }
+    if ((bits.three | bits.high) == 0) {
+        c.out = encodeShort(all, bits.many, c.out);
+        c.in += kBlock;
+        return true;
+    }
+    c.out = encodeLong<kPairs>(all, bits, c.out);
     // Half a pair at the end is left, with its two bytes.
     const std::size_t cutOff = bits.high >> 31;
     c.in += kBlock - 2 * cutOff;

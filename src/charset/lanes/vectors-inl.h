@@ -214,6 +214,16 @@ HWY_INLINE bool isPlainBlock(const std::uint8_t* in) {
     return hn::AllTrue(kWide, hn::Gt(lowest, hn::Zero(kWide)));
 }
 
+HWY_INLINE bool copyPlainBlock(TextCursor& c) {
+    if (!isPlainBlock(c.in)) {
+        return false;
+    }
+    std::memcpy(c.out, c.in, kBlock);
+    c.in += kBlock;
+    c.out += kBlock;
+    return true;
+}
+
 HWY_INLINE bool widenPlainBlock(TextCursor& c) {
     if (!isPlainBlock(c.in)) {
         return false;

@@ -54,6 +54,12 @@ Kernel decode(std::uint32_t page) {
     };
 }
 
+Kernel decodeToUtf8(std::uint32_t page) {
+    return [page](const TextRuns& runs, TextCursor& c) {
+        return kernels::singleByteToUtf8(runs, *decodeTable(page), c);
+    };
+}
+
 Kernel encode(std::uint32_t page) {
     return [page](const TextRuns& runs, TextCursor& c) {
         return kernels::unicodeToMultiByte(runs, *encodeTable(page), c);
@@ -172,6 +178,37 @@ TEST_P(TextRunsTest, GiveTheSameForTextOfEveryPage) {
         }
         expectEqualLanes("from a page", decode(page), text, 1);
         expectEqualLanes("to a page", encode(page), converted(page, kUtf16Le, text).bytes, 2);
+    }
+}
+
+TEST_P(TextRunsTest, WriteUtf8AsByWayOfUtf16) {
+    constexpr std::size_t kLeastRoom = 1600;
+    const std::vector<std::string> awkward = awkwardTexts();
+    for (const std::uint32_t page : tablePages(false)) {
+        if (decodeTable(page)->isMultiByte()) {
+            continue;
+        }
+        std::mt19937 random(page);
+        std::vector<std::string> texts = {awkward[page % awkward.size()]};
+        for (const unsigned rare : {2U, 64U, 512U}) {
+            std::string& text = texts.emplace_back(page % 64, 'a');
+            for (int i = 0; i < 3000; ++i) {
+                const unsigned any = random();
+                // Letters of the upper half, ASCII, and now and then anything at all.
+                const unsigned usual = any % 3 == 0 ? 0xC0 | (any >> 8 & 0x2F) : 0x61;
+                text += static_cast<char>((any >> 16) % rare == 0 ? any >> 8 : usual);
+            }
+            text.append(500, 'a').append(100, '\xE9');
+        }
+        for (const std::string& text : texts) {
+            const Outcome units = run(decode(page), portableRuns(), text, 4096);
+            Outcome wanted = run(kernels::unicodeToUtf8, portableRuns(), units.bytes, 4096);
+            wanted.complete = units.complete;
+            for (const std::size_t room : {kLeastRoom, std::size_t{4096}}) {
+                EXPECT_TRUE(run(decodeToUtf8(page), nativeRuns(), text, room) == wanted) << page;
+                EXPECT_TRUE(run(decodeToUtf8(page), portableRuns(), text, room) == wanted) << page;
+            }
+        }
     }
 }
 
