@@ -1,11 +1,13 @@
 """What the examples share."""
 
+import io
 import os
 import sys
 
 # A mail text may hold more than the terminal's character set does.
 for _stream in (sys.stdout, sys.stderr):
-    _stream.reconfigure(errors="backslashreplace")
+    if isinstance(_stream, io.TextIOWrapper):
+        _stream.reconfigure(errors="backslashreplace")
 
 
 def arguments(names):

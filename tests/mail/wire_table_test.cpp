@@ -140,7 +140,10 @@ struct Session {
         const std::map<std::string, std::function<std::string()>> operations = {
             {"send", [&] { return std::to_string(MapSmtpError(smtp.Send(mail))); }},
             {"noop",
-             [&] { return command(smtp, "NOOP") + "/" + std::to_string(smtp.m_lLastCode); }},
+             [&] {
+                 const std::string result = command(smtp, "NOOP");
+                 return result + "/" + std::to_string(smtp.m_lLastCode);
+             }},
             {"fetch", [&] { return fetch(true); }},
             {"head", [&] { return fetch(false); }},
             {"delete", [&] { return std::to_string(MapPop3Error(pop3.DeleteMessage(1))); }},
@@ -216,7 +219,9 @@ using Parameters = std::tuple<const char*, bool, Tls>;
 class WireTable : public testing::TestWithParam<Parameters> {};
 
 TEST_P(WireTable, HoldsRowByRow) {
-    const auto& [file, isCurrent, tls] = GetParam();
+    const char* const file = std::get<0>(GetParam());
+    const bool isCurrent = std::get<1>(GetParam());
+    const Tls tls = std::get<2>(GetParam());
     const bool isPop3 = std::string(file).starts_with("pop3");
     const MailRules rules = isCurrent ? MailRules::current() : MailRules::classic();
     const std::vector<Row> rows = rowsOf(file);

@@ -48,7 +48,7 @@ class _MissingType:
 
 
 #: Stands for an argument that is left out, where others follow it.
-Missing = _MissingType()
+Missing: _MissingType = _MissingType()
 
 
 class Object:

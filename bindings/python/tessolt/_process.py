@@ -12,7 +12,7 @@ from . import _library as lib
 class Process:
     """Counts forks, so that a child leaves alone what its parent made."""
 
-    generation = 0
+    generation: int = 0
 
     @classmethod
     def forked(cls) -> None:
