@@ -158,6 +158,14 @@ TEST(EncodingConvert, ConvertsWhatTheTablesDoNotTell) {
         {1252, 54936, "a", "", false},
         {54936, 1200, "a", "", false},
         {54936, 65001, "", "", true},
+        {54936, 65000, "a", "", false},
+        {50220, 54936, "a", "", false},
+        {50225, 54936, "a", "", false},
+        // By way of another page, or of none.
+        {1252, 65000, "a\xE9", "a+AOk-", true},
+        {50220, 1252, "\x1B$BF|\x1B(Ba", "a", false},
+        {50220, 932, "\x1B$BF|\x1B(B", "\x93\xFA", true},
+        {50225, 65001, "\x1B$)C", "", true},
         // Mac Arabic: right-to-left runs of ASCII twins.
         {10004, 65001, "\xB1\xB2\xB3", "321", true},
         {10004, 65001, "\xB1x\xB2", "1x2", true},

@@ -227,8 +227,9 @@ TEST_P(WireTable, HoldsRowByRow) {
     const std::vector<Row> rows = rowsOf(file);
     EXPECT_GT(rows.size(), 200U);
     for (const Row& row : rows) {
-        const auto expected = [&](const std::string& what) {
-            const bool isSecure = tls != Tls::kNone;
+        // Named anew: clang before 16 lets no lambda use what a binding names.
+        const auto expected = [&row, isCurrent = isCurrent,
+                               isSecure = tls != Tls::kNone](const std::string& what) {
             for (const auto& [holds, prefix] : {std::pair(isCurrent && isSecure, "current-tls-"),
                                                 {isCurrent, "current-"},
                                                 {isSecure, "tls-"}}) {

@@ -337,6 +337,7 @@ TEST(HtmlHelp, FindsTheCharsetOfAPage) {
         {"<meta <meta http-equiv=content-type content=\"charset=x\">", "x"},
         {"<?XML version=\"1.0\" ENCODING=\"iso-8859-2\"?><html>", "iso-8859-2"},
         {"encoding=\"iso-8859-2\"", ""},
+        {"<?xml encoding=\"x", ""},
     };
     for (const auto& [html, charset] : cases) {
         EXPECT_EQ(HtmlHelp::metaCharset(html), charset) << html;
@@ -346,6 +347,7 @@ TEST(HtmlHelp, FindsTheCharsetOfAPage) {
 TEST(HtmlHelp, CleansATag) {
     EXPECT_EQ(HtmlHelp::cleanHtmlTag("<meta  a=b c = 'd' e=\"f\\\"g\nh\r\" i j=k\"l m='n"),
               "<meta a=\"b\" c='d' e=\"f&quot;g h\" i j='k\"l' m='n'");
+    EXPECT_EQ(HtmlHelp::cleanHtmlTag("<meta a=\"\\x\\"), "<meta a=\"\\x\\\"");
     EXPECT_EQ(HtmlHelp::getAttribute("<meta X=\" a\\b \"", "x"), "a/b");
     std::string many = "<meta";
     for (int i = 0; i < 102; ++i) {

@@ -324,8 +324,13 @@ TEST(Rfc822Address, ReadsOneMailbox) {
         {"\"h@x\"", "", "h@x"},
         {"C=de;O=x;S=y", "", "C=de;O=x;S=y"},
         {"\"Hans\" <O=x;S=y>", "Hans", "O=x;S=y"},
+        {"CN=a b", "", "CN=a b"},
+        {"P=a b", "", "P=a b"},
+        {"N=a b", "N=a", "b"},
+        {"=a b", "=a", "b"},
         {"J\xC3\xBC,r <j@x>", "J\xC3\xBC,r", "j@x"},
         {"=?8bit?Q?J=C3=BC?= <j@x>", "J\xC3\xBC", "j@x"},
+        {"\x1B$BF|\x1B(B <j@x>", "\xE6\x97\xA5", "j@x"},
     };
     for (const auto& [text, wantedName, wantedAddress] : cases) {
         const Rfc822Address mailbox(text);
@@ -339,6 +344,7 @@ TEST(Rfc822Address, ReadsOneMailbox) {
     }
     EXPECT_FALSE(Rfc822Address(" \t").isValid());
     EXPECT_FALSE(Rfc822Address("Undisclosed-Recipients:;").isValid());
+    EXPECT_FALSE(Rfc822Address("\"undisclosed recipients\" <>").isValid());
 }
 
 TEST(Rfc822Address, SplitsLists) {
@@ -346,11 +352,9 @@ TEST(Rfc822Address, SplitsLists) {
         std::string list;
         std::vector<std::string> addresses;
     } cases[] = {
-        {"\"Doe, Jane\" <j@x>, k@x", {"j@x", "k@x"}},
-        {"undisclosed-recipients:;", {}},
-        {",, a@x ,\r\n\tb@x,", {"a@x", "b@x"}},
-        {R"(a\,b@x, c@x\)", {R"(a\,b@x)", R"(c@x\)"}},
-        {"\"open, a@x, b@x", {"a@x,"}},
+        {"\"Doe, Jane\" <j@x>, k@x", {"j@x", "k@x"}},  {"undisclosed-recipients:;", {}},
+        {",, a@x ,\r\n\tb@x,", {"a@x", "b@x"}},        {"a@x\t,b@x", {"a@x", "b@x"}},
+        {R"(a\,b@x, c@x\)", {R"(a\,b@x)", R"(c@x\)"}}, {"\"open, a@x, b@x", {"a@x,"}},
     };
     for (const auto& c : cases) {
         std::vector<std::string> addresses;
