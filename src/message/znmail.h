@@ -276,7 +276,10 @@ private:
     void AppendMailbox(std::u16string_view name, std::u16string_view address,
                        std::string& out) const;
     void AppendHeaderText(std::u16string_view text, bool quoted, std::string& out) const;
+    void AppendRecipients(const RecipientList& list, std::string& out) const;
     std::string FormatRecipients(const RecipientList& list) const;
+    void AddRecipientField(const char* name, const RecipientList& list,
+                           borvik::MimeDraft& draft) const;
     void BuildContent(borvik::MimeDraft&& draft, const AttachmentList& attachments);
     void DrawBoundary(const EncodedText& plain, const EncodedText& html,
                       const AttachmentList& attachments);
