@@ -1,8 +1,10 @@
 #include "automation/results.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "base/ascii_text.h"
 #include "charset/ansi_text.h"
@@ -15,16 +17,24 @@ namespace {
 
 /// Writes a unit for each byte of ASCII text.
 void widen(std::string_view ascii, OLECHAR* units) {
-    constexpr std::size_t kBlock = 32;
-    std::array<unsigned char, kBlock> bytes;
-    std::array<OLECHAR, kBlock> block;
-    for (; ascii.size() >= kBlock; ascii.remove_prefix(kBlock), units += kBlock) {
-        std::memcpy(bytes.data(), ascii.data(), kBlock);
-        for (std::size_t i = 0; i < kBlock; ++i) {
-            block[i] = bytes[i];
+#if defined(__SSE2__)
+    constexpr std::size_t kVector = 16;
+    const auto widenVector = [](const char* from, OLECHAR* to) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+        auto* const out = reinterpret_cast<__m128i*>(to);
+        _mm_storeu_si128(out, _mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
+        _mm_storeu_si128(out + 1, _mm_unpackhi_epi8(bytes, _mm_setzero_si128()));
+    };
+    if (ascii.size() >= kVector) {
+        // The last vector may overlap the one before.
+        const std::size_t last = ascii.size() - kVector;
+        for (std::size_t at = 0; at < last; at += kVector) {
+            widenVector(ascii.data() + at, units + at);
         }
-        std::memcpy(units, block.data(), sizeof block);
+        widenVector(ascii.data() + last, units + last);
+        return;
     }
+#endif
     for (const char c : ascii) {
         *units++ = static_cast<unsigned char>(c);
     }

@@ -128,6 +128,19 @@ bool isAscii(std::string_view text) {
     constexpr std::size_t kWord = sizeof(std::uint64_t);
     constexpr std::size_t kStride = 4 * kWord;
     std::size_t at = 0;
+#if defined(__SSE2__)
+    constexpr std::size_t kVector = 16;
+    for (; text.size() - at >= 4 * kVector; at += 4 * kVector) {
+        const auto load = [&](std::size_t place) {
+            return _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + at + place));
+        };
+        const __m128i bytes = _mm_or_si128(_mm_or_si128(load(0), load(kVector)),
+                                           _mm_or_si128(load(2 * kVector), load(3 * kVector)));
+        if (_mm_movemask_epi8(bytes) != 0) {
+            return false;
+        }
+    }
+#endif
     for (; text.size() - at >= kStride; at += kStride) {
         std::uint64_t words[4];
         std::memcpy(words, text.data() + at, kStride);

@@ -7,6 +7,10 @@
 #include <string>
 #include <string_view>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "base/ascii_text.h"
 #include "charset/ansi_text.h"
 #include "charset/unit_scan.h"
@@ -15,17 +19,15 @@ namespace tessolt {
 
 /// Writes a text below U+0080 as bytes.
 inline void NarrowInto(std::u16string_view ascii, char* out) {
-    constexpr std::size_t kBlock = 32;
     std::size_t at = 0;
+#if defined(__SSE2__)
+    constexpr std::size_t kBlock = 16;
     for (; ascii.size() - at >= kBlock; at += kBlock) {
-        std::array<char16_t, kBlock> units;
-        std::array<char, kBlock> bytes;
-        std::memcpy(units.data(), ascii.data() + at, sizeof units);
-        for (std::size_t i = 0; i < kBlock; ++i) {
-            bytes[i] = static_cast<char>(units[i]);
-        }
-        std::memcpy(out + at, bytes.data(), kBlock);
+        const auto* const units = reinterpret_cast<const __m128i*>(ascii.data() + at);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + at),
+                         _mm_packus_epi16(_mm_loadu_si128(units), _mm_loadu_si128(units + 1)));
     }
+#endif
     for (; at < ascii.size(); ++at) {
         out[at] = static_cast<char>(ascii[at]);
     }

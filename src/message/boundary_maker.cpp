@@ -31,9 +31,11 @@ void appendHex(std::uint32_t number, std::size_t width, std::string& text) {
     while (width < 2 * sizeof number && number >> (kDigitBits * width) != 0) {
         ++width;
     }
-    while (width-- > 0) {
-        text += kDigits[number >> (kDigitBits * width) & (kHex - 1)];
+    char digits[2 * sizeof number];
+    for (std::size_t i = 0; i < width; ++i) {
+        digits[i] = kDigits[number >> (kDigitBits * (width - 1 - i)) & (kHex - 1)];
     }
+    text.append(digits, width);
 }
 
 /// Reads upper-case hexadecimal digits and nothing else.

@@ -67,9 +67,19 @@ std::int32_t CZnMail::AddBcc(std::u16string_view addresses, std::u16string_view 
 
 bool CZnMail::AddRecipients(RecipientList& list, std::u16string_view addresses,
                             std::u16string_view displayName) {
-    std::u16string commaList(TrimmedText(UpToZero(addresses)));
-    std::ranges::replace_if(
-        commaList, [](char16_t unit) { return unit == u';' || unit == u'|'; }, u',');
+    const std::u16string_view given = TrimmedText(UpToZero(addresses));
+    const auto isSeparator = [](char16_t unit) {
+        return unit == u';' || unit == u'|' || unit == u',';
+    };
+    if (std::ranges::none_of(given, isSeparator)) {
+        const bool isValid = IsValidEmailAddress(given);
+        if (isValid) {
+            list.add(TrimmedText(UpToZero(displayName)), given);
+        }
+        return isValid;
+    }
+    std::u16string commaList(given);
+    std::ranges::replace_if(commaList, isSeparator, u',');
     const auto tokens = ListTokens(std::u16string_view(commaList), u',');
     const bool allValid = std::ranges::all_of(
         tokens, [](std::u16string_view token) { return IsValidEmailAddress(TrimmedText(token)); });

@@ -47,9 +47,10 @@ enum TextClass : std::int32_t {
 /// An e-mail message: what a caller composes, or what was read from MIME text.
 ///
 /// A record has two sides. The fields are free to read and write; the MIME tree is what a message
-/// was last encoded to or loaded from. `Encode` builds the tree anew from the fields and `Decode`
-/// fills the fields from the tree; nothing else links the two. Under current rules a loaded text
-/// stands in place of the tree, and `Encode` changes in it what was changed in the fields.
+/// was last encoded to or loaded from; that of a message of one part is made when it is asked for.
+/// `Encode` builds the tree anew from the fields and `Decode` fills the fields from the tree;
+/// nothing else links the two. Under current rules a loaded text stands in place of the tree, and
+/// `Encode` changes in it what was changed in the fields.
 ///
 /// 8-bit text is in the ANSI code page. Results are 0 or one of `MailResult`. A record belongs to
 /// one thread at a time.
@@ -279,7 +280,10 @@ private:
     void AppendMailbox(std::u16string_view name, std::u16string_view address,
                        std::string& out) const;
     void AppendHeaderText(std::u16string_view text, bool quoted, std::string& out) const;
+    void AppendRecipients(const RecipientList& list, std::string& out) const;
     std::string FormatRecipients(const RecipientList& list) const;
+    void AddRecipientField(const char* name, const RecipientList& list,
+                           borvik::MimeDraft& draft) const;
     void BuildContent(borvik::MimeDraft&& draft, const AttachmentList& attachments);
     void DrawBoundary(const EncodedText& plain, const EncodedText& html,
                       const AttachmentList& attachments);

@@ -115,33 +115,46 @@ void CZnMail::BuildTree(const AttachmentList& attachments) {
     }
     borvik::MimeDraft draft;
     AddAddressFields(draft);
-    draft.addHeaderField("Subject", EncodeHeaderText(m_wstrSubject.View(), false));
+    AppendHeaderText(m_wstrSubject.View(), false, draft.beginField("Subject"));
+    draft.endField();
     AddDate(draft);
     AddMessageId(draft);
-    draft.addHeaderField("Organization", EncodeHeaderText(m_wstrOrganization.View(), false));
+    AppendHeaderText(m_wstrOrganization.View(), false, draft.beginField("Organization"));
+    draft.endField();
     draft.addHeaderField("MIME-Version", "1.0");
     AddPriorityFields(draft);
     draft.addHeaderField("X-Mailer", m_strMailer.View());
-    draft.addHeaderField("Disposition-Notification-To", AnsiOf(m_wstrReadReceiptAddress.View()));
+    AppendAnsi(m_wstrReadReceiptAddress.View(), draft.beginField("Disposition-Notification-To"));
+    draft.endField();
     AddCustomHeaders(draft);
     BuildContent(std::move(draft), attachments);
 }
 
 void CZnMail::AddAddressFields(borvik::MimeDraft& draft) const {
-    std::string sender;
-    AppendMailbox(m_wstrFromName.View(), m_wstrFromAddress.View(), sender);
+    const auto addSender = [&](const char* name, std::string_view before) {
+        std::string& value = draft.beginField(name).append(before);
+        AppendMailbox(m_wstrFromName.View(), m_wstrFromAddress.View(), value);
+        draft.endField();
+    };
     if (!m_wstrReplyAddress.IsEmpty()) {
-        std::string reply;
-        appendBracketed(m_wstrReplyAddress.View(), reply);
-        draft.addHeaderField("Reply-To", reply);
+        appendBracketed(m_wstrReplyAddress.View(), draft.beginField("Reply-To"));
+        draft.endField();
     } else if (!m_rules.onlyFieldsThatAreSet) {
-        draft.addHeaderField("Reply-To", m_wstrFromName.IsEmpty() ? "\"\" " + sender : sender);
+        addSender("Reply-To", m_wstrFromName.IsEmpty() ? "\"\" " : "");
     }
-    draft.addHeaderField("From", sender);
-    draft.addHeaderField("To", FormatRecipients(m_lstTo));
-    draft.addHeaderField("Cc", FormatRecipients(m_lstCc));
+    addSender("From", "");
+    AddRecipientField("To", m_lstTo, draft);
+    AddRecipientField("Cc", m_lstCc, draft);
     if (!m_rules.bccInEnvelopeOnly) {
-        draft.addHeaderField(kBlindCopyField, FormatRecipients(m_lstBcc));
+        AddRecipientField(kBlindCopyField, m_lstBcc, draft);
+    }
+}
+
+void CZnMail::AddRecipientField(const char* name, const RecipientList& list,
+                                borvik::MimeDraft& draft) const {
+    if (!list.empty()) {
+        AppendRecipients(list, draft.beginField(name));
+        draft.endField();
     }
 }
 
@@ -186,7 +199,8 @@ void CZnMail::AddDate(borvik::MimeDraft& draft) const {
     if (!m_rules.onlyFieldsThatAreSet || !HasHeader(kDateField)) {
         int bias = 0;
         const platform::LocalTime now = platform::localTime(bias);
-        draft.addHeaderField(kDateField, FormatDate(now, bias));
+        AppendDate(now, bias, draft.beginField(kDateField));
+        draft.endField();
     }
 }
 
@@ -205,7 +219,8 @@ void CZnMail::AddPriorityFields(borvik::MimeDraft& draft) const {
 
 void CZnMail::AddCustomHeaders(borvik::MimeDraft& draft) const {
     for (const auto& [name, header] : m_mapHeaders) {
-        draft.addHeaderField(header->m_wstrName.GetAnsi(), AnsiOf(header->m_wstrValue.View()));
+        AppendAnsi(header->m_wstrValue.View(), draft.beginField(header->m_wstrName.GetAnsi()));
+        draft.endField();
     }
 }
 
@@ -218,14 +233,16 @@ void CZnMail::AppendMailbox(std::u16string_view name, std::u16string_view addres
     appendBracketed(address, out);
 }
 
+void CZnMail::AppendRecipients(const RecipientList& list, std::string& out) const {
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        out += i == 0 ? "" : ", ";
+        AppendMailbox(list.nameAt(i), list.addressAt(i), out);
+    }
+}
+
 std::string CZnMail::FormatRecipients(const RecipientList& list) const {
     std::string text;
-    for (std::size_t i = 0; i < list.size(); ++i) {
-        if (!text.empty()) {
-            text += ", ";
-        }
-        AppendMailbox(list.nameAt(i), list.addressAt(i), text);
-    }
+    AppendRecipients(list, text);
     return text;
 }
 

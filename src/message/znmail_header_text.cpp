@@ -12,6 +12,7 @@
 #include "message/ansi_units.h"
 #include "message/canonical_text.h"
 #include "message/znmail.h"
+#include "platform/large_pages.h"
 
 namespace tessolt {
 namespace {
@@ -58,7 +59,10 @@ std::string_view CZnMail::CharsetForCodePage(std::uint32_t codePage) {
 CZnMail::LabelledText CZnMail::LabelText(std::u16string_view text) const {
     const TextClass textClass = ClassifyText(text);
     if (textClass == TextAscii) {
-        return {.bytes = NarrowAscii(text), .charset = {}, .isAscii = true};
+        LabelledText labelled{.bytes = {}, .charset = {}, .isAscii = true};
+        platform::reserveLarge(labelled.bytes, text.size());
+        AppendNarrow(text, labelled.bytes);
+        return labelled;
     }
     const std::uint32_t ansiPage = borvik::ansiCodePage();
     const std::uint32_t labelPage =

@@ -56,7 +56,7 @@ bool holdsOdd(std::string_view text) {
         look(block.data(), kBlock);
     }
     look(text.data(), text.size());
-    return std::ranges::any_of(odd, [](unsigned char hit) { return hit != 0; });
+    return odd != std::array<unsigned char, kBlock>{};
 }
 
 bool isShort(std::string_view name, std::string_view value) {
@@ -89,17 +89,30 @@ void setTextBody(BvMime& node, const TextBody& body) {
     node.Encoding(body.isBinary ? "base64" : body.coding);
 }
 
-void MimeDraft::addHeaderField(std::string_view name, std::string_view value) {
-    name = trimmed(name.substr(0, name.find('\0')));
-    value = trimmed(value.substr(0, value.find('\0')));
-    if (value.empty()) {
-        return;
-    }
+std::string& MimeDraft::beginField(std::string_view name) {
     if (fields_.empty()) {
         fields_.reserve(kUsualFieldBytes);
     }
-    hasContentField_ = hasContentField_ || beginsWithNoCase(name, kContentPrefix);
-    fields_.append(name).append(kMark).append(value).append(kMark);
+    name = trimmed(name);
+    if (!name.empty() && asciiLower(name.front()) == 'c') {
+        hasContentField_ = hasContentField_ || beginsWithNoCase(name, kContentPrefix);
+    }
+    nameAt_ = fields_.size();
+    valueAt_ = nameAt_ + name.size() + kMark.size();
+    return fields_.append(name).append(kMark);
+}
+
+void MimeDraft::endField() {
+    std::string_view value = std::string_view(fields_).substr(valueAt_);
+    value = trimmed(value.substr(0, value.find('\0')));
+    if (value.empty()) {
+        fields_.resize(nameAt_);
+        return;
+    }
+    const auto front = static_cast<std::size_t>(value.data() - fields_.data()) - valueAt_;
+    fields_.resize(valueAt_ + front + value.size());
+    fields_.erase(valueAt_, front);
+    fields_.append(kMark);
 }
 
 void MimeDraft::setBody(TextBody&& body) {

@@ -28,8 +28,14 @@ void setTextBody(BvMime& node, const TextBody& body);
 /// written from here. It is the text of the tree that `makeTree` makes, byte for byte.
 class MimeDraft {
 public:
-    /// As `BvMime::AddHeaderField`.
-    void addHeaderField(std::string_view name, std::string_view value);
+    /// As `BvMime::AddHeaderField`, by a name without zero bytes.
+    void addHeaderField(std::string_view name, std::string_view value) {
+        beginField(name).append(value);
+        endField();
+    }
+    /// The same in two steps: what is appended to the result of the first is the value.
+    std::string& beginField(std::string_view name);
+    void endField();
     void setBody(TextBody&& body);
 
     /// Fills `text`, which is empty, and tells how long the header block is without the line ends
@@ -56,6 +62,8 @@ private:
     /// Names and values, each with two zero bytes behind it: one allocation for all, and a text as
     /// long as what they become.
     std::string fields_;
+    std::size_t nameAt_ = 0;   ///< Where the last name begins.
+    std::size_t valueAt_ = 0;  ///< And its value.
     TextBody body_;
     bool hasBody_ = false;
     bool hasContentField_ = false;

@@ -1,5 +1,6 @@
 #include "platform/socket.h"
 
+#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -19,6 +20,8 @@ namespace {
 
 constexpr std::uint32_t kNoLimit = 0xFFFFFFFF;
 constexpr int kUnnamedErrorBase = 10000;
+/// Milliseconds after which a wait may end early.
+constexpr std::uint32_t kLeastWait = 5000;
 
 struct NumberPair {
     int system;
@@ -173,7 +176,8 @@ bool waitWritable(SocketHandle socket, std::uint32_t milliseconds) {
 int sendBytes(SocketHandle socket, const void* bytes, std::size_t size, std::size_t& sent) {
     sent = 0;
     for (;;) {
-        const ssize_t count = ::send(static_cast<int>(socket), bytes, size, MSG_NOSIGNAL);
+        const ssize_t count =
+            ::send(static_cast<int>(socket), bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (count >= 0) {
             sent = static_cast<std::size_t>(count);
             return 0;
@@ -187,7 +191,7 @@ int sendBytes(SocketHandle socket, const void* bytes, std::size_t size, std::siz
 int receiveBytes(SocketHandle socket, void* buffer, std::size_t size, std::size_t& received) {
     received = 0;
     for (;;) {
-        const ssize_t count = ::recv(static_cast<int>(socket), buffer, size, 0);
+        const ssize_t count = ::recv(static_cast<int>(socket), buffer, size, MSG_DONTWAIT);
         if (count >= 0) {
             received = static_cast<std::size_t>(count);
             return 0;
@@ -196,6 +200,46 @@ int receiveBytes(SocketHandle socket, void* buffer, std::size_t size, std::size_
             return socketErrorNumber(errno);
         }
     }
+}
+
+/// Makes the socket wait so long in a receiving call. False when it can't be.
+bool ReceiveWait::set(SocketHandle socket, std::uint32_t milliseconds) {
+    const int fd = static_cast<int>(socket);
+    if (socket != socket_) {
+        // All other calls say that they don't wait.
+        socket_ = fcntl(fd, F_SETFL, 0) == 0 ? socket : kNoSocket;
+        milliseconds_ = 0;
+    }
+    // To end early costs one more turn; to set another limit for each wait would cost more.
+    const bool isShort = milliseconds_ <= milliseconds;
+    const bool isLong = milliseconds_ >= std::min(milliseconds, kLeastWait);
+    if (socket_ == kNoSocket || (isShort && isLong)) {
+        return socket_ != kNoSocket;
+    }
+    constexpr std::uint32_t kMillis = 1000;
+    timeval limit{};  // zero stands for none
+    if (milliseconds != kNoLimit) {
+        limit.tv_sec = static_cast<time_t>(milliseconds / kMillis);
+        limit.tv_usec = static_cast<suseconds_t>(milliseconds % kMillis * kMillis);
+    }
+    const bool isSet = setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0;
+    milliseconds_ = isSet ? milliseconds : 0;
+    return isSet;
+}
+
+int ReceiveWait::receive(SocketHandle socket, std::uint32_t milliseconds, void* buffer,
+                         std::size_t size, std::size_t& received) {
+    if (milliseconds == 0 || hasWaitHook() || areWaitsEnded() || !set(socket, milliseconds)) {
+        waitReadable(socket, milliseconds);
+        return receiveBytes(socket, buffer, size, received);
+    }
+    // A signal ends the call, after which the caller looks at its limits again.
+    const ssize_t count = ::recv(static_cast<int>(socket), buffer, size, 0);
+    received = count > 0 ? static_cast<std::size_t>(count) : 0;
+    if (count >= 0) {
+        return 0;
+    }
+    return errno == EINTR ? kSocketWouldBlock : socketErrorNumber(errno);
 }
 
 }  // namespace platform

@@ -64,4 +64,19 @@ int sendBytes(SocketHandle socket, const void* bytes, std::size_t size, std::siz
 /// a number.
 int receiveBytes(SocketHandle socket, void* buffer, std::size_t size, std::size_t& received);
 
+/// How long a socket waits in the receiving call itself.
+class ReceiveWait {
+public:
+    /// `receiveBytes` behind `waitReadable`, mostly as one call of the system. The wait may end
+    /// early with nothing received, for which the caller goes on until its own limit.
+    int receive(SocketHandle socket, std::uint32_t milliseconds, void* buffer, std::size_t size,
+                std::size_t& received);
+
+private:
+    bool set(SocketHandle socket, std::uint32_t milliseconds);
+
+    SocketHandle socket_ = kNoSocket;  ///< The one that was made to wait.
+    std::uint32_t milliseconds_ = 0;
+};
+
 }  // namespace platform

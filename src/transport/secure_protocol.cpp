@@ -445,6 +445,8 @@ std::int32_t CZnSecureProtocol::ReceiveLineSecure(CZncString& lineOut, std::uint
     if (!m_pChannel) {
         return kSecureNoChannel;
     }
+    // A reply takes a round trip: to look for it at once would mostly be in vain.
+    bool waits = !m_pChannel->hasUnreadInput();
     while (!limit.HasExpired()) {
         if (const auto line = m_pLine->NextLine()) {
             std::string text(*line);
@@ -455,6 +457,9 @@ std::int32_t CZnSecureProtocol::ReceiveLineSecure(CZncString& lineOut, std::uint
         if (!m_pLine->MakeRoom()) {
             return kTransportLineTooLong;
         }
+        if (waits) {
+            WaitForData(limit.Remaining());
+        }
         std::uint32_t received = 0;
         const std::int32_t result = DecryptMore(
             m_pLine->bytes.data() + m_pLine->write,
@@ -463,9 +468,7 @@ std::int32_t CZnSecureProtocol::ReceiveLineSecure(CZncString& lineOut, std::uint
             return result;
         }
         m_pLine->write += received;
-        if (received == 0) {
-            WaitForData(limit.Remaining());
-        }
+        waits = received == 0;
     }
     return kSecureTimeout;
 }

@@ -90,6 +90,7 @@ std::int32_t CZncTcpSocket::ConnectToAny(const char* host, std::int32_t port,
 std::int32_t CZncTcpSocket::Close() {
     m_lineBuffer = {};
     m_uLineRead = m_uLineWrite = m_uLineScan = 0;
+    m_receiveWait = {};
     platform::closeSocket(m_hSocket);
     return kTransportDone;
 }
@@ -183,15 +184,18 @@ bool CZncTcpSocket::MakeRoom() {
     return true;
 }
 
-std::int32_t CZncTcpSocket::FillLineBuffer(std::uint32_t& arrived) {
+/// Waits for more and takes it in; `arrived` is 0 when the time ran out, or a signal came.
+std::int32_t CZncTcpSocket::FillLineBuffer(std::uint32_t waitMs, std::uint32_t& arrived) {
     arrived = 0;
     if (!MakeRoom()) {
         return kTransportLineTooLong;
     }
-    const std::int32_t result =
-        Receive(m_lineBuffer.data() + m_uLineWrite, m_lineBuffer.size() - m_uLineWrite, arrived);
+    std::size_t count = 0;
+    const int error = m_receiveWait.receive(m_hSocket, waitMs, m_lineBuffer.data() + m_uLineWrite,
+                                            m_lineBuffer.size() - m_uLineWrite, count);
+    arrived = static_cast<std::uint32_t>(count);
     m_uLineWrite += arrived;
-    return result;
+    return AfterReceive(error, count);
 }
 
 std::int32_t CZncTcpSocket::ReceiveLine(CZncString& lineOut, std::uint32_t totalMs,
@@ -205,11 +209,9 @@ std::int32_t CZncTcpSocket::ReceiveLine(CZncString& lineOut, std::uint32_t total
             break;
         }
         std::uint32_t arrived = 0;
-        result = FillLineBuffer(arrived);
+        result = FillLineBuffer(LeftOf(total, idle), arrived);
         if (arrived > 0) {
             idle.Restart();
-        } else if (result == kTransportDone) {
-            platform::waitReadable(m_hSocket, LeftOf(total, idle));
         }
     }
     return ResultAfterLimits(total, idle, result);
@@ -237,6 +239,11 @@ std::int32_t CZncTcpSocket::Receive(void* dest, std::size_t capacity, std::uint3
     std::size_t count = 0;
     const int error = platform::receiveBytes(m_hSocket, dest, capacity, count);
     receivedOut = static_cast<std::uint32_t>(count);
+    return AfterReceive(error, count);
+}
+
+/// What the outcome of a receiving call means.
+std::int32_t CZncTcpSocket::AfterReceive(int error, std::size_t count) {
     if (error == platform::kSocketWouldBlock) {
         return kTransportDone;
     }

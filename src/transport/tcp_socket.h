@@ -99,10 +99,12 @@ protected:
 private:
     bool TakeLine(CZncString& lineOut);
     bool MakeRoom();
-    std::int32_t FillLineBuffer(std::uint32_t& arrived);
+    std::int32_t FillLineBuffer(std::uint32_t waitMs, std::uint32_t& arrived);
     std::int32_t Receive(void* dest, std::size_t capacity, std::uint32_t& receivedOut);
+    std::int32_t AfterReceive(int error, std::size_t count);
 
     platform::SocketHandle m_hSocket = platform::kNoSocket;
+    platform::ReceiveWait m_receiveWait;
     std::vector<char> m_lineBuffer;
     std::size_t m_uLineRead = 0;   ///< First byte that was not handed out.
     std::size_t m_uLineWrite = 0;  ///< Behind the last byte received.
