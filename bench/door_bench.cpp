@@ -67,8 +67,9 @@ std::string base64Lines(const std::string& bytes) {
     return text;
 }
 
+/// No base64 text looks like the boundary.
 std::string part(const std::string& head, const std::string& body) {
-    return "--cut\r\n" + head + "\r\n\r\n" + body + "\r\n";
+    return "--=_cut\r\n" + head + "\r\n\r\n" + body + "\r\n";
 }
 
 std::string mixed(const std::string& parts) {
@@ -78,8 +79,8 @@ std::string mixed(const std::string& parts) {
            "From: =?utf-8?Q?Andr=C3=A9?= <ann@example.org>\r\nTo: Bob <bob@example.org>\r\n"
            "Subject: =?utf-8?B?R3LDvMOfZSBhdXMgS8O2bG4=?=\r\n"
            "Date: Tue, 5 Mar 2024 14:03:09 +0100\r\nMIME-Version: 1.0\r\n"
-           "Content-Type: multipart/mixed; boundary=\"cut\"\r\n\r\n" +
-           parts + "--cut--\r\n";
+           "Content-Type: multipart/mixed; boundary=\"=_cut\"\r\n\r\n" +
+           parts + "--=_cut--\r\n";
 }
 
 std::string attachment(const std::string& bytes) {

@@ -76,11 +76,9 @@ std::size_t findShort(std::string_view text, std::string_view wanted, std::size_
 }  // namespace
 
 bool equalsNoCase(std::string_view a, std::string_view b) {
-    // Mostly they are the same in case too.
-    return a.size() == b.size() &&
-           (a == b || std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-                return x == y || asciiLower(x) == asciiLower(y);
-            }));
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               return x == y || asciiLower(x) == asciiLower(y);
+           });
 }
 
 bool beginsWithNoCase(std::string_view text, std::string_view prefix) {

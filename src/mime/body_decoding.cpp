@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include "base/ascii_text.h"
 #include "charset/encoding_convert.h"
@@ -140,19 +141,53 @@ constexpr bool isOfBase64Group(char c) {
     return '+' <= c && c <= 'z';
 }
 
+constexpr bool endsBase64(char c) {
+    return c == '=' || c == '\0';
+}
+
+/// The number of characters of groups in the text; nothing when the text may end in it.
+std::optional<std::size_t> countOfGroups(std::string_view text) {
+    std::size_t count = 0;
+    std::size_t at = 0;
+#if defined(__SSE2__)
+    constexpr std::size_t kVector = sizeof(__m128i);
+    __m128i counts = _mm_setzero_si128();
+    __m128i ends = _mm_setzero_si128();
+    for (; text.size() - at >= kVector; at += kVector) {
+        const __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + at));
+        const __m128i within = _mm_and_si128(_mm_cmpgt_epi8(here, _mm_set1_epi8('+' - 1)),
+                                             _mm_cmpgt_epi8(_mm_set1_epi8('z' + 1), here));
+        ends = _mm_or_si128(ends, _mm_or_si128(_mm_cmpeq_epi8(here, _mm_set1_epi8('=')),
+                                               _mm_cmpeq_epi8(here, _mm_setzero_si128())));
+        // Each byte of `within` is 0 or -1.
+        const __m128i ones = _mm_sub_epi8(_mm_setzero_si128(), within);
+        counts = _mm_add_epi64(counts, _mm_sad_epu8(ones, _mm_setzero_si128()));
+    }
+    if (_mm_movemask_epi8(ends) != 0) {
+        return std::nullopt;
+    }
+    count = static_cast<std::size_t>(_mm_cvtsi128_si64(counts)) +
+            static_cast<std::size_t>(_mm_cvtsi128_si64(_mm_unpackhi_epi64(counts, counts)));
+#endif
+    for (; at < text.size(); ++at) {
+        if (endsBase64(text[at])) {
+            return std::nullopt;
+        }
+        count += isOfBase64Group(text[at]) ? 1 : 0;
+    }
+    return count;
+}
+
 /// How much of the text, a piece or a little more, holds whole groups only; 0 when the text may end
 /// in it.
 std::size_t wholeGroups(std::string_view text) {
     std::size_t length = std::min(kBase64Piece, text.size());
-    const auto endsText = [](char c) { return c == '=' || c == '\0'; };
-    const std::string_view piece = text.substr(0, length);
-    if (piece.find('=') != piece.npos || piece.find('\0') != piece.npos) {
+    const std::optional<std::size_t> count = countOfGroups(text.substr(0, length));
+    if (!count) {
         return 0;
     }
-    auto taken =
-        static_cast<std::size_t>(std::count_if(piece.begin(), piece.end(), isOfBase64Group));
-    for (; taken % kBase64Group != 0; ++length) {
-        if (length == text.size() || endsText(text[length])) {
+    for (std::size_t taken = *count; taken % kBase64Group != 0; ++length) {
+        if (length == text.size() || endsBase64(text[length])) {
             return 0;
         }
         taken += isOfBase64Group(text[length]) ? 1 : 0;
