@@ -12,7 +12,7 @@
 #include "message/ansi_units.h"
 #include "message/canonical_text.h"
 #include "message/znmail.h"
-#include "platform/large_pages.h"
+#include "platform/memory_pages.h"
 
 namespace tessolt {
 namespace {
