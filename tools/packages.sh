@@ -2,8 +2,8 @@
 
 build_packages=(g++ cmake ninja-build pkg-config libssl-dev libbz2-dev libidn2-dev libhwy-dev libcli11-dev
     nlohmann-json3-dev)
-test_packages=(libgtest-dev libgmock-dev python3 python3-pip mypy openssl dpkg-dev debhelper lintian debootstrap file
-    postfix dovecot-core dovecot-pop3d doxygen)
+test_packages=(clang libgtest-dev libgmock-dev python3 python3-pip mypy openssl dpkg-dev debhelper lintian
+    debootstrap file postfix dovecot-core dovecot-pop3d doxygen)
 fuzz_packages=(clang llvm libclang-rt-dev)
 # For the build and the tests for another architecture, which run only where all of these are installed.
 arm64_packages=(g++-aarch64-linux-gnu qemu-user-static googletest libssl-dev:arm64 libbz2-dev:arm64 libidn2-dev:arm64
@@ -70,7 +70,10 @@ configure_and_build() {
             *) targets+=("$argument") ;;
         esac
     done
-    command -v ccache >/dev/null && settings+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    if command -v ccache >/dev/null; then
+        settings+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+        export CCACHE_SLOPPINESS=pch_defines,time_macros
+    fi
     cmake --preset "$preset" -B "$folder" "${settings[@]}" >/dev/null
     if [ -n "${progress:-}" ]; then
         NINJA_STATUS='%p ' cmake --build "$folder" --target "${targets[@]}" | show_progress

@@ -12,12 +12,6 @@ struct ErrorArguments {
     bool isJson = false;
 };
 
-std::string taken(BSTR text) {
-    Text owner;
-    *owner.put() = text;
-    return owner.utf8();
-}
-
 int tellError(const ErrorArguments& arguments) {
     constexpr const char* kNone = "Generic Error";
     const std::string text = taken(TessoltAllocErrorText(arguments.number));

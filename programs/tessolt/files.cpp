@@ -18,7 +18,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kReadBytes = 64UL * 1024;
-constexpr mode_t kMode = 0666;
 constexpr int kMostNames = 100000;
 constexpr const char* kStandardInput = "-";
 
@@ -51,8 +50,8 @@ void syncFolder(const fs::path& folder) {
 class Draft {
 public:
     Draft(fs::path path, std::string_view bytes) : path_(std::move(path)) {
-        const int number =
-            ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kMode);
+        const int number = ::open(
+            path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode);
         if (number < 0) {
             failFile(path_.string(), errno);
         }

@@ -1,11 +1,16 @@
 /// Files that are read whole, and written so that they stay.
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
 #include <string>
 #include <string_view>
 
 namespace tessolt::shell {
+
+/// Who may do what with a new file, but for what the user's mask takes away.
+constexpr mode_t kNewFileMode = 0666;
 
 /// What a file holds; "-" is standard input. Throws a Problem when it can't be read.
 std::string readWhole(const std::string& path);

@@ -13,14 +13,13 @@ namespace tessolt::shell {
 namespace {
 
 constexpr const char* kFileName = ".tessolt-seen";
-constexpr mode_t kMode = 0666;
 
 }  // namespace
 
 SeenIds::SeenIds(const std::filesystem::path& folder, std::string mailbox)
     : mailbox_(std::move(mailbox)),
       path_(folder / kFileName),
-      file_(::open(path_.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, kMode)) {
+      file_(::open(path_.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, kNewFileMode)) {
     if (file_.get() < 0) {
         failFile(path_.string(), errno);
     }

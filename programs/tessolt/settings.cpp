@@ -42,12 +42,6 @@ struct SettingsArguments {
     bool isJson = false;
 };
 
-std::string taken(BSTR text) {
-    Text owner;
-    *owner.put() = text;
-    return owner.utf8();
-}
-
 int showSettings(const SettingsArguments& arguments) {
     const std::string path = taken(TessoltSettingsPath());
     const std::string trouble = taken(TessoltSettingsTrouble());

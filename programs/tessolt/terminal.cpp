@@ -111,6 +111,12 @@ std::string printable(std::string_view text, bool keepsLines) {
     return Text(units).utf8();
 }
 
+std::string taken(BSTR text) {
+    Text owner;
+    *owner.put() = text;
+    return owner.utf8();
+}
+
 void print(std::string_view text) {
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
         failOutput(errno);

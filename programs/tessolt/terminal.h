@@ -14,6 +14,9 @@ namespace tessolt::shell {
 /// direction of what follows, become visible. Line ends and tabs stay where `keepsLines` is true.
 std::string printable(std::string_view text, bool keepsLines = false);
 
+/// A text that a function of the library made for its caller, which is freed.
+std::string taken(BSTR text);
+
 /// Writes to standard output. Throws a Problem when that can't be written.
 void print(std::string_view text);
 /// The same for bytes that are no business of a terminal's, and for the end of all output.

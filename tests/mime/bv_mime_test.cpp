@@ -56,6 +56,27 @@ TEST(BvMime, ReadsAndWritesHeaderFields) {
     EXPECT_STREQ(mime.header("content-transfer-encoding"), "7bit");
 }
 
+TEST(BvMime, LoadsBesideOtherHandles) {
+    BvMime mime;
+    EXPECT_TRUE(mime.IsBlank());
+    const auto blank = mime.Share();
+    EXPECT_FALSE(mime.IsBlank());
+    std::unique_ptr<BvMime> last = mime.Share();
+    for (const std::string_view value : {"one", "=?utf-8?q?=EF=BB=BFtwo=00three?=", ""}) {
+        mime.LoadMime(std::string("A: ").append(value).append("\r\n\r\n").c_str());
+        std::string text;
+        mime.ReadHeaderField("a", text);
+        BvString same;
+        mime.GetHeaderField("a", same);
+        EXPECT_EQ(text, same.x().utf8View());
+        std::string before;
+        last->ReadHeaderField("a", before);
+        EXPECT_EQ(before, value == "one" ? "" : value.empty() ? "two" : "one");
+        last = mime.Share();
+    }
+    EXPECT_EQ(blank->header("A"), nullptr);
+}
+
 TEST(BvMime, KeepsTenResults) {
     BvMime mime;
     std::vector<const char*> results;

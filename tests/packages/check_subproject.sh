@@ -19,7 +19,7 @@ quietly() {
 }
 
 quietly configure.log cmake -G Ninja -S "$here/subproject" -B host -DTESSOLT_TREE="$(cd "$here/../.." && pwd)" \
-    -DBUILD_SHARED_LIBS=OFF -DCMAKE_INSTALL_PREFIX="$scratch/prefix"
+    -DBUILD_SHARED_LIBS=OFF -DTESSOLT_PRECOMPILE=ON -DCMAKE_INSTALL_PREFIX="$scratch/prefix"
 quietly build.log cmake --build host
 echo "as a subproject: $(host/consumer), $(host/consumer_in_c)"
 if grep -q -e ' -Werror' host/build.ninja; then

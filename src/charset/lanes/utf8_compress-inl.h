@@ -12,13 +12,13 @@
 #include "charset/lanes/utf8_blocks.h"
 #include "charset/lanes/vectors-inl.h"
 
+#if BORVIK_HAS_COMPRESS
+
 HWY_BEFORE_NAMESPACE();
 
 /// Blocks of UTF-8 and of UTF-16 in vectors of 64 bytes, of which those that count are moved
 /// together by a mask.
 namespace borvik::HWY_NAMESPACE {
-
-#if BORVIK_HAS_COMPRESS
 
 /// The characters of 64 bytes of UTF-8 by bits, and whether they are well-formed.
 struct Utf8Bits {
@@ -273,10 +273,10 @@ HWY_INLINE bool encodeBlock(TextCursor& c) {
     return true;
 }
 
-#endif
-
 }  // namespace borvik::HWY_NAMESPACE
 
 HWY_AFTER_NAMESPACE();
+
+#endif
 
 #endif
