@@ -166,6 +166,12 @@ int receiveBytes(SocketHandle, void* buffer, std::size_t size, std::size_t& rece
     return kSocketWouldBlock;
 }
 
+int ReceiveWait::receive(SocketHandle socket, std::uint32_t milliseconds, void* buffer,
+                         std::size_t size, std::size_t& received) {
+    waitReadable(socket, milliseconds);
+    return receiveBytes(socket, buffer, size, received);
+}
+
 bool SocketAddress::isIpv6() const {
     return false;
 }
