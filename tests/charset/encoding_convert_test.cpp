@@ -245,6 +245,13 @@ TEST(EncodingConvert, AppendsAndTakesNamesAndTheAnsiPage) {
     for (const std::uint32_t page : {37U, 1200U, 20106U, 65000U, 65005U, 54936U, 0U}) {
         EXPECT_FALSE(EncodingConvert::keepsAscii(page)) << page;
     }
+    for (const std::uint32_t page :
+         {37U, 932U, 1200U, 1201U, 1252U, 50220U, 50221U, 50225U, 65000U, 65001U, 65005U, 65006U}) {
+        EXPECT_TRUE(EncodingConvert::isSupported(page)) << page;
+    }
+    for (const std::uint32_t page : {0U, 54936U, 65002U}) {
+        EXPECT_FALSE(EncodingConvert::isSupported(page)) << page;
+    }
 }
 
 TEST(AnsiText, EveryByteOfASingleBytePageComesBack) {
