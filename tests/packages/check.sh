@@ -11,7 +11,9 @@ top=$(cd "$here/../.." && pwd)
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
-# The packages are built where they leave nothing behind.
+# The packages are built where they leave nothing behind. What the compiler makes of the sources is tested elsewhere, so
+# it needn't take the time to optimise, nor to make packages for debuggers.
+export DEB_BUILD_OPTIONS="noopt noautodbgsym parallel=$(nproc)"
 mkdir "$scratch/tree"
 tar -C "$top" --exclude=./build --exclude=./.git -c . | tar -xC "$scratch/tree"
 cd "$scratch/tree"
