@@ -98,7 +98,8 @@ void checkReading(std::string_view source, const Content& content, bool isUtf8) 
                 borvik::wideToUtf8Paired(content.subject));
     }
     if (isUtf8 && isPlain(content.plain)) {
-        std::string_view text = letter.plain;
+        const std::string plain = reading::textOf(message, letter.plain);
+        std::string_view text = plain;
         while (text.ends_with("\r\n")) {
             text.remove_suffix(2);
         }

@@ -70,7 +70,9 @@ HRESULT CEMailMessage::giveBody(const CZncStringW& body, BSTR* place) {
             return giveText(body.View(), place);
         }
         HRESULT status = E_OUTOFMEMORY;
-        source->read([&](std::string_view text) { status = giveAnsi(text, place); });
+        source->read([&](std::string_view text) {
+            status = source->isUtf8() ? giveUtf8(text, place) : giveAnsi(text, place);
+        });
         return status;
     });
 }

@@ -82,11 +82,6 @@ ByteView viewOf(std::string_view bytes) {
     return {bytes.data(), bytes.size()};
 }
 
-HRESULT giveUtf8(std::string_view text, BSTR* place) {
-    *place = allocUtf8(text);
-    return *place ? S_OK : E_OUTOFMEMORY;
-}
-
 }  // namespace
 
 HRESULT CEMailMessage::UseRules(LONG rules) {

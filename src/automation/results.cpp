@@ -69,6 +69,14 @@ BSTR allocUtf8(std::string_view utf8) {
     return whole.release();
 }
 
+HRESULT giveUtf8(std::string_view text, BSTR* place) {
+    if (!place) {
+        return E_POINTER;
+    }
+    *place = allocUtf8(text);
+    return *place ? S_OK : E_OUTOFMEMORY;
+}
+
 HRESULT giveAnsi(std::string_view text, BSTR* place) {
     if (!place) {
         return E_POINTER;
@@ -77,8 +85,7 @@ HRESULT giveAnsi(std::string_view text, BSTR* place) {
     if (borvik::ansiCodePage() != borvik::kUtf8 && !borvik::isAscii(text)) {
         return giveText(borvik::ansiToWide(text), place);
     }
-    *place = allocUtf8(text);
-    return *place ? S_OK : E_OUTOFMEMORY;
+    return giveUtf8(text, place);
 }
 
 }  // namespace tessolt

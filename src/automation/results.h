@@ -24,6 +24,8 @@ inline HRESULT giveText(std::u16string_view text, BSTR* place) {
 /// A new automation string from UTF-8, null when memory ends.
 BSTR allocUtf8(std::string_view utf8);
 
+/// Gives text of UTF-8.
+HRESULT giveUtf8(std::string_view text, BSTR* place);
 /// Gives 8-bit text of the ANSI code page.
 HRESULT giveAnsi(std::string_view text, BSTR* place);
 

@@ -8,11 +8,6 @@
 namespace tessolt {
 namespace {
 
-HRESULT giveUtf8(std::string_view text, BSTR* place) {
-    *place = allocUtf8(text);
-    return *place ? S_OK : E_OUTOFMEMORY;
-}
-
 /// Entry `number` of a list, counted from 1; null beyond it.
 template <class Entry>
 const Entry* entryOf(const std::vector<Entry>& list, LONG number) {

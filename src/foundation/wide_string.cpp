@@ -53,7 +53,10 @@ CZncStringW& CZncStringW::AssignSource(std::unique_ptr<TextSource> source) {
 }
 
 void CZncStringW::ReadSource() const {
-    m_pSource->read([this](std::string_view text) { m_wstrText = borvik::ansiToWide(text); });
+    const bool isUtf8 = m_pSource->isUtf8();
+    m_pSource->read([this, isUtf8](std::string_view text) {
+        m_wstrText = isUtf8 ? borvik::utf8ToWidePaired(text) : borvik::ansiToWide(text);
+    });
     m_pSource.reset();
 }
 

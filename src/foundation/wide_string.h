@@ -19,7 +19,9 @@ namespace tessolt {
 class TextSource {
 public:
     virtual ~TextSource() = default;
-    /// Gives `take` the text in the ANSI code page, without zero bytes; good during that call.
+    /// Whether the text is UTF-8, whatever the ANSI code page, which it is in otherwise.
+    virtual bool isUtf8() const { return false; }
+    /// Gives `take` the text, without zero bytes; good during that call.
     virtual void read(const std::function<void(std::string_view)>& take) = 0;
 };
 

@@ -61,6 +61,11 @@ bool sameText(const CZncStringW& a, const CZncStringW& b) {
     return a.View() == b.View();
 }
 
+/// A body that nobody has read yet is the loaded one.
+bool sameBody(const CZncStringW& body, const CZncStringW& loaded) {
+    return body.GetSource() != nullptr || sameText(body, loaded);
+}
+
 bool sameAttachments(const AttachmentList& a, const AttachmentList& b) {
     return std::ranges::equal(a, b, [](const auto& left, const auto& right) {
         return left->m_pLoaded != nullptr && right->m_pLoaded != nullptr &&
@@ -211,8 +216,8 @@ CZnMail::LoadedChanges CZnMail::ChangesSince(const CZnMail& before) const {
         changes.fields.emplace_back(header.first);
         changes.isEdited = changes.isEdited || !header.first.starts_with(kQueueFieldPrefix);
     }
-    changes.content = !sameText(m_wstrBodyPlainText, before.m_wstrBodyPlainText) ||
-                      !sameText(m_wstrBodyHtml, before.m_wstrBodyHtml) ||
+    changes.content = !sameBody(m_wstrBodyPlainText, before.m_wstrBodyPlainText) ||
+                      !sameBody(m_wstrBodyHtml, before.m_wstrBodyHtml) ||
                       !sameAttachments(m_lstAttachments, before.m_lstAttachments) ||
                       m_nEncoding != before.m_nEncoding;
     return changes;

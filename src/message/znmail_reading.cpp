@@ -1,5 +1,8 @@
 #include <algorithm>
+#include <functional>
 #include <iterator>
+#include <memory>
+#include <string>
 #include <utility>
 
 #include "base/ascii_text.h"
@@ -45,6 +48,25 @@ std::u16string wideText(std::string_view utf8) {
     text.shrink_to_fit();
     return text;
 }
+
+/// The text of some parts of a loaded message, decoded whenever it is read.
+class LoadedText : public TextSource {
+public:
+    LoadedText(std::shared_ptr<const LoadedMessage> loaded, reading::PartNumbers parts)
+        : loaded_(std::move(loaded)), parts_(std::move(parts)) {}
+    bool isUtf8() const override { return true; }
+    void read(const std::function<void(std::string_view)>& take) override {
+        std::string text = reading::textOf(loaded_->message, parts_);
+        if (text.find('\0') != std::string::npos) {
+            std::ranges::replace(text, '\0', ' ');  // as in `wideText`
+        }
+        take(text);
+    }
+
+private:
+    std::shared_ptr<const LoadedMessage> loaded_;
+    reading::PartNumbers parts_;
+};
 
 std::int32_t priorityOf(const Message& message) {
     for (const char* field : kPriorityFields) {
@@ -103,9 +125,10 @@ void CZnMail::DecodeLoaded() {
     m_lstBcc = recipientsOf(message, "Bcc", label);
     m_nPriority = priorityOf(message);
 
-    const reading::Letter letter = reading::letterOf(message);
-    m_wstrBodyPlainText.Assign(wideText(letter.plain));
-    m_wstrBodyHtml.Assign(wideText(letter.html));
+    reading::Letter letter = reading::letterOf(message);
+    m_wstrBodyPlainText.AssignSource(
+        std::make_unique<LoadedText>(m_pLoaded, std::move(letter.plain)));
+    m_wstrBodyHtml.AssignSource(std::make_unique<LoadedText>(m_pLoaded, std::move(letter.html)));
     m_lstAttachments.clear();
     for (const std::uint32_t number : letter.attachments) {
         AddLoadedAttachment(number);

@@ -62,13 +62,21 @@ Letter letterOf(const Message& message) {
             continue;
         }
         if (isLetter(message, part)) {
-            appendText(bodyText(message, part), isHtml(part) ? letter.html : letter.plain);
+            (isHtml(part) ? letter.html : letter.plain).push_back(number);
         } else {
             letter.attachments.push_back(number);
         }
         number = part.end;
     }
     return letter;
+}
+
+std::string textOf(const Message& message, const PartNumbers& parts) {
+    std::string text;
+    for (const std::uint32_t number : parts) {
+        appendText(bodyText(message, message.parts()[number]), text);
+    }
+    return text;
 }
 
 std::string bodyBytes(const Message& message, const Part& part) {

@@ -9,16 +9,22 @@
 
 namespace tessolt::reading {
 
+/// Numbers of parts of a message, in order.
+using PartNumbers = std::vector<std::uint32_t>;
+
 /// What a mail reader shows of a message: its letter and what came with it.
 struct Letter {
-    std::string plain;  ///< UTF-8, as are all texts.
-    std::string html;
-    std::vector<std::uint32_t> attachments;  ///< Numbers of parts.
+    PartNumbers plain;
+    PartNumbers html;
+    PartNumbers attachments;
 };
 
 /// Sorts the parts: inline text without a name is the letter, several of a kind one behind the
 /// other; anything else is an attachment, a message within the message as a whole.
 Letter letterOf(const Message& message);
+
+/// The text of these parts in UTF-8, one behind the other.
+std::string textOf(const Message& message, const PartNumbers& parts);
 
 /// The decoded bytes of a part that isn't opened; of one that is, its text.
 std::string bodyBytes(const Message& message, const Part& part);
