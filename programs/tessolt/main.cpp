@@ -3,6 +3,7 @@
 #include <csignal>
 #include <exception>
 #include <new>
+#include <string>
 
 #include "commands.h"
 #include "exit_codes.h"
@@ -17,10 +18,25 @@ void printJson(const Json& data) {
 
 namespace {
 
+/// What was wrong with the words of the command line, and where help is.
+std::string wrongUse(const CLI::App* program, const CLI::Error& error) {
+    const auto chosen = program->get_subcommands();
+    std::string command = program->get_name();
+    if (!chosen.empty()) {
+        command += " " + chosen.front()->get_name();
+    }
+    const auto unknown = program->remaining();
+    const bool isUnknown = chosen.empty() && !unknown.empty();
+    const std::string what =
+        isUnknown ? "there is no subcommand \"" + printable(unknown.front()) + "\"" : error.what();
+    return command + ": " + what + "\n`" + command + " --help` tells more.\n";
+}
+
 int run(int argc, char** argv) {
     CLI::App program("Send, fetch and read mail.", "tessolt");
     program.require_subcommand(1);
     program.set_version_flag("--version", TESSOLT_VERSION);
+    program.failure_message(wrongUse);
     Action chosen;
     for (const auto add :
          {addSend, addFetch, addShow, addExtract, addConvert, addCheck, addError, addSettings}) {

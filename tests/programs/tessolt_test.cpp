@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "loopback_host.h"
@@ -383,7 +384,17 @@ TEST_F(Shell, TellsErrorsSettingsAndHowItIsUsed) {
         0);
     EXPECT_EQ(run("tessolt settings init new/file").code, 8);
     EXPECT_EQ(run("TESSOLT_SETTINGS=/none tessolt settings").code, 8);
-    EXPECT_EQ(run("tessolt").code, 2);
+    const std::pair<const char*, const char*> kWrongUses[] = {
+        {"tessolt", "tessolt: A subcommand is required\n`tessolt --help` tells more.\n"},
+        {"tessolt sned",
+         "tessolt: there is no subcommand \"sned\"\n`tessolt --help` tells more.\n"},
+        {"tessolt send", "tessolt send: --server is required\n`tessolt send --help` tells more.\n"},
+    };
+    for (const auto& [line, told] : kWrongUses) {
+        const Outcome outcome = run(line);
+        EXPECT_EQ(outcome.code, 2) << line;
+        EXPECT_EQ(outcome.error, told);
+    }
     EXPECT_EQ(run("for c in send fetch show extract convert check error settings; do tessolt $c "
                   "--help || exit; done")
                   .code,
