@@ -21,6 +21,7 @@ TOP = pathlib.Path(__file__).parents[2]
 #: Of a job, without its first line, which tells what it does.
 MOST_LINES = 12
 BUILD = pathlib.Path(os.environ["TESSOLT_BUILD"])
+JOBS = TOP / "examples" / "python" / "jobs"
 
 
 class Types(unittest.TestCase):
@@ -30,7 +31,7 @@ class Types(unittest.TestCase):
             print("SKIPPED: mypy isn't installed")
             return
         with tempfile.TemporaryDirectory() as cache:
-            jobs = sorted((TOP / "examples" / "python" / "jobs").glob("*.py"))
+            jobs = sorted(JOBS.glob("*.py"))
             for job in jobs:
                 lines = [line for line in job.read_text(encoding="utf-8").splitlines() if line]
                 self.assertTrue(len(lines) <= MOST_LINES + 1 or job.name == "account.py", job)
@@ -39,6 +40,15 @@ class Types(unittest.TestCase):
                 run = subprocess.run([mypy, "--cache-dir", cache, *options, *what], capture_output=True, text=True,
                                      cwd=BUILD / "python", env=dict(os.environ, MYPYPATH=str(BUILD / "python")))
                 self.assertEqual(run.returncode, 0, run.stdout + run.stderr)
+
+    def test_please_the_other_checker_too(self):
+        pyright = shutil.which("pyright")  # by npm: Debian has none
+        if not pyright:
+            print("SKIPPED: pyright isn't installed")
+            return
+        for what in ("tessolt", JOBS):
+            run = subprocess.run([pyright, what], capture_output=True, text=True, cwd=BUILD / "python")
+            self.assertEqual(run.returncode, 0, run.stdout + run.stderr)
 
 
 class Texts(unittest.TestCase):
