@@ -220,7 +220,7 @@ bool ReceiveWait::set(SocketHandle socket, std::uint32_t milliseconds) {
     timeval limit{};  // zero stands for none
     if (milliseconds != kNoLimit) {
         limit.tv_sec = static_cast<time_t>(milliseconds / kMillis);
-        limit.tv_usec = static_cast<suseconds_t>(milliseconds % kMillis * kMillis);
+        limit.tv_usec = static_cast<suseconds_t>(milliseconds % kMillis) * suseconds_t{kMillis};
     }
     const bool isSet = setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0;
     milliseconds_ = isSet ? milliseconds : 0;
