@@ -42,8 +42,8 @@ public:
     explicit Message(ComPtr<IEMailMessage> message)
         : message_(std::move(message)), data_(message_.as<IMessageData>()) {}
     Message(Message&&) = default;
-    /// A copy of all of it, blind copies, attachments and bytes as they came included. It costs no
-    /// copy of a text that was loaded.
+    /// A copy of all of it, blind copies, attachments and bytes as they came included. Bytes
+    /// that were loaded are shared.
     Message(const Message& other) : uniqueId_(other.uniqueId_) {
         if (other.data_) {
             detail::requireMemory(other.data_->Copy(message_.put()));
